@@ -1,0 +1,76 @@
+#include "core/file_lock.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+#include <vector>
+
+#include "crypto/regular_file.h"
+
+namespace kestrune {
+namespace {
+
+struct HeldLock {
+  dev_t device;
+  ino_t inode;
+  FileDescriptor file;
+  unsigned holders;
+};
+
+// Never destroyed: files may still be closed while the process ends.
+std::vector<HeldLock>& Table() {
+  static auto* table = new std::vector<HeldLock>();
+  return *table;
+}
+
+// A child shares its parent's open file descriptions; were it to keep them, the lock would outlive the
+// parent.
+void ForgetInChild() {
+  Table().clear();
+}
+
+void ForgetLocksAcrossFork() {
+  [[maybe_unused]] static const int registered = ::pthread_atfork(nullptr, nullptr, ForgetInChild);
+}
+
+auto Find(dev_t device, ino_t inode) {
+  return std::find_if(Table().begin(), Table().end(),
+                      [&](const HeldLock& held) { return held.device == device && held.inode == inode; });
+}
+
+bool WaitForLock(int fd) {
+  struct flock whole_file {};
+  whole_file.l_type = F_WRLCK;
+  whole_file.l_whence = SEEK_SET;
+  while (::fcntl(fd, F_OFD_SETLKW, &whole_file) != 0) {
+    if (errno != EINTR) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool AcquireUpdateLock(const char* path, const struct stat& identity) {
+  if (const auto held = Find(identity.st_dev, identity.st_ino); held != Table().end()) {
+    ++held->holders;
+    return true;
+  }
+  ForgetLocksAcrossFork();
+  struct stat found;
+  FileDescriptor file = OpenRegularFile(path, O_RDWR, &found);
+  if (!file.valid() || found.st_dev != identity.st_dev || found.st_ino != identity.st_ino) return false;
+  if (!WaitForLock(file.get())) return false;
+  Table().push_back({identity.st_dev, identity.st_ino, std::move(file), 1});
+  return true;
+}
+
+void ReleaseUpdateLock(dev_t device, ino_t inode) {
+  const auto held = Find(device, inode);
+  if (held == Table().end() || --held->holders > 0) return;
+  Table().erase(held);
+}
+
+}  // namespace kestrune

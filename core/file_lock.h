@@ -1,0 +1,21 @@
+// The locks that keep other processes off a file opened for update.
+#ifndef KESTRUNE_CORE_FILE_LOCK_H
+#define KESTRUNE_CORE_FILE_LOCK_H
+
+#include <sys/stat.h>
+
+namespace kestrune {
+
+// Waits for the write lock on the whole file that `path` names and `identity` describes, and takes it;
+// false when it cannot be had or the path names another file by now. Within this process the lock is
+// counted: the second taker does not wait, and the last ReleaseUpdateLock gives it back.
+//
+// The lock hangs on a descriptor of its own (an open file description lock), so that closing any other
+// descriptor of the file does not end it. It dies with its process, and a child made by fork does not
+// inherit it. The table of these descriptors is shared by the whole process.
+bool AcquireUpdateLock(const char* path, const struct stat& identity);
+void ReleaseUpdateLock(dev_t device, ino_t inode);
+
+}  // namespace kestrune
+
+#endif

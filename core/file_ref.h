@@ -1,0 +1,109 @@
+// The library's only door to files.
+#ifndef KESTRUNE_CORE_FILE_REF_H
+#define KESTRUNE_CORE_FILE_REF_H
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <cstdio>
+
+#include "core/object.h"
+#include "crypto/export.h"
+
+// A named file. The base class is the platform's interface and answers -101 to everything that needs a
+// file; TypV2FileRefUnix implements it. Results are 0, a code of core/result.h (namespace file), or the
+// platform's own status (-1) from seeking, truncating, closing and removing.
+class KESTRUNE_API TypV2FileRef : public kestrune::LibraryObject<TypV2FileRef> {
+ public:
+  virtual int InitCreate();
+
+  // Closes the file if it is still open.
+  virtual int Kill();
+
+  // Mode 0: read an existing file. 1: update an existing file. 2: create or empty, read and write. Opening
+  // an open file does nothing and keeps its mode. -9: cannot be opened. -1: another mode.
+  //
+  // Modes 0 and 1 take regular files (through links) and never wait for one to appear; mode 2 writes to
+  // whatever the system lets be opened without waiting. In mode 1 the file is locked against other
+  // processes until it is closed (they wait their turn), and each Write is on stable storage when it
+  // returns. The lock does not stop readers, nor this process from opening the file once more.
+  virtual int OpenDF(int mode);
+
+  // Length in bytes; the position is at the end afterwards. 0 and the status when the file has none.
+  virtual int GetLength(unsigned long long* length);
+  virtual int SetFilePos(unsigned long long position);
+  virtual int SetEOF(unsigned long long length);
+
+  // All `count` bytes, or -8 / -7.
+  virtual int Read(void* buffer, unsigned long long count);
+  virtual int Write(const void* buffer, unsigned long long count);
+
+  // 0 when the file was not open. -1 when what was written may not have arrived: the closing failed, or an
+  // earlier Write did.
+  virtual int CloseDF();
+
+  // The whole open file in a new buffer, which the caller frees. -60, -59: an output is missing. -2: not
+  // open. -96: no memory. -8: shorter than its length said. The outputs are null and 0 on failure.
+  virtual int GetDF(unsigned char** data, unsigned long long* length);
+
+  // 0 when the path names a regular file that can be read, else -43.
+  virtual int Exists();
+
+  // Removes the file; 0 also when there is no regular file that could be changed.
+  virtual int Delete();
+
+  // 0 when open, else -2.
+  virtual int IsOpend();
+
+  // At most 255 characters, else -99 (also for null).
+  virtual int SetFileName(const char* path);
+
+  // What follows the last separator that is not in last place; the whole path without one. `name` has 256
+  // bytes.
+  virtual void GetFileNameWithoutPath(char* name);
+  virtual void GetFullPathFilename(char* path);
+
+  // One character, no terminator (the base class writes an empty text).
+  virtual void GetPathSeperator(char* separator);
+
+  // The platform's status as a result code: the same number, widened.
+  virtual int OSToPrivateError(std::int16_t status);
+};
+
+// Files through C streams. The members' destructors have nothing to do: Kill closes.
+class KESTRUNE_API TypV2FileRefUnix : public TypV2FileRef {
+ public:
+  int InitCreate() override;
+  int Kill() override;
+  int OpenDF(int mode) override;
+  int GetLength(unsigned long long* length) override;
+  int SetFilePos(unsigned long long position) override;
+  int SetEOF(unsigned long long length) override;
+  int Read(void* buffer, unsigned long long count) override;
+  int Write(const void* buffer, unsigned long long count) override;
+  int CloseDF() override;
+  int GetDF(unsigned char** data, unsigned long long* length) override;
+  int Exists() override;
+  int Delete() override;
+  int IsOpend() override;
+  int SetFileName(const char* path) override;
+  void GetFullPathFilename(char* path) override;
+  void GetPathSeperator(char* separator) override;
+
+ private:
+  static constexpr std::size_t kPathBytes = 256;
+
+  bool is_open() const { return open_flag_ == 1; }
+  int OpenForUpdate();
+  int Adopt(int fd, const char* stream_mode);
+
+  std::FILE* stream_ = nullptr;
+  char path_[kPathBytes] = {};
+  std::int16_t open_flag_ = 0;
+  bool durable_ = false;       // mode 1: every Write reaches stable storage, and the file is locked
+  bool write_failed_ = false;  // CloseDF must not tell of success
+  dev_t locked_device_ = 0;
+  ino_t locked_inode_ = 0;
+};
+
+#endif

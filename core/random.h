@@ -1,0 +1,27 @@
+// The one place where the library draws random numbers (save the blinding inside crypto/).
+//
+// The draws come from the C library's rand(), because what is drawn, and that a process draws the same
+// after the same seed, is part of the contract. Built with KESTRUNE_STRONG_RANDOM, the same functions draw
+// from the system's generator instead and seeding does nothing.
+#ifndef KESTRUNE_CORE_RANDOM_H
+#define KESTRUNE_CORE_RANDOM_H
+
+#include <cstddef>
+
+#include "crypto/export.h"
+
+namespace kestrune {
+
+// One draw, from 0 to RAND_MAX.
+KESTRUNE_API int DrawRandom();
+
+// Seeds the generator with the current time in seconds.
+KESTRUNE_API void SeedRandomWithTime();
+
+// Overwrites `count` bytes with the low 8 bits of one draw each; for what held clear text and is about to
+// be freed. Not removed by the optimiser.
+KESTRUNE_API void ScrubWithRandom(void* bytes, std::size_t count);
+
+}  // namespace kestrune
+
+#endif

@@ -1,0 +1,269 @@
+// Searching, light XML, lists, mail addresses, file suffixes, the attachment of a MIME text.
+#include <array>
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "core/owned.h"
+#include "core/result.h"
+#include "core/string_helpers.h"
+#include "core/utils.h"
+#include "crypto/classic.h"
+#include "kestrune_settings.h"
+
+using namespace kestrune;
+
+namespace {
+
+constexpr std::size_t kAddressLimit = 256;  // characters of a mail address or domain, terminator counted
+constexpr std::size_t kSuffixCharacters = 3;
+constexpr std::size_t kKeyFileNameLeast = 4;
+constexpr std::size_t kKeyFileNameLimit = 45;
+constexpr unsigned long long kMostOccurrences = 1000;
+constexpr unsigned char kCaseDistance = 32;
+
+constexpr char kAttachmentHeader[] = "Content-Disposition: attachment";
+constexpr char kBlankLine[] = "\n\n";
+constexpr char kClosingDashes[] = " --";
+
+bool IsDigit(char character) {
+  return character >= '0' && character <= '9';
+}
+
+bool IsSameButForCase(unsigned char a, unsigned char b) {
+  return a == b || a + kCaseDistance == b || b + kCaseDistance == a;
+}
+
+// A pattern as bit masks, so that searching takes the same few operations for every byte of a hostile text:
+// bit i of Step's state says that the first i + 1 characters match up to here.
+class FoldedPattern {
+ public:
+  static constexpr std::size_t kMostCharacters = 64;
+
+  FoldedPattern(const unsigned char* pattern, std::size_t length) : last_(std::uint64_t{1} << (length - 1)) {
+    for (std::size_t byte = 0; byte <= UCHAR_MAX; ++byte) {
+      for (std::size_t i = 0; i < length; ++i) {
+        if (IsSameButForCase(static_cast<unsigned char>(byte), pattern[i]))
+          masks_[byte] |= std::uint64_t{1} << i;
+      }
+    }
+  }
+
+  // True when the whole pattern ends with this byte.
+  bool Step(unsigned char byte) {
+    state_ = (state_ << 1 | 1) & masks_[byte];
+    return (state_ & last_) != 0;
+  }
+
+ private:
+  std::array<std::uint64_t, UCHAR_MAX + 1> masks_{};
+  std::uint64_t state_ = 0;
+  std::uint64_t last_;
+};
+
+// Where an element's value begins and ends; positions are offsets into the text.
+struct ElementValue {
+  const char* begin;
+  const char* end;
+  const char* behind;  // the first character after the closing tag
+};
+
+class ElementReader {
+ public:
+  explicit ElementReader(const char* tag)
+      : opening_(std::string("<") + tag + ">"), closing_(std::string("</") + tag + ">") {}
+
+  bool Next(const char* from, ElementValue* value) const {
+    const char* open = std::strstr(from, opening_.c_str());
+    if (open == nullptr) return false;
+    value->begin = open + opening_.size();
+    // The value runs to the first closing tag of that name: nesting is not understood.
+    value->end = std::strstr(value->begin, closing_.c_str());
+    if (value->end == nullptr) return false;
+    value->behind = value->end + closing_.size();
+    return true;
+  }
+
+ private:
+  std::string opening_;
+  std::string closing_;
+};
+
+int CopyAddressPart(const char* address, char* out, bool domain) {
+  if (address == nullptr) return argument::kNoInput;
+  if (out == nullptr) return argument::kNoOutput;
+  if (!IsShorterThan(address, kAddressLimit)) return utils::kAddressTooLong;
+  const std::size_t prefix = std::strcspn(address, "@");
+  if (domain) {
+    std::strcpy(out, address + prefix + (address[prefix] == 0 ? 0 : 1));
+  } else {
+    std::memcpy(out, address, prefix);
+    out[prefix] = 0;
+  }
+  return kOk;
+}
+
+}  // namespace
+
+int TypV2Utils::ExtractFileSuffix(const char* name, char* out) {
+  if (!IsShorterThan(name, kKeyFileNameLimit)) return utils::kBadFileName;
+  const std::size_t length = std::strlen(name);
+  if (length < kKeyFileNameLeast) return utils::kBadFileName;
+  if (out == nullptr) return argument::kNoOutput;
+  std::memcpy(out, name + length - kSuffixCharacters, kSuffixCharacters + 1);
+  const bool is_year = out[0] == '2' && IsDigit(out[1]) && IsDigit(out[2]);
+  return is_year ? kOk : utils::kNoYearSuffix;
+}
+
+int TypV2Utils::FreeElementsListContent(char** elements, long long count) {
+  if (elements == nullptr) return argument::kNoInput;
+  for (long long i = 0; i < count; ++i) {
+    std::free(elements[i]);
+    elements[i] = nullptr;
+  }
+  return kOk;
+}
+
+int TypV2Utils::GetElementsFromList(const char* text, char separator, char** elements, long long* count) {
+  if (elements == nullptr) return argument::kNoOutput;
+  if (count == nullptr) return argument::kNoLengthOutput;
+  if (text == nullptr) return argument::kNoInput;
+  const long long capacity = *count;
+  *count = 0;
+  const char* const end = text + std::strlen(text);
+  const char* begin = text;
+  while (begin != end) {
+    if (*count >= capacity) return utils::kListFull;
+    const auto left = static_cast<std::size_t>(end - begin);
+    const auto* stop = static_cast<const char*>(std::memchr(begin, separator, left));
+    // Deliberate: a separator in last place belongs to the last element.
+    const bool is_last = stop == nullptr || stop + 1 == end;
+    const std::size_t length = is_last ? left : static_cast<std::size_t>(stop - begin);
+    CBuffer element;
+    if (!element.Allocate(length + 1)) return kNoObject;
+    std::memcpy(element.data(), begin, length);
+    elements[(*count)++] = element.release_text();
+    begin = is_last ? end : stop + 1;
+  }
+  return *count > 0 && *count >= capacity ? utils::kListFull : kOk;
+}
+
+long long TypV2Utils::possubstring(const char* text, const char* sub) {
+  if (text == nullptr || sub == nullptr) return -1;
+  const char* found = std::strstr(text, sub);
+  return found == nullptr ? -1 : found - text;
+}
+
+long long TypV2Utils::possubstringsimplenocase(const unsigned char* buffer, unsigned long long length,
+                                               unsigned long long start, const char* sub) {
+  if (buffer == nullptr || sub == nullptr) return -1;
+  const std::size_t sub_length = std::strlen(sub);
+  if (sub_length > length || start > length - sub_length) return -1;
+  if (sub_length == 0) return static_cast<long long>(start);
+  const auto* pattern = reinterpret_cast<const unsigned char*>(sub);
+  const std::size_t head =
+      sub_length < FoldedPattern::kMostCharacters ? sub_length : FoldedPattern::kMostCharacters;
+  FoldedPattern folded(pattern, head);
+  const unsigned long long end =
+      length - (sub_length - head);  // the head must end here, the rest fits behind
+  for (unsigned long long i = start; i < end; ++i) {
+    if (!folded.Step(buffer[i])) continue;
+    std::size_t matched = head;
+    while (matched < sub_length && IsSameButForCase(buffer[i + 1 + matched - head], pattern[matched]))
+      ++matched;
+    if (matched == sub_length) return static_cast<long long>(i + 1 - head);
+  }
+  return -1;
+}
+
+int TypV2Utils::ExtractSmallValueFromXMLLight(const char* xml, const char* tag, unsigned long long n,
+                                              char* out, unsigned long long start, unsigned long long max) {
+  if (xml == nullptr || tag == nullptr) return argument::kNoInput;
+  if (out == nullptr) return argument::kNoOutput;
+  if (start >= std::strlen(xml)) return utils::kTagMissing;
+  const ElementReader reader(tag);
+  ElementValue value{};
+  const char* from = xml + start;
+  for (unsigned long long occurrence = 1; occurrence <= kMostOccurrences; ++occurrence) {
+    if (!reader.Next(from, &value)) return utils::kTagMissing;
+    if (occurrence == n) {
+      const auto length = static_cast<std::size_t>(value.end - value.begin);
+      if (max != 0 && length > max) return utils::kValueTooLong;
+      std::memmove(out, value.begin, length);  // a caller may read a value out of the text that it replaces
+      out[length] = 0;
+      return kOk;
+    }
+    from = value.behind;
+  }
+  return utils::kTagMissing;
+}
+
+int TypV2Utils::ExtractFirstPJFromMime(unsigned char* text, unsigned long long length, unsigned char** out,
+                                       unsigned long long* out_length) {
+  if (out == nullptr || out_length == nullptr) return utils::kNoMimeOutput;
+  *out = nullptr;
+  *out_length = 0;
+  const long long header = possubstringsimplenocase(text, length, 0, kAttachmentHeader);
+  if (header < 0) return utils::kNoAttachment;
+  const long long blank =
+      possubstringsimplenocase(text, length, static_cast<unsigned long long>(header), kBlankLine);
+  if (blank < 0) return utils::kNoAttachment;
+  const unsigned long long begin = static_cast<unsigned long long>(blank) + std::strlen(kBlankLine);
+  const long long end = possubstringsimplenocase(text, length, begin, kClosingDashes);
+  if (end < 0) return utils::kNoAttachment;
+  const std::size_t encoded = static_cast<std::size_t>(end) - static_cast<std::size_t>(begin);
+  if (encoded < 1) return utils::kEmptyAttachment;
+
+  SecretCBuffer decoded;
+  if (!decoded.Allocate(encoded)) return kNoObject;
+  std::size_t decoded_length = decoded.size();
+  // Kept so: an attachment that is not Base64 is no attachment, and no failure either.
+  if (base64_decode(decoded.data(), &decoded_length, text + begin, encoded) != 0) return kOk;
+  *out = decoded.release();
+  *out_length = decoded_length;
+  return kOk;
+}
+
+int TypV2Utils::extractprefixemail(const char* address, char* out) {
+  return CopyAddressPart(address, out, false);
+}
+
+int TypV2Utils::extractdomainemail(const char* address, char* out) {
+  return CopyAddressPart(address, out, true);
+}
+
+int TypV2Utils::endwith(const char* text, const char* suffix) {
+  if (text == nullptr || suffix == nullptr) return 0;
+  const std::size_t text_length = std::strlen(text);
+  const std::size_t suffix_length = std::strlen(suffix);
+  if (suffix_length > text_length) return 0;
+  return std::strcmp(text + text_length - suffix_length, suffix) == 0 ? 1 : 0;
+}
+
+int TypV2Utils::isnumericsstring(const char* text) {
+  if (text == nullptr || *text == 0) return 0;
+  for (; *text != 0; ++text) {
+    if (!IsDigit(*text)) return 0;
+  }
+  return 1;
+}
+
+int TypV2Utils::isKestruneDomain(const char* domain) {
+  if (domain == nullptr) return 1;
+  if (!IsShorterThan(domain, kAddressLimit)) return 0;
+  if (*domain == 0) return 1;
+  std::array<char, kAddressLimit> folded;
+  CopyText(folded, domain);
+  lowercasecharstring(folded.data(), folded.size());
+  const char* name = folded.data();
+  for (const char* own : {settings::kServiceDomain1, settings::kServiceDomain2, settings::kServiceDomain4}) {
+    if (possubstring(name, own) >= 0) return 1;
+  }
+  if (possubstring(name, settings::kServiceDomain3) == 0) return 1;
+  const bool is_member =
+      possubstring(name, "medical") == 0 &&
+      (endwith(name, settings::kDomainSuffix1) == 1 || endwith(name, settings::kDomainSuffix2) == 1);
+  return is_member ? 1 : 0;
+}

@@ -1,0 +1,40 @@
+// Base64 and wiping behind the classic names.
+#include <mbedtls/base64.h>
+#include <mbedtls/platform_util.h>
+
+#include "crypto/classic.h"
+#include "crypto/errors.h"
+
+using kestrune::crypto::ToClassicError;
+
+void wipe(void* bytes, std::size_t count) {
+  if (count != 0) mbedtls_platform_zeroize(bytes, count);
+}
+
+bool equal_in_constant_time(const void* a, const void* b, std::size_t count) {
+  const auto* left = static_cast<const volatile unsigned char*>(a);
+  const auto* right = static_cast<const volatile unsigned char*>(b);
+  unsigned difference = 0;
+  for (std::size_t i = 0; i < count; ++i) difference |= static_cast<unsigned>(left[i] ^ right[i]);
+  return difference == 0;
+}
+
+int base64_encode(unsigned char* output, std::size_t* output_length, const unsigned char* input,
+                  std::size_t length) {
+  std::size_t written = 0;
+  const int rc =
+      mbedtls_base64_encode(output, output == nullptr ? 0 : *output_length, &written, input, length);
+  // The library leaves an empty result unterminated, and refuses none whatever the capacity.
+  if (rc == 0 && written == 0 && output != nullptr && *output_length > 0) output[0] = 0;
+  *output_length = written;
+  return ToClassicError(rc);
+}
+
+int base64_decode(unsigned char* output, std::size_t* output_length, const unsigned char* input,
+                  std::size_t length) {
+  std::size_t written = 0;
+  const int rc =
+      mbedtls_base64_decode(output, output == nullptr ? 0 : *output_length, &written, input, length);
+  *output_length = written;
+  return ToClassicError(rc);
+}

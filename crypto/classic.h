@@ -1,0 +1,208 @@
+// The door to the cryptographic library: everything the system needs from it, under the classic names.
+//
+// Only the sources of this folder include a header of mbed TLS; whoever includes this one needs none. The
+// context types own what they hold and wipe it when they are cleared or destroyed; they cannot be copied.
+//
+// Results are 0 or one of the negative numbers below. A failure of the library that has no number here
+// keeps the library's own negative code. No argument may be null unless it says so.
+#ifndef KESTRUNE_CRYPTO_CLASSIC_H
+#define KESTRUNE_CRYPTO_CLASSIC_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "crypto/export.h"
+
+// ---- Constants -------------------------------------------------------------------------------------
+
+inline constexpr int RSA_PUBLIC = 0;   // operation with the public exponent
+inline constexpr int RSA_PRIVATE = 1;  // operation with the private exponent, always blinded
+inline constexpr int SIG_RSA_RAW = 0;  // the bytes themselves are signed, without a DigestInfo prefix
+
+inline constexpr int AES_DECRYPT = 0;
+inline constexpr int AES_ENCRYPT = 1;
+
+inline constexpr std::size_t kSha1Bytes = 20;
+inline constexpr std::size_t kSha512Bytes = 64;
+inline constexpr std::size_t kAesBlockBytes = 16;
+inline constexpr std::size_t kAes256KeyBytes = 32;
+inline constexpr unsigned kAes256KeyBits = 256;
+inline constexpr std::size_t kPkcs1PaddingBytes = 11;  // least room that PKCS#1 v1.5 padding takes
+inline constexpr std::size_t kRsaLeastBytes = 16;      // moduli outside these bounds are refused
+inline constexpr std::size_t kRsaMostBytes = 1024;
+
+inline constexpr int ERR_BASE64_BUFFER_TOO_SMALL = -16;
+inline constexpr int ERR_BASE64_INVALID_CHARACTER = -18;
+inline constexpr int ERR_X509_KEY_PASSWORD_MISMATCH = -736;  // wrong, or none where one is needed
+inline constexpr int ERR_X509_KEY_INVALID = -672;            // unreadable, or no RSA key
+inline constexpr int ERR_X509_CERT_INVALID = -64;            // unreadable, or no RSA key in it
+inline constexpr int ERR_RSA_BAD_INPUT_DATA = -1024;
+inline constexpr int ERR_RSA_INVALID_PADDING = -1040;
+inline constexpr int ERR_RSA_KEY_CHECK_FAILED = -1072;
+inline constexpr int ERR_RSA_PUBLIC_FAILED = -1088;
+inline constexpr int ERR_RSA_PRIVATE_FAILED = -1104;
+inline constexpr int ERR_RSA_VERIFY_FAILED = -1120;  // also: DigestInfo prefix mismatch
+inline constexpr int ERR_RSA_OUTPUT_TOO_LARGE = -1136;
+inline constexpr int ERR_RSA_RNG_FAILED = -1152;
+inline constexpr int ERR_AES_INVALID_KEY_LENGTH = -2048;
+inline constexpr int ERR_AES_INVALID_INPUT_LENGTH = -2064;
+
+// ---- Wiping ----------------------------------------------------------------------------------------
+
+// Overwrites `count` bytes with zeros in a way that no optimiser removes. Null is allowed when count is 0.
+KESTRUNE_API void wipe(void* bytes, std::size_t count);
+
+// True when the first `count` bytes are equal; the time taken does not tell where they differ.
+KESTRUNE_API bool equal_in_constant_time(const void* a, const void* b, std::size_t count);
+
+// ---- Hashes (FIPS 180-4) ---------------------------------------------------------------------------
+
+// One running SHA-512 (or SHA-384).
+class KESTRUNE_API sha4_context {
+ public:
+  sha4_context() noexcept;
+  sha4_context(const sha4_context&) = delete;
+  sha4_context& operator=(const sha4_context&) = delete;
+  ~sha4_context();
+
+  struct Impl;
+  std::unique_ptr<Impl> impl;  // for the sources of this folder alone
+};
+
+// One running SHA-1.
+class KESTRUNE_API sha1_context {
+ public:
+  sha1_context() noexcept;
+  sha1_context(const sha1_context&) = delete;
+  sha1_context& operator=(const sha1_context&) = delete;
+  ~sha1_context();
+
+  struct Impl;
+  std::unique_ptr<Impl> impl;  // for the sources of this folder alone
+};
+
+// Digest of `length` bytes in one go. `digest` has 64 bytes; with is384 set the first 48 are the result.
+KESTRUNE_API void sha4(const unsigned char* input, std::size_t length, unsigned char* digest, int is384);
+
+// The same in steps: starts, any number of updates, finish (64 bytes; 48 count with is384).
+KESTRUNE_API void sha4_starts(sha4_context* context, int is384);
+KESTRUNE_API void sha4_update(sha4_context* context, const unsigned char* input, std::size_t length);
+KESTRUNE_API void sha4_finish(sha4_context* context, unsigned char* digest);
+
+// SHA-1, 20 bytes.
+KESTRUNE_API void sha1(const unsigned char* input, std::size_t length, unsigned char* digest);
+KESTRUNE_API void sha1_starts(sha1_context* context);
+KESTRUNE_API void sha1_update(sha1_context* context, const unsigned char* input, std::size_t length);
+KESTRUNE_API void sha1_finish(sha1_context* context, unsigned char* digest);
+
+// ---- AES (FIPS 197), CBC mode (SP 800-38A) ---------------------------------------------------------
+
+// One key schedule, for one direction. Wiped when it is replaced and when the object ends.
+class KESTRUNE_API aes_context {
+ public:
+  aes_context() noexcept;
+  aes_context(const aes_context&) = delete;
+  aes_context& operator=(const aes_context&) = delete;
+  ~aes_context();
+
+  struct Impl;
+  std::unique_ptr<Impl> impl;  // for the sources of this folder alone
+};
+
+// Builds the schedule for one direction from a key of 128, 192 or 256 bits; any other size: -2048.
+KESTRUNE_API int aes_setkey_enc(aes_context* context, const unsigned char* key, unsigned bits);
+KESTRUNE_API int aes_setkey_dec(aes_context* context, const unsigned char* key, unsigned bits);
+
+// CBC over `length` bytes without padding; mode is AES_ENCRYPT or AES_DECRYPT and must match the schedule.
+// `iv` (16 bytes) is left holding the last ciphertext block. `input` and `output` may be the same buffer.
+// -2064, and nothing written, when length is not a multiple of 16.
+KESTRUNE_API int aes_crypt_cbc(aes_context* context, int mode, std::size_t length, unsigned char* iv,
+                               const unsigned char* input, unsigned char* output);
+
+// ---- RSA (PKCS#1 v1.5, RFC 8017) -------------------------------------------------------------------
+
+// One RSA key, public or with its private half.
+class KESTRUNE_API rsa_context {
+ public:
+  rsa_context() noexcept;
+  rsa_context(const rsa_context&) = delete;
+  rsa_context& operator=(const rsa_context&) = delete;
+  ~rsa_context();
+
+  // Length of the modulus in bytes, 0 while no key is held.
+  std::size_t len() const;
+  // True when the public exponent is `least` or more.
+  bool public_exponent_at_least(unsigned least) const;
+
+  struct Impl;
+  std::unique_ptr<Impl> impl;  // for the sources of this folder alone
+};
+
+// Consistency of the public half, and of the whole private key. -1072 when it fails or no key is held.
+KESTRUNE_API int rsa_check_pubkey(const rsa_context* key);
+KESTRUNE_API int rsa_check_privkey(const rsa_context* key);
+
+// The bare operations; input and output have key->len() bytes. -1088 / -1104 when refused (a value not
+// below the modulus, no key).
+KESTRUNE_API int rsa_public(rsa_context* key, const unsigned char* input, unsigned char* output);
+KESTRUNE_API int rsa_private(rsa_context* key, const unsigned char* input, unsigned char* output);
+
+// Type 1 padding and the private operation (mode RSA_PRIVATE, the only one; hash_id SIG_RSA_RAW). At most
+// len() - 11 bytes are signed; `signature` has len() bytes, written on success only.
+KESTRUNE_API int rsa_pkcs1_sign(rsa_context* key, int mode, int hash_id, std::size_t length,
+                                const unsigned char* bytes, unsigned char* signature);
+
+// Checks `signature` (len() bytes, read whole) against the one right encoding of `bytes`
+// (mode RSA_PUBLIC, the only one; hash_id SIG_RSA_RAW). 0 only when it is that one.
+KESTRUNE_API int rsa_pkcs1_verify(rsa_context* key, int mode, int hash_id, std::size_t length,
+                                  const unsigned char* bytes, const unsigned char* signature);
+
+// Type 2 padding and the public operation (mode RSA_PUBLIC, the only one): `output` has len() bytes.
+KESTRUNE_API int rsa_pkcs1_encrypt(rsa_context* key, int mode, std::size_t length, const unsigned char* input,
+                                   unsigned char* output);
+
+// The reverse (mode RSA_PRIVATE, the only one): `input` has len() bytes; at most `output_max` are written.
+KESTRUNE_API int rsa_pkcs1_decrypt(rsa_context* key, int mode, std::size_t* output_length,
+                                   const unsigned char* input, unsigned char* output, std::size_t output_max);
+
+// Wipes and releases the key; the context can be filled again.
+KESTRUNE_API void rsa_free(rsa_context* key);
+
+// ---- Key and certificate files (PEM or DER; RFC 8017, RFC 5280) -------------------------------------
+
+// One X.509 certificate, of which the system uses the RSA public key.
+class KESTRUNE_API x509_cert {
+ public:
+  x509_cert() noexcept;
+  x509_cert(const x509_cert&) = delete;
+  x509_cert& operator=(const x509_cert&) = delete;
+  ~x509_cert();
+
+  rsa_context rsa;  // empty until x509parse_crtfile succeeded
+};
+
+// Reads an RSA private key from the regular file at `path`, opened with `password` (null or empty: none)
+// when it is protected (DES-CBC, DES-EDE3-CBC, AES-CBC as traditional PEM; PKCS#5 v1 and v2 with DES).
+// -736: the pass phrase is wrong or missing. -672: no file, no regular file, unreadable, or no RSA key.
+KESTRUNE_API int x509parse_keyfile(rsa_context* key, const char* path, const char* password);
+
+// Reads the certificate from the regular file at `path` (the first one, where there are several).
+// -64: no file, no regular file, unreadable, or the certificate's key is no RSA key.
+KESTRUNE_API int x509parse_crtfile(x509_cert* certificate, const char* path);
+KESTRUNE_API void x509_free(x509_cert* certificate);
+
+// ---- Base64 (RFC 4648, standard alphabet, "=" padding) ----------------------------------------------
+
+// Encodes `length` bytes, with a terminating zero. *output_length holds the capacity on entry and the
+// characters written (terminator not counted) on return. -16 when characters + 1 exceed the capacity;
+// *output_length is then the capacity needed. `output` may be null when only that is asked.
+KESTRUNE_API int base64_encode(unsigned char* output, std::size_t* output_length, const unsigned char* input,
+                               std::size_t length);
+
+// Decodes `length` characters; line ends (LF, CR LF) are skipped. -18 for anything else that is not
+// Base64; -16 when the capacity is too small (*output_length is then the capacity needed).
+KESTRUNE_API int base64_decode(unsigned char* output, std::size_t* output_length, const unsigned char* input,
+                               std::size_t length);
+
+#endif

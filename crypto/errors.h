@@ -1,0 +1,12 @@
+// From the library's error numbers to the classic ones. For the sources of this folder alone.
+#ifndef KESTRUNE_CRYPTO_ERRORS_H
+#define KESTRUNE_CRYPTO_ERRORS_H
+
+namespace kestrune::crypto {
+
+// Codes without a classic number stay as they are; 0 stays 0.
+int ToClassicError(int library_error);
+
+}  // namespace kestrune::crypto
+
+#endif

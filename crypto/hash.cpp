@@ -1,0 +1,75 @@
+// SHA-512 and SHA-1 behind the classic names.
+//
+// The library's calls can only fail in builds with an accelerator that is not there; the classic interface
+// has no result to report that with, and a digest that is not one must not be used: the program ends.
+#include <mbedtls/platform_util.h>
+#include <mbedtls/sha1.h>
+#include <mbedtls/sha512.h>
+
+#include <cstdlib>
+#include <utility>
+
+#include "crypto/classic.h"
+
+struct sha4_context::Impl {
+  mbedtls_sha512_context state;
+  Impl() { mbedtls_sha512_init(&state); }
+  ~Impl() { mbedtls_sha512_free(&state); }
+  Impl(const Impl&) = delete;
+  Impl& operator=(const Impl&) = delete;
+};
+
+struct sha1_context::Impl {
+  mbedtls_sha1_context state;
+  Impl() { mbedtls_sha1_init(&state); }
+  ~Impl() { mbedtls_sha1_free(&state); }
+  Impl(const Impl&) = delete;
+  Impl& operator=(const Impl&) = delete;
+};
+
+namespace {
+
+void OrEnd(int library_error) {
+  if (library_error != 0) std::abort();
+}
+
+}  // namespace
+
+sha4_context::sha4_context() noexcept = default;
+sha4_context::~sha4_context() = default;
+sha1_context::sha1_context() noexcept = default;
+sha1_context::~sha1_context() = default;
+
+void sha4(const unsigned char* input, std::size_t length, unsigned char* digest, int is384) {
+  OrEnd(mbedtls_sha512_ret(input, length, digest, is384));
+}
+
+void sha4_starts(sha4_context* context, int is384) {
+  context->impl = std::make_unique<sha4_context::Impl>();
+  OrEnd(mbedtls_sha512_starts_ret(&context->impl->state, is384));
+}
+
+void sha4_update(sha4_context* context, const unsigned char* input, std::size_t length) {
+  OrEnd(mbedtls_sha512_update_ret(&context->impl->state, input, length));
+}
+
+void sha4_finish(sha4_context* context, unsigned char* digest) {
+  OrEnd(mbedtls_sha512_finish_ret(&context->impl->state, digest));
+}
+
+void sha1(const unsigned char* input, std::size_t length, unsigned char* digest) {
+  OrEnd(mbedtls_sha1_ret(input, length, digest));
+}
+
+void sha1_starts(sha1_context* context) {
+  context->impl = std::make_unique<sha1_context::Impl>();
+  OrEnd(mbedtls_sha1_starts_ret(&context->impl->state));
+}
+
+void sha1_update(sha1_context* context, const unsigned char* input, std::size_t length) {
+  OrEnd(mbedtls_sha1_update_ret(&context->impl->state, input, length));
+}
+
+void sha1_finish(sha1_context* context, unsigned char* digest) {
+  OrEnd(mbedtls_sha1_finish_ret(&context->impl->state, digest));
+}

@@ -1,0 +1,110 @@
+// Private-key and certificate files behind the classic names.
+#include <fcntl.h>
+#include <mbedtls/pk.h>
+#include <mbedtls/x509_crt.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <utility>
+#include <vector>
+
+#include "crypto/classic.h"
+#include "crypto/regular_file.h"
+#include "crypto/rsa_impl.h"
+
+namespace {
+
+// No key or certificate comes near this; a larger file is something else.
+constexpr off_t kMostFileBytes = 1024 * 1024;
+
+// A whole small file with a zero behind it (the PEM reader counts that zero), wiped at the end.
+class KeyText {
+ public:
+  explicit KeyText(const char* path) {
+    struct stat status;
+    const kestrune::FileDescriptor file = kestrune::OpenRegularFile(path, O_RDONLY, &status);
+    if (!file.valid() || status.st_size <= 0 || status.st_size > kMostFileBytes) return;
+    bytes_.resize(static_cast<std::size_t>(status.st_size) + 1);
+    std::size_t got = 0;
+    while (got + 1 < bytes_.size()) {
+      const ssize_t count = ::read(file.get(), bytes_.data() + got, bytes_.size() - 1 - got);
+      if (count <= 0) return;
+      got += static_cast<std::size_t>(count);
+    }
+    complete_ = true;
+  }
+  ~KeyText() { wipe(bytes_.data(), bytes_.size()); }
+  KeyText(const KeyText&) = delete;
+  KeyText& operator=(const KeyText&) = delete;
+
+  bool complete() const { return complete_; }
+  const unsigned char* data() const { return bytes_.data(); }
+  // PEM is handed over with its final zero, DER without it.
+  std::size_t size() const { return IsPem() ? bytes_.size() : bytes_.size() - 1; }
+
+ private:
+  bool IsPem() const {
+    return std::strstr(reinterpret_cast<const char*>(bytes_.data()), "-----BEGIN ") != nullptr;
+  }
+
+  std::vector<unsigned char> bytes_;
+  bool complete_ = false;
+};
+
+struct ParsedKey {
+  mbedtls_pk_context pk;
+  ParsedKey() { mbedtls_pk_init(&pk); }
+  ~ParsedKey() { mbedtls_pk_free(&pk); }
+  ParsedKey(const ParsedKey&) = delete;
+  ParsedKey& operator=(const ParsedKey&) = delete;
+};
+
+struct ParsedCertificate {
+  mbedtls_x509_crt crt;
+  ParsedCertificate() { mbedtls_x509_crt_init(&crt); }
+  ~ParsedCertificate() { mbedtls_x509_crt_free(&crt); }
+  ParsedCertificate(const ParsedCertificate&) = delete;
+  ParsedCertificate& operator=(const ParsedCertificate&) = delete;
+};
+
+// An elliptic-curve key parses as well as any: it has to be asked for its kind.
+bool CopyRsaKey(mbedtls_pk_context* parsed, rsa_context* key) {
+  if (mbedtls_pk_get_type(parsed) != MBEDTLS_PK_RSA) return false;
+  auto copy = std::make_unique<rsa_context::Impl>();
+  if (mbedtls_rsa_copy(&copy->key, mbedtls_pk_rsa(*parsed)) != 0) return false;
+  key->impl = std::move(copy);
+  return true;
+}
+
+}  // namespace
+
+x509_cert::x509_cert() noexcept = default;
+x509_cert::~x509_cert() = default;
+
+int x509parse_keyfile(rsa_context* key, const char* path, const char* password) {
+  rsa_free(key);
+  const KeyText text(path);
+  if (!text.complete()) return ERR_X509_KEY_INVALID;
+  const std::size_t password_length = password == nullptr ? 0 : std::strlen(password);
+  ParsedKey parsed;
+  const int rc = mbedtls_pk_parse_key(&parsed.pk, text.data(), text.size(),
+                                      reinterpret_cast<const unsigned char*>(password), password_length);
+  if (rc == MBEDTLS_ERR_PK_PASSWORD_MISMATCH || rc == MBEDTLS_ERR_PK_PASSWORD_REQUIRED) {
+    return ERR_X509_KEY_PASSWORD_MISMATCH;
+  }
+  return rc == 0 && CopyRsaKey(&parsed.pk, key) ? 0 : ERR_X509_KEY_INVALID;
+}
+
+int x509parse_crtfile(x509_cert* certificate, const char* path) {
+  x509_free(certificate);
+  const KeyText text(path);
+  if (!text.complete()) return ERR_X509_CERT_INVALID;
+  ParsedCertificate parsed;
+  // A positive result counts certificates of the file that could not be read.
+  if (mbedtls_x509_crt_parse(&parsed.crt, text.data(), text.size()) != 0) return ERR_X509_CERT_INVALID;
+  return CopyRsaKey(&parsed.crt.pk, &certificate->rsa) ? 0 : ERR_X509_CERT_INVALID;
+}
+
+void x509_free(x509_cert* certificate) {
+  rsa_free(&certificate->rsa);
+}

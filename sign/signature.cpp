@@ -1,0 +1,153 @@
+#include "sign/signature.h"
+
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "core/instance_creator.h"
+#include "core/password.h"
+#include "core/result.h"
+#include "sign/digest.h"
+
+using namespace kestrune;
+
+namespace {
+
+constexpr long kDigestMode = 1;
+constexpr std::size_t kSignatureBytes = 4096;
+constexpr std::size_t kBase64BufferBytes = 16384;
+// Deliberate: a quarter of the buffer is declared, so signatures of more than 3069 bytes are refused.
+constexpr std::size_t kBase64DeclaredBytes = 4096;
+constexpr std::size_t kKeySuffixCharacters = 4;  // ".key"
+constexpr std::size_t kLineCharacters = 60;
+constexpr std::string_view kOpenSignature = "<S>";
+
+}  // namespace
+
+int TypApiV2Signature::InitCreate(TypV2InstanceCreator* creator, const char* name, const char* folder,
+                                  char* password) {
+  creator_ = creator;
+  key_loaded_ = 0;
+  key_file_name_[0] = 0;
+  Result rc = kOk;
+  if (IsShorterThan(name, kNameLimit)) {
+    CopyText(name_, name);
+  } else {
+    rc = signer::kKeyName;
+  }
+  // The folder is looked at whatever the name was, and its code wins.
+  if (IsShorterThan(folder, kFolderLimit)) {
+    CopyText(folder_, folder);
+  } else {
+    rc = signer::kFolder;
+  }
+  rsa_free(&private_key_);
+  if (rc != kOk) return rc;
+  utils_ = Owned<TypV2Utils>(creator_->newTypV2Utils());
+  if (rc = utils_.Init(); rc != kOk) return rc;
+  key_utils_ = Owned<TypKeyUtils>(creator_->newTypKeyUtils());
+  if (rc = key_utils_.Init(creator_); rc != kOk) return rc;
+  return SetPassword(password);
+}
+
+int TypApiV2Signature::Kill() {
+  if (key_loaded_ == 1) FreePrivateKey();
+  utils_.Reset();
+  key_utils_.Reset();
+  return kOk;
+}
+
+int TypApiV2Signature::SetPassword(char* password) {
+  if (!IsShorterThan(password, kPasswordBytes)) return signer::kPassword;
+  SubstitutePasswordCharacters(password);
+  std::strcpy(password_.text(), password);
+  return kOk;
+}
+
+int TypApiV2Signature::ZeroPassword() {
+  password_.Wipe();
+  return kOk;
+}
+
+int TypApiV2Signature::GetSignatureXMLLight(const unsigned char* data, std::uint32_t length, char* out,
+                                            long mode) {
+  *out = 0;
+  CBuffer signature;
+  if (!signature.Allocate(kSignatureBytes)) return kNoObject;
+  std::uint32_t signature_length = 0;
+  const Result rc = mode == kDigestMode ? Signer(data, length, signature.data(), &signature_length)
+                                        : Crypter(data, length, signature.data(), &signature_length);
+  if (rc != kOk) return rc;
+  if (signature_length > kSignatureBytes) return signer::kSignatureTooLong;
+  return AppendBlock(signature.data(), signature_length, out);
+}
+
+int TypApiV2Signature::AppendBlock(const unsigned char* signature, std::uint32_t length, char* out) const {
+  CBuffer base64;
+  if (!base64.Allocate(kBase64BufferBytes)) return kNoObject;
+  std::size_t characters = kBase64DeclaredBytes;
+  if (base64_encode(base64.data(), &characters, signature, length) != 0) return signer::kBase64;
+
+  std::string_view name(key_file_name_.data());
+  if (name.size() > kKeySuffixCharacters) name.remove_suffix(kKeySuffixCharacters);
+  std::string block;
+  block.append("<SIGN><N>").append(name).append("</N>\n").append(kOpenSignature);
+  for (std::size_t i = 0; i < characters; ++i) {
+    block.push_back(base64.text()[i]);
+    // The tag counts as part of the first line.
+    if ((i + kOpenSignature.size()) % kLineCharacters == kLineCharacters - 1) block.push_back('\n');
+  }
+  block.append("</S></SIGN>");
+  std::memcpy(out, block.c_str(), block.size() + 1);
+  return kOk;
+}
+
+int TypApiV2Signature::LoadPrivateKey() {
+  if (key_loaded_ == 1) return kOk;
+  Result rc = key_utils_->GetSignPrivateKey(name_.data(), folder_.data(), key_file_name_.data());
+  if (rc != kOk) return rc;
+  const std::string path = std::string(folder_.data()) + key_file_name_.data();
+  rc = x509parse_keyfile(&private_key_, path.c_str(), password_.text());
+  if (rc == ERR_X509_KEY_PASSWORD_MISMATCH) return signer::kWrongPassword;
+  if (rc != 0 || rsa_check_privkey(&private_key_) != 0) return signer::kKeyUnreadable;
+  key_loaded_ = 1;
+  return kOk;
+}
+
+int TypApiV2Signature::FreePrivateKey() {
+  rsa_free(&private_key_);
+  return kOk;
+}
+
+int TypApiV2Signature::Signer(const unsigned char* data, std::uint32_t length, unsigned char* signature,
+                              std::uint32_t* signature_length) {
+  *signature_length = 0;
+  if (const Result rc = LoadPrivateKey(); rc != kOk) return rc;
+  std::array<unsigned char, kSha512Bytes> digest;
+  std::uint32_t digest_length = 0;
+  const Result rc = DigestSHA512(data, length, digest.data(), &digest_length);
+  if (rc != kOk || digest_length != kSha512Bytes) return rc;
+  return SignDigestSHA512(digest.data(), digest_length, signature, signature_length);
+}
+
+int TypApiV2Signature::Crypter(const unsigned char* data, std::uint32_t length, unsigned char* signature,
+                               std::uint32_t* signature_length) {
+  *signature_length = 0;
+  if (const Result rc = LoadPrivateKey(); rc != kOk) return rc;
+  return SignDigestSHA512(data, length, signature, signature_length);
+}
+
+int TypApiV2Signature::SignDigestSHA512(const unsigned char* digest, std::uint32_t length,
+                                        unsigned char* signature, std::uint32_t* signature_length) {
+  *signature_length = 0;
+  if (rsa_pkcs1_sign(&private_key_, RSA_PRIVATE, SIG_RSA_RAW, length, digest, signature) != 0) {
+    return signer::kSign;
+  }
+  *signature_length = static_cast<std::uint32_t>(private_key_.len());
+  return kOk;
+}
+
+int TypApiV2Signature::DigestSHA512(const unsigned char* data, std::uint32_t length, unsigned char* digest,
+                                    std::uint32_t* digest_length) {
+  return DigestForSignature(data, length, digest, digest_length);
+}

@@ -1,0 +1,30 @@
+// Bytes, and files of them.
+#ifndef KESTRUNE_TESTS_SUPPORT_BYTES_H
+#define KESTRUNE_TESTS_SUPPORT_BYTES_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kestrune::testing {
+
+using Bytes = std::vector<unsigned char>;
+
+Bytes ToBytes(std::string_view text);
+std::string ToText(const Bytes& bytes);
+Bytes FromHex(
+    std::string_view hex);  // white space and what follows a '#' up to the end of its line is skipped
+std::string ToHex(const unsigned char* bytes, std::size_t count);
+
+Bytes ReadFile(const std::string& path);  // fails the test when it cannot
+void WriteFile(const std::string& path, const Bytes& content);
+void WriteFile(const std::string& path, std::string_view content);
+bool FileExists(const std::string& path);
+
+// The path of a file of tests/data.
+std::string DataPath(const std::string& name);
+
+}  // namespace kestrune::testing
+
+#endif

@@ -1,0 +1,24 @@
+// Key folders with signing keys of the current year.
+#ifndef KESTRUNE_TESTS_SUPPORT_KEY_FOLDER_H
+#define KESTRUNE_TESTS_SUPPORT_KEY_FOLDER_H
+
+#include <string>
+
+#include "tests/support/temp_folder.h"
+
+namespace kestrune::testing {
+
+// The year numbers in file names, from the clock, reckoned without the library.
+std::string CertificateYear();  // 126 in 2026
+std::string PersonalKeyYear();  // 226 in 2026
+
+// A folder into which the fixed keys of tests/data are copied under names of the current year.
+class KeyFolder : public TempFolder {
+ public:
+  // Copies tests/data/DATA.key and DATA.pem as NAME.LETTER.YEAR.key and .pem; returns NAME.LETTER.YEAR.
+  std::string AddSigningKey(const std::string& data, const std::string& name, char letter = 'z') const;
+};
+
+}  // namespace kestrune::testing
+
+#endif

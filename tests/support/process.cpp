@@ -1,0 +1,55 @@
+#include "tests/support/process.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/support/bytes.h"
+#include "tests/support/temp_folder.h"
+
+namespace kestrune::testing {
+namespace {
+
+constexpr int kSignalled = 128;
+
+void Redirect(const std::string& path, int flags, int target) {
+  const int fd = ::open(path.c_str(), flags, 0600);
+  ::dup2(fd, target);
+  ::close(fd);
+}
+
+}  // namespace
+
+ProcessResult RunProgram(const std::vector<std::string>& words, const std::string& input,
+                         const std::vector<std::string>& environment) {
+  // Files instead of pipes: no program can fill one and wait for ever.
+  const TempFolder folder;
+  WriteFile(folder.File("in"), input);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    Redirect(folder.File("in"), O_RDONLY, STDIN_FILENO);
+    Redirect(folder.File("out"), O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO);
+    Redirect(folder.File("err"), O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
+    for (const std::string& entry : environment) ::putenv(const_cast<char*>(entry.c_str()));
+    std::vector<char*> argv;
+    for (const std::string& word : words) argv.push_back(const_cast<char*>(word.c_str()));
+    argv.push_back(nullptr);
+    ::execvp(argv[0], argv.data());
+    ::_exit(127);
+  }
+  int status = 0;
+  EXPECT_EQ(::waitpid(child, &status, 0), child);
+  ProcessResult result;
+  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : kSignalled + WTERMSIG(status);
+  result.out = ToText(ReadFile(folder.File("out")));
+  result.err = ToText(ReadFile(folder.File("err")));
+  return result;
+}
+
+ProcessResult RunTool(std::vector<std::string> arguments, const std::vector<std::string>& environment) {
+  arguments.insert(arguments.begin(), KESTRUNE_TOOL);
+  return RunProgram(arguments, "", environment);
+}
+
+}  // namespace kestrune::testing
