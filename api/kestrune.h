@@ -56,6 +56,14 @@ KESTRUNE_API int BuildHexPassword(const unsigned char* password, unsigned char* 
 KESTRUNE_API int Api2GetSignatureXMLLight(const char* data, const char* keyName, char* password,
                                           const char* folder, char* out);
 
+/* ---- Verification of signature blocks --------------------------------------------------------------- */
+
+/* ---- Short texts: AES, and AES under an RSA certificate --------------------------------------------- */
+
+/* ---- Messages --------------------------------------------------------------------------------------- */
+
+/* ---- Mail conversion -------------------------------------------------------------------------------- */
+
 #ifdef __cplusplus
 }
 #endif
