@@ -8,6 +8,7 @@
 #include "keys/aes.h"
 #include "sign/key_utils.h"
 #include "sign/signature.h"
+#include "sign/signature_verify.h"
 
 namespace {
 
@@ -40,7 +41,7 @@ TypV2MasterKey* TypV2InstanceCreator::newTypV2MasterKey() {
   return nullptr;
 }
 TypApiV2SignatureVerify* TypV2InstanceCreator::newTypApiV2SignatureVerify() {
-  return nullptr;
+  return Make<TypApiV2SignatureVerify>();
 }
 TypV2BlockCell* TypV2InstanceCreator::newTypV2BlockCell() {
   return nullptr;

@@ -158,6 +158,22 @@ KESTRUNE_API int rsa_pkcs1_sign(rsa_context* key, int mode, int hash_id, std::si
 KESTRUNE_API int rsa_pkcs1_verify(rsa_context* key, int mode, int hash_id, std::size_t length,
                                   const unsigned char* bytes, const unsigned char* signature);
 
+// Takes the signed bytes back out of a signature: the public operation (mode RSA_PUBLIC) or the private one
+// (mode RSA_PRIVATE), then type 1 padding with at least 8 bytes of 0xFF. `signature` has `signature_length`
+// bytes. At most `output_max` bytes are written, and none on failure; *output_length is their count, 0 on
+// failure. At most len() - 11 bytes come out; they may hold zeros, and no terminator is added.
+//
+// Whoever accepts recovered bytes as proof must refuse keys with a small public exponent: what follows the
+// padding can be forged for them.
+//
+// -1024: another mode, a modulus outside 16..1024 bytes or even, a signature not of len() bytes. -1088 /
+// -1104: the operation failed (a value not below the modulus, no private key). -1040: a fault in the
+// padding. -1120: the bytes begin like the DigestInfo of a known hash (MD2 to SHA-512), but are none. -1136:
+// more than `output_max` bytes.
+KESTRUNE_API int rsa_pkcs1_decodesignature(rsa_context* key, int mode, std::size_t* output_length,
+                                           unsigned char* output, std::size_t output_max,
+                                           const unsigned char* signature, std::size_t signature_length);
+
 // Type 2 padding and the public operation (mode RSA_PUBLIC, the only one): `output` has len() bytes.
 KESTRUNE_API int rsa_pkcs1_encrypt(rsa_context* key, int mode, std::size_t length, const unsigned char* input,
                                    unsigned char* output);
