@@ -45,6 +45,8 @@ class FoldedPattern {
   FoldedPattern(const unsigned char* pattern, std::size_t length) : last_(std::uint64_t{1} << (length - 1)) {
     for (std::size_t byte = 0; byte <= UCHAR_MAX; ++byte) {
       for (std::size_t i = 0; i < length; ++i) {
+        // The analyzer forgets that the pattern has `length` characters.
+        // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage)
         if (IsSameButForCase(static_cast<unsigned char>(byte), pattern[i]))
           masks_[byte] |= std::uint64_t{1} << i;
       }
@@ -171,6 +173,7 @@ long long TypV2Utils::possubstringsimplenocase(const unsigned char* buffer, unsi
   for (unsigned long long i = start; i < end; ++i) {
     if (!folded.Step(buffer[i])) continue;
     std::size_t matched = head;
+    // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): as above
     while (matched < sub_length && IsSameButForCase(buffer[i + 1 + matched - head], pattern[matched]))
       ++matched;
     if (matched == sub_length) return static_cast<long long>(i + 1 - head);

@@ -15,7 +15,7 @@
 namespace {
 
 // No key or certificate comes near this; a larger file is something else.
-constexpr off_t kMostFileBytes = 1024 * 1024;
+constexpr off_t kMostFileBytes = 1 << 20;
 
 // A whole small file with a zero behind it (the PEM reader counts that zero), wiped at the end.
 class KeyText {
