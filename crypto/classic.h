@@ -89,6 +89,8 @@ KESTRUNE_API void sha4(const unsigned char* input, std::size_t length, unsigned 
 KESTRUNE_API void sha4_starts(sha4_context* context, int is384);
 KESTRUNE_API void sha4_update(sha4_context* context, const unsigned char* input, std::size_t length);
 KESTRUNE_API void sha4_finish(sha4_context* context, unsigned char* digest);
+// Makes `copy` go on from where `context` is: two texts with the same beginning need one pass over it.
+KESTRUNE_API void sha4_clone(sha4_context* copy, const sha4_context* context);
 
 // SHA-1, 20 bytes.
 KESTRUNE_API void sha1(const unsigned char* input, std::size_t length, unsigned char* digest);

@@ -57,6 +57,11 @@ void sha4_finish(sha4_context* context, unsigned char* digest) {
   OrEnd(mbedtls_sha512_finish_ret(&context->impl->state, digest));
 }
 
+void sha4_clone(sha4_context* copy, const sha4_context* context) {
+  copy->impl = std::make_unique<sha4_context::Impl>();
+  mbedtls_sha512_clone(&copy->impl->state, &context->impl->state);
+}
+
 void sha1(const unsigned char* input, std::size_t length, unsigned char* digest) {
   OrEnd(mbedtls_sha1_ret(input, length, digest));
 }

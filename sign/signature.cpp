@@ -71,13 +71,25 @@ int TypApiV2Signature::ZeroPassword() {
 
 int TypApiV2Signature::GetSignatureXMLLight(const unsigned char* data, std::uint32_t length, char* out,
                                             long mode) {
+  return WriteBlock(out, [&](unsigned char* signature, std::uint32_t* signature_length) {
+    return mode == kDigestMode ? Signer(data, length, signature, signature_length)
+                               : Crypter(data, length, signature, signature_length);
+  });
+}
+
+int TypApiV2Signature::GetSignatureXMLLightOfDigest(const unsigned char* digest, char* out) {
+  return WriteBlock(out, [&](unsigned char* signature, std::uint32_t* signature_length) {
+    return Crypter(digest, kSha512Bytes, signature, signature_length);
+  });
+}
+
+template <class Sign>
+int TypApiV2Signature::WriteBlock(char* out, Sign&& sign) {
   *out = 0;
   CBuffer signature;
   if (!signature.Allocate(kSignatureBytes)) return kNoObject;
   std::uint32_t signature_length = 0;
-  const Result rc = mode == kDigestMode ? Signer(data, length, signature.data(), &signature_length)
-                                        : Crypter(data, length, signature.data(), &signature_length);
-  if (rc != kOk) return rc;
+  if (const Result rc = sign(signature.data(), &signature_length); rc != kOk) return rc;
   if (signature_length > kSignatureBytes) return signer::kSignatureTooLong;
   return AppendBlock(signature.data(), signature_length, out);
 }

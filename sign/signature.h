@@ -68,6 +68,9 @@ class KESTRUNE_API TypApiV2Signature : public kestrune::LibraryObject<TypApiV2Si
   virtual int DigestSHA512(const unsigned char* data, std::uint32_t length, unsigned char* digest,
                            std::uint32_t* digest_length);
 
+  // GetSignatureXMLLight in mode 1, for a caller who has the SHA-512 of the data (64 bytes) already.
+  int GetSignatureXMLLightOfDigest(const unsigned char* digest, char* out);
+
   // Signs the data itself. As Signer otherwise.
   int Crypter(const unsigned char* data, std::uint32_t length, unsigned char* signature,
               std::uint32_t* signature_length);
@@ -80,6 +83,8 @@ class KESTRUNE_API TypApiV2Signature : public kestrune::LibraryObject<TypApiV2Si
   static constexpr std::size_t kPasswordBytes = 33;
   static constexpr std::size_t kKeyFileNameBytes = 64;  // 39 + ".z." + six characters of year + ".key"
 
+  template <class Sign>
+  int WriteBlock(char* out, Sign&& sign);
   int AppendBlock(const unsigned char* signature, std::uint32_t length, char* out) const;
 
   TypV2InstanceCreator* creator_ = nullptr;

@@ -87,12 +87,19 @@ int TypApiV2SignatureVerify::VerifySignAndIntegrityDataFromXMLSignBlock(const ch
   if (length > kMostSignedBytes) return verifier::kTooLong;
   std::array<unsigned char, kSha512Bytes> digest;
   std::uint32_t digest_length = 0;
-  Result rc = DigestSHA512(data, static_cast<std::uint32_t>(length), digest.data(), &digest_length);
+  const Result rc = DigestSHA512(data, static_cast<std::uint32_t>(length), digest.data(), &digest_length);
   if (rc != kOk) return rc;
+  return VerifyDigestFromXMLSignBlock(block, digest.data(), name);
+}
+
+int TypApiV2SignatureVerify::VerifyDigestFromXMLSignBlock(const char* block, const unsigned char* digest,
+                                                          char* name) {
+  if (block == nullptr) return verifier::kNoBlock;
+  if (name == nullptr) return verifier::kNoNameOutput;
   Signature signature;
-  if (rc = ReadBlock(block, name, &signature); rc != kOk) return rc;
-  rc = rsa_pkcs1_verify(&certificate_.rsa, RSA_PUBLIC, SIG_RSA_RAW, digest_length, digest.data(),
-                        signature.bytes.data());
+  if (const Result rc = ReadBlock(block, name, &signature); rc != kOk) return rc;
+  const int rc = rsa_pkcs1_verify(&certificate_.rsa, RSA_PUBLIC, SIG_RSA_RAW, kSha512Bytes, digest,
+                                  signature.bytes.data());
   return rc == 0 ? kOk : verifier::kBadSignature;
 }
 

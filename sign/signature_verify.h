@@ -64,6 +64,9 @@ class KESTRUNE_API TypApiV2SignatureVerify : public kestrune::LibraryObject<TypA
   int VerifySignAndIntegrityDataFromXMLSignBlock(const char* block, const unsigned char* data,
                                                  unsigned long long length, char* name);
 
+  // The same, for a caller who has the SHA-512 of the data (64 bytes, not null) already.
+  int VerifyDigestFromXMLSignBlock(const char* block, const unsigned char* digest, char* name);
+
   // Recovers the text that a block carries (the signer's mode 0) into `data` (kDataOutputBytes), with a
   // terminator behind it that *length does not count; the text itself may hold zeros. Both outputs are
   // empty after a failure. The key's public exponent must be 65537 or more, else -68: with a small one,
