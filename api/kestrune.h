@@ -58,6 +58,32 @@ KESTRUNE_API int Api2GetSignatureXMLLight(const char* data, const char* keyName,
 
 /* ---- Verification of signature blocks --------------------------------------------------------------- */
 
+/*
+ * Recovers the text that a signature block of Api2GetSignatureXMLLight carries, with the certificate of the
+ * signer whom the block names, and writes the answer
+ *   <ERR>0</ERR><N>NAME</N><DT>TEXT</DT>      or      <ERR>CODE</ERR>
+ * NAME is the key file's name without ".key". TEXT stands as it was signed, tags in it included: it runs
+ * from the first "<DT>" to the end of the answer but for the last five characters.
+ *
+ * The certificate is the file NAME.pem of the folder (X.509 with an RSA key, PEM or DER). It is trusted
+ * because it lies there: no chain, date or revocation is checked, so whoever can write into the folder
+ * decides whose signatures count. No other folder is looked at, whatever NAME is.
+ *
+ * block     text that holds the block, alone or among others; the first one is read. Of any length.
+ * folder    certificate folder, at most 2047 characters.
+ * answer    1100 bytes hold every answer (580 those for keys of up to 4096 bits). Empty after -86, and -96
+ *           from making the objects; for all other codes it holds the code.
+ * verbose   1 prints the code, the name, the text and its length on standard output, in French, after any
+ *           result but those that leave the answer empty.
+ *
+ * -86: folder missing or too long. -76: no block. -69: a tag of the block is missing. -70: the signature or
+ * the name (48 characters) is too long. -106: the certificate cannot be read or has no RSA key, or the name
+ * is empty, "." or "..", or holds a '/'. -71: the signature is not Base64. -68: the signature is not as long
+ * as the key's modulus, its padding is not the one of a signature, the key's public exponent is below 65537,
+ * or the text holds a zero byte. -60: answer is null. -96: no memory.
+ */
+KESTRUNE_API int Api2ExtractFromSignature(const char* block, const char* folder, char* answer, long verbose);
+
 /* ---- Short texts: AES, and AES under an RSA certificate --------------------------------------------- */
 
 /* ---- Messages --------------------------------------------------------------------------------------- */

@@ -197,7 +197,7 @@ class KESTRUNE_API x509_cert {
   x509_cert& operator=(const x509_cert&) = delete;
   ~x509_cert();
 
-  rsa_context rsa;  // empty until x509parse_crtfile succeeded
+  rsa_context rsa;  // empty until x509parse_crtfile gave 0 or more
 };
 
 // Reads an RSA private key from the regular file at `path`, opened with `password` (null or empty: none)
@@ -205,8 +205,9 @@ class KESTRUNE_API x509_cert {
 // -736: the pass phrase is wrong or missing. -672: no file, no regular file, unreadable, or no RSA key.
 KESTRUNE_API int x509parse_keyfile(rsa_context* key, const char* path, const char* password);
 
-// Reads the certificate from the regular file at `path` (the first one, where there are several).
-// -64: no file, no regular file, unreadable, or the certificate's key is no RSA key.
+// Reads the certificate from the regular file at `path` (the first readable one, where there are several).
+// Above 0: it was read, and this many others in the file could not be. -64: no file, no regular file, none
+// readable, or the certificate's key is no RSA key.
 KESTRUNE_API int x509parse_crtfile(x509_cert* certificate, const char* path);
 KESTRUNE_API void x509_free(x509_cert* certificate);
 

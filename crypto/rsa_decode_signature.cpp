@@ -3,6 +3,8 @@
 #include <array>
 #include <cstddef>
 #include <span>
+#include <string>
+#include <string_view>
 
 #include "crypto/classic.h"
 #include "crypto/rsa_impl.h"
@@ -17,49 +19,28 @@ constexpr unsigned char kPaddingByte = 0xFF;
 constexpr std::size_t kPaddingBegin = 2;
 constexpr std::size_t kLeastPaddingRun = 8;
 
-// DigestInfo of a hash, DER: 30 LL | 30 LL | 06 LL OID | 05 00 | 04 LL | digest. What stands before the
-// digest is the same for every digest of that hash.
+// A hash as DigestInfo names it: its object identifier's content, and the length of its digests.
 struct KnownHash {
-  std::size_t prefix_bytes;
+  std::string_view oid;
   std::size_t digest_bytes;
-  std::array<unsigned char, 19> prefix;
 };
 constexpr KnownHash kKnownHashes[] = {
-    // MD2, MD4, MD5
-    {18,
-     16,
-     {0x30, 0x20, 0x30, 0x0c, 0x06, 0x08, 0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x02, 0x02, 0x05, 0x00, 0x04,
-      0x10}},
-    {18,
-     16,
-     {0x30, 0x20, 0x30, 0x0c, 0x06, 0x08, 0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x02, 0x04, 0x05, 0x00, 0x04,
-      0x10}},
-    {18,
-     16,
-     {0x30, 0x20, 0x30, 0x0c, 0x06, 0x08, 0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x02, 0x05, 0x05, 0x00, 0x04,
-      0x10}},
-    // SHA-1
-    {15, 20, {0x30, 0x21, 0x30, 0x09, 0x06, 0x05, 0x2b, 0x0e, 0x03, 0x02, 0x1a, 0x05, 0x00, 0x04, 0x14}},
-    // SHA-224, SHA-256, SHA-384, SHA-512
-    {19,
-     28,
-     {0x30, 0x2d, 0x30, 0x0d, 0x06, 0x09, 0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x02, 0x04, 0x05, 0x00,
-      0x04, 0x1c}},
-    {19,
-     32,
-     {0x30, 0x31, 0x30, 0x0d, 0x06, 0x09, 0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x02, 0x01, 0x05, 0x00,
-      0x04, 0x20}},
-    {19,
-     48,
-     {0x30, 0x41, 0x30, 0x0d, 0x06, 0x09, 0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x02, 0x02, 0x05, 0x00,
-      0x04, 0x30}},
-    {19,
-     64,
-     {0x30, 0x51, 0x30, 0x0d, 0x06, 0x09, 0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x02, 0x03, 0x05, 0x00,
-      0x04, 0x40}},
+    {"\x2a\x86\x48\x86\xf7\x0d\x02\x02", 16},      // MD2
+    {"\x2a\x86\x48\x86\xf7\x0d\x02\x04", 16},      // MD4
+    {"\x2a\x86\x48\x86\xf7\x0d\x02\x05", 16},      // MD5
+    {"\x2b\x24\x03\x02\x01", 20},                  // RIPEMD-160
+    {"\x2b\x0e\x03\x02\x1a", 20},                  // SHA-1
+    {"\x60\x86\x48\x01\x65\x03\x04\x02\x04", 28},  // SHA-224
+    {"\x60\x86\x48\x01\x65\x03\x04\x02\x01", 32},  // SHA-256
+    {"\x60\x86\x48\x01\x65\x03\x04\x02\x02", 48},  // SHA-384
+    {"\x60\x86\x48\x01\x65\x03\x04\x02\x03", 64},  // SHA-512
 };
-constexpr std::size_t kOidBegin = 4;  // tag, length, bytes
-constexpr std::size_t kOidTail = 4;   // what stands between the OID and the digest: 05 00 04 LL
+
+// DER tags of DigestInfo: SEQUENCE { SEQUENCE { OID, NULL }, OCTET STRING digest }
+constexpr char kSequence = 0x30;
+constexpr char kObjectIdentifier = 0x06;
+constexpr char kNull = 0x05;
+constexpr char kOctetString = 0x04;
 
 // The encoded block, wiped when it goes: with the private operation it may be clear text.
 class EncodedBlock {
@@ -93,22 +74,33 @@ int StripPadding(BytesView block, BytesView* signed_bytes) {
   return 0;
 }
 
-bool HasBytesAt(BytesView bytes, std::size_t position, BytesView wanted) {
-  if (bytes.size() < position || bytes.size() - position < wanted.size()) return false;
-  return std::equal(wanted.begin(), wanted.end(), bytes.begin() + static_cast<std::ptrdiff_t>(position));
+// True where an encoder with whatever habits (other lengths, no NULL) would have named this hash.
+bool NamesHash(std::string_view bytes, const KnownHash& hash) {
+  constexpr std::size_t kInnerSequence = 2;
+  constexpr std::size_t kOidTag = 4;
+  constexpr std::size_t kOid = 6;
+  return bytes.size() >= kOid && bytes[0] == kSequence && bytes[kInnerSequence] == kSequence &&
+         bytes[kOidTag] == kObjectIdentifier && bytes.substr(kOid).starts_with(hash.oid);
 }
 
-// Bytes that name a known hash where a DigestInfo does must be that hash's DigestInfo to the last byte:
-// other lengths, absent parameters or bytes behind the digest make it a forgery. Anything else is plain text.
-int CheckDigestInfo(BytesView bytes) {
+bool IsDigestInfo(std::string_view bytes, const KnownHash& hash) {
+  const auto oid_bytes = static_cast<char>(hash.oid.size());
+  const auto digest_bytes = static_cast<char>(hash.digest_bytes);
+  const auto algorithm_bytes = static_cast<char>(oid_bytes + 4);  // with the OID's head and NULL
+  const auto all_bytes = static_cast<char>(algorithm_bytes + digest_bytes + 4);  // with two more heads
+  const std::string prefix =
+      std::string{kSequence, all_bytes, kSequence, algorithm_bytes, kObjectIdentifier, oid_bytes}
+          .append(hash.oid)
+          .append({kNull, 0, kOctetString, digest_bytes});
+  return bytes.size() == prefix.size() + hash.digest_bytes && bytes.starts_with(prefix);
+}
+
+// Bytes that name a known hash where a DigestInfo does must be its DigestInfo to the last byte: what is
+// nearly one, or has bytes behind the digest, is a forgery. Anything else is plain text.
+int CheckDigestInfo(BytesView view) {
+  const std::string_view bytes(reinterpret_cast<const char*>(view.data()), view.size());
   for (const KnownHash& hash : kKnownHashes) {
-    const BytesView prefix = BytesView(hash.prefix).first(hash.prefix_bytes);
-    const BytesView oid = prefix.subspan(kOidBegin, prefix.size() - kOidBegin - kOidTail);
-    const bool names_hash = HasBytesAt(bytes, 0, prefix.first(1)) &&
-                            HasBytesAt(bytes, 2, prefix.subspan(2, 1)) && HasBytesAt(bytes, kOidBegin, oid);
-    if (!names_hash) continue;
-    const bool exact = bytes.size() == hash.prefix_bytes + hash.digest_bytes && HasBytesAt(bytes, 0, prefix);
-    return exact ? 0 : ERR_RSA_VERIFY_FAILED;
+    if (NamesHash(bytes, hash)) return IsDigestInfo(bytes, hash) ? 0 : ERR_RSA_VERIFY_FAILED;
   }
   return 0;
 }

@@ -100,9 +100,9 @@ int x509parse_crtfile(x509_cert* certificate, const char* path) {
   const KeyText text(path);
   if (!text.complete()) return ERR_X509_CERT_INVALID;
   ParsedCertificate parsed;
-  // A positive result counts certificates of the file that could not be read.
-  if (mbedtls_x509_crt_parse(&parsed.crt, text.data(), text.size()) != 0) return ERR_X509_CERT_INVALID;
-  return CopyRsaKey(&parsed.crt.pk, &certificate->rsa) ? 0 : ERR_X509_CERT_INVALID;
+  const int unread = mbedtls_x509_crt_parse(&parsed.crt, text.data(), text.size());
+  if (unread < 0) return ERR_X509_CERT_INVALID;
+  return CopyRsaKey(&parsed.crt.pk, &certificate->rsa) ? unread : ERR_X509_CERT_INVALID;
 }
 
 void x509_free(x509_cert* certificate) {
