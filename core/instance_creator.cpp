@@ -3,6 +3,8 @@
 
 #include <new>
 
+#include "blocks/block_cell.h"
+#include "blocks/v1_structure.h"
 #include "core/file_ref.h"
 #include "core/utils.h"
 #include "keys/aes.h"
@@ -44,7 +46,7 @@ TypApiV2SignatureVerify* TypV2InstanceCreator::newTypApiV2SignatureVerify() {
   return Make<TypApiV2SignatureVerify>();
 }
 TypV2BlockCell* TypV2InstanceCreator::newTypV2BlockCell() {
-  return nullptr;
+  return Make<TypV2BlockCell>();
 }
 TypV2CryptoInterface* TypV2InstanceCreator::newTypV2CryptoInterface() {
   return nullptr;
@@ -53,7 +55,7 @@ TypKestruneV2* TypV2InstanceCreator::newTypKestruneV2() {
   return nullptr;
 }
 TypV1SimpleStruc* TypV2InstanceCreator::newTypV1SimpleStruc() {
-  return nullptr;
+  return Make<TypV1SimpleStruc>();
 }
 
 TypV2FileRef* TypV2InstanceCreatorUnix::newTypV2FileRef() {
