@@ -8,6 +8,9 @@
 #include "core/file_ref.h"
 #include "core/utils.h"
 #include "keys/aes.h"
+#include "keys/kestrune_key.h"
+#include "keys/master_key.h"
+#include "keys/message_cipher.h"
 #include "sign/key_utils.h"
 #include "sign/signature.h"
 #include "sign/signature_verify.h"
@@ -34,13 +37,13 @@ TypApiV2Signature* TypV2InstanceCreator::newTypApiV2Signature() {
   return Make<TypApiV2Signature>();
 }
 TypV2KestruneKey* TypV2InstanceCreator::newTypV2KestruneKey() {
-  return nullptr;
+  return Make<TypV2KestruneKey>();
 }
 TypV2AES* TypV2InstanceCreator::newTypV2AES() {
-  return nullptr;
+  return Make<TypV2AES>();
 }
 TypV2MasterKey* TypV2InstanceCreator::newTypV2MasterKey() {
-  return nullptr;
+  return Make<TypV2MasterKey>();
 }
 TypApiV2SignatureVerify* TypV2InstanceCreator::newTypApiV2SignatureVerify() {
   return Make<TypApiV2SignatureVerify>();
@@ -52,7 +55,7 @@ TypV2CryptoInterface* TypV2InstanceCreator::newTypV2CryptoInterface() {
   return nullptr;
 }
 TypKestruneV2* TypV2InstanceCreator::newTypKestruneV2() {
-  return nullptr;
+  return Make<TypKestruneV2>();
 }
 TypV1SimpleStruc* TypV2InstanceCreator::newTypV1SimpleStruc() {
   return Make<TypV1SimpleStruc>();
@@ -65,5 +68,5 @@ TypV2CryptoInterface* TypV2InstanceCreatorUnix::newTypV2CryptoInterface() {
   return nullptr;
 }
 TypKestruneV2* TypV2InstanceCreatorUnix::newTypKestruneV2() {
-  return nullptr;
+  return Make<TypKestruneV2Unix>();
 }

@@ -65,3 +65,17 @@ int TypV2AES::decryptershunk(const unsigned char* in, long long length, unsigned
   if (!ToCount(length, &count)) return ERR_AES_INVALID_INPUT_LENGTH;
   return aes_crypt_cbc(&context_, AES_DECRYPT, count, iv, in, out);
 }
+
+int TypV2AES::decrypterchunks(unsigned char* chunks, unsigned long long count, const unsigned char* ivs,
+                              const unsigned char* key) {
+  if (const int rc = aes_setkey_dec(&context_, key, kAes256KeyBits); rc != 0) return rc;
+  for (unsigned long long i = 0; i < count; ++i) {
+    PrivateIv own(ivs + i * kAesBlockBytes);
+    unsigned char* const chunk = chunks + i * kChunkBytes;
+    if (const int rc = aes_crypt_cbc(&context_, AES_DECRYPT, kChunkBytes, own.bytes.data(), chunk, chunk);
+        rc != 0) {
+      return rc;
+    }
+  }
+  return kOk;
+}

@@ -2,6 +2,8 @@
 #ifndef KESTRUNE_KEYS_AES_H
 #define KESTRUNE_KEYS_AES_H
 
+#include <cstddef>
+
 #include "core/object.h"
 #include "crypto/classic.h"
 #include "crypto/export.h"
@@ -36,6 +38,13 @@ class KESTRUNE_API TypV2AES : public kestrune::LibraryObject<TypV2AES> {
                    unsigned char* out);
   int decryptershunk(const unsigned char* in, long long length, unsigned char* iv, const unsigned char* key,
                      unsigned char* out);
+
+  static constexpr std::size_t kChunkBytes = 4096;
+
+  // Deciphers `count` chunks of 4096 bytes in place, each by itself: chunk i has the IV at ivs + 16 i. The
+  // key schedule is built once for all of them.
+  int decrypterchunks(unsigned char* chunks, unsigned long long count, const unsigned char* ivs,
+                      const unsigned char* key);
 
  private:
   TypV2InstanceCreator* creator_ = nullptr;

@@ -1,0 +1,298 @@
+#include "keys/kestrune_key.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <new>
+
+#include "core/instance_creator.h"
+#include "core/result.h"
+#include "crypto/classic.h"
+#include "keys/aes.h"
+
+using namespace kestrune;
+
+namespace {
+
+using Bytes64 = unsigned long long;
+
+constexpr Bytes64 kMost = std::numeric_limits<Bytes64>::max();
+constexpr Bytes64 kHeaderBytes = sizeof(TypV2KeyHeader);
+constexpr Bytes64 kChunkBytes = TypV2AES::kChunkBytes;
+constexpr Bytes64 kOneTimePasswordBytes = 32;
+constexpr Bytes64 kLeastRestOfPad = 8;  // the offset may not be set nearer to the end of the first pad
+constexpr std::size_t kPathBytes = 2048;
+constexpr std::size_t kDigestedHeaderBytes = 112;  // everything before the offsets
+constexpr std::size_t kDigestedIvBytes = 16384;
+constexpr unsigned char kKeyMark = 0x20;
+constexpr long kWithYear = 1;
+
+Bytes64 RoundDown(Bytes64 position) {
+  return position / kChunkBytes * kChunkBytes;
+}
+
+Owned<TypV2AES> NewAes() {
+  return Owned<TypV2AES>(new (std::nothrow) TypV2AES);
+}
+
+// How often reading starts again at 0 when `bytes` bytes are read from `page` on.
+Bytes64 Cycles(Bytes64 pad, Bytes64 page, Bytes64 bytes) {
+  const Bytes64 rest = pad - page;
+  return bytes < rest ? 0 : 1 + (bytes - rest) / pad;
+}
+
+// Where a hand-out of `length` bytes from `offset` on leaves the pad.
+Bytes64 Advance(Bytes64 pad, Bytes64 offset, Bytes64 length) {
+  const Bytes64 rest = pad - offset;
+  return length < rest ? offset + length : (length - rest) % pad;
+}
+
+}  // namespace
+
+int TypV2KestruneKey::InitCreate(TypV2InstanceCreator* creator, const char* name, long with_year,
+                                 const char* folder, const char* hex_password, unsigned long long open_mode) {
+  Release();
+  creator_ = creator;
+  open_mode_ = open_mode;
+  const Result rc = Open(name, with_year, folder, hex_password);
+  if (rc != kOk) Release();
+  return rc;
+}
+
+Result TypV2KestruneKey::Open(const char* name, long with_year, const char* folder,
+                              const char* hex_password) {
+  // Kept so: a creator without an object for it ends the call with 0 and nothing opened.
+  key_utils_ = Owned<TypKeyUtils>(creator_->newTypKeyUtils());
+  if (!key_utils_) return kOk;
+  if (const Result rc = key_utils_.Init(creator_); rc != kOk) return rc;
+  utils_ = Owned<TypV2Utils>(creator_->newTypV2Utils());
+  if (!utils_) return kOk;
+  if (const Result rc = utils_.Init(); rc != kOk) return rc;
+
+  if (!IsShorterThan(hex_password, 2 * kKeyBufferBytes + 1)) return key::kCheckFailed;
+  Bytes64 key_length = 0;
+  key_.Wipe();
+  utils_->DeHexadecimalise(hex_password, key_.data(), &key_length);
+
+  file_ = Owned<TypV2FileRef>(creator_->newTypV2FileRef());
+  if (!file_) return kOk;
+  if (const Result rc = file_.Init(); rc != kOk) return rc;
+  if (const Result rc = OpenFile(name, with_year, folder); rc != kOk) return rc;
+  if (const Result rc = LoadHeader(); rc != kOk) return rc;
+  return LoadAndDecryptIV();
+}
+
+Result TypV2KestruneKey::OpenFile(const char* name, long with_year, const char* folder) {
+  std::array<char, 12> year{};
+  if (with_year == kWithYear) key_utils_->GetYearKestruneKey(year.data());
+  std::array<char, kPathBytes> path;
+  // A path that does not fit is too long for the reference too, which refuses it.
+  std::snprintf(path.data(), path.size(), "%s%s%s%s", folder, name, with_year == kWithYear ? "." : "",
+                year.data());
+  if (const Result rc = file_->SetFileName(path.data()); rc != kOk) return rc;
+  if (open_mode_ > 2) return key::kMode;
+  if (const Result rc = file_->OpenDF(static_cast<int>(open_mode_)); rc != kOk) return rc;
+  Bytes64 length = 0;
+  return file_->GetLength(&length);
+}
+
+int TypV2KestruneKey::Kill() {
+  // Deliberate: two single bytes. The IV area is wiped as it is freed, the key as the object goes.
+  if (iv_area_) {
+    iv_area_.data()[0] = static_cast<unsigned char>(iv_area_.size());
+    key_.data()[0] = kKeyMark;
+  }
+  Release();
+  return kOk;
+}
+
+void TypV2KestruneKey::Release() {
+  iv_area_.Clear();
+  key_utils_.Reset();
+  utils_.Reset();
+  file_.Reset();
+}
+
+int TypV2KestruneKey::SetOffsetOTPChiffrement(unsigned long long offset) {
+  if (!file_) return kNoObject;
+  const Bytes64 pad = header_.TailleOTPChiffrement;
+  if (pad < kLeastRestOfPad || offset > pad - kLeastRestOfPad) return key::kOffset;
+  header_.OffsetOTPChiffrement = offset;
+  return kOk;
+}
+
+int TypV2KestruneKey::SetOffsetOTPassword(unsigned long long offset) {
+  if (!file_) return kNoObject;
+  header_.OffsetOTPassword = offset;
+  return kOk;
+}
+
+int TypV2KestruneKey::GetLineaKey(unsigned char** out, unsigned long long length,
+                                  unsigned long long* offset_out) {
+  *out = nullptr;
+  *offset_out = header_.OffsetOTPChiffrement;
+  if (!file_) return kNoObject;
+  const Bytes64 pad = header_.TailleOTPChiffrement;
+  const Bytes64 offset = header_.OffsetOTPChiffrement;
+  if (offset >= pad) return key::kOffset;
+  if (length > kMost - 2 * kChunkBytes) return kNoObject;
+
+  // Counted as read: whole chunks, and one more from an offset inside a chunk. Deliberate: so a cycle may be
+  // counted by a hand-out that ends before the end of the pad.
+  const Bytes64 page = RoundDown(offset);
+  const Bytes64 counted = RoundDown(length + kChunkBytes - 1) + (offset == page ? 0 : kChunkBytes);
+  SecretCBuffer run;
+  if (!run.Allocate(counted)) return kNoObject;
+  if (const Result rc = ReadRun(run.data(), length); rc != kOk) return rc;
+  wipe(run.data() + length, counted - length);
+
+  TypV2KeyHeader advanced = header_;
+  advanced.CycleCountOTPChiffrement += Cycles(pad, page, counted);
+  advanced.OffsetOTPChiffrement = Advance(pad, offset, length);
+  advanced.UseCountOTPChiffrement += 1;
+  advanced.UsedBytesOTPChiffrement += length;
+  if (const Result rc = Commit(advanced); rc != kOk) return rc;
+  *out = run.release();
+  return kOk;
+}
+
+// Reads the chunks of the first pad that hold the next `length` bytes, these at `to`, which has room for the
+// rest of the last chunk.
+Result TypV2KestruneKey::ReadRun(unsigned char* to, unsigned long long length) {
+  const Bytes64 pad = header_.TailleOTPChiffrement;
+  Bytes64 page = RoundDown(header_.OffsetOTPChiffrement);
+  Bytes64 skip = header_.OffsetOTPChiffrement - page;  // bytes of the next piece that are not wanted
+  Bytes64 wanted = length;
+  while (wanted > 0) {
+    Bytes64 bytes = std::min(RoundDown(skip + wanted + kChunkBytes - 1), pad - page);
+    if (skip > 0) {
+      // A chunk that is entered in its middle is read apart, so that all the others land in their place.
+      bytes = std::min(bytes, kChunkBytes);
+      SecretArray<kChunkBytes> chunk;
+      if (const Result rc = ReadPad(page, chunk.data(), bytes); rc != kOk) return rc;
+      std::memcpy(to, chunk.data() + skip, bytes - skip);
+    } else if (const Result rc = ReadPad(page, to, bytes); rc != kOk) {
+      return rc;
+    }
+    to += bytes - skip;
+    wanted -= std::min(wanted, bytes - skip);
+    skip = 0;
+    page = pad - page == bytes ? 0 : page + bytes;
+  }
+  return kOk;
+}
+
+int TypV2KestruneKey::GetOTPassword(unsigned char* out, unsigned long long* offset_out) {
+  *offset_out = header_.OffsetOTPassword;
+  if (!file_) return kNoObject;
+  const Bytes64 offset = header_.OffsetOTPassword;
+  const Bytes64 page = RoundDown(offset);
+  if (offset >= header_.TailleOTPassword || offset - page > kChunkBytes - kOneTimePasswordBytes ||
+      page > kMost - header_.TailleOTPChiffrement) {
+    return key::kOffset;
+  }
+  SecretCBuffer chunk;
+  if (!chunk.Allocate(kChunkBytes)) return kNoObject;
+  if (const Result rc = ReadPad(header_.TailleOTPChiffrement + page, chunk.data(), kChunkBytes); rc != kOk) {
+    return rc;
+  }
+  TypV2KeyHeader advanced = header_;
+  const bool at_end = header_.TailleOTPassword - offset <= kOneTimePasswordBytes;
+  advanced.OffsetOTPassword = at_end ? 0 : offset + kOneTimePasswordBytes;
+  if (const Result rc = Commit(advanced); rc != kOk) return rc;
+  std::memcpy(out, chunk.data() + (offset - page), kOneTimePasswordBytes);
+  return kOk;
+}
+
+// Reads `bytes` bytes from `first_byte` of the two pads together on and deciphers the whole chunks of them. A
+// piece that ends inside a chunk (a pad whose length is no multiple of 4096) stays there as it is in the
+// file.
+Result TypV2KestruneKey::ReadPad(unsigned long long first_byte, unsigned char* to, unsigned long long bytes) {
+  const Bytes64 first_chunk = first_byte / kChunkBytes;
+  if (!HasIvs(first_chunk, bytes / kChunkBytes)) return key::kOffset;
+  const Bytes64 pads = kHeaderBytes + iv_area_.size();
+  if (first_byte > kMost - pads) return file::kRead;
+  // Bytes that the file does not hold are not made up: a pad of deciphered zeros repeats every 16 bytes.
+  if (file_->SetFilePos(pads + first_byte) != kOk || file_->Read(to, bytes) != kOk) return file::kRead;
+  return DecryptageAESChunk(to, first_chunk, bytes / kChunkBytes);
+}
+
+// State before output: the object and the file move on together, or not at all.
+Result TypV2KestruneKey::Commit(const TypV2KeyHeader& advanced) {
+  const TypV2KeyHeader before = header_;
+  header_ = advanced;
+  const Result rc = open_mode_ == 0 ? kOk : WriteHeader();
+  if (rc != kOk) header_ = before;
+  return rc;
+}
+
+int TypV2KestruneKey::LoadHeader() {
+  if (!file_) return kNoObject;
+  if (const Result rc = file_->SetFilePos(0); rc != kOk) return rc;
+  TypV2KeyHeader loaded;
+  if (const Result rc = file_->Read(&loaded, sizeof loaded); rc != kOk) return rc;
+  utils_->SwapHeader(&loaded);
+  header_ = loaded;
+  return kOk;
+}
+
+int TypV2KestruneKey::WriteHeader() {
+  if (!file_) return kNoObject;
+  if (const Result rc = file_->SetFilePos(0); rc != kOk) return rc;
+  TypV2KeyHeader stored = header_;
+  utils_->SwapHeader(&stored);
+  return file_->Write(&stored, sizeof stored);
+}
+
+int TypV2KestruneKey::LoadAndDecryptIV() {
+  if (!file_) return kNoObject;
+  iv_area_.Clear();
+  Bytes64 file_bytes = 0;
+  if (const Result rc = file_->GetLength(&file_bytes); rc != kOk) return rc;
+  const Bytes64 iv_bytes = key_utils_->GetTailleIV(header_.TailleOTPChiffrement, header_.TailleOTPassword);
+  // Compared before anything is allocated: the lengths in a header may be anything.
+  if (file_bytes < kHeaderBytes || iv_bytes > file_bytes - kHeaderBytes) return file::kRead;
+  if (!iv_area_.Allocate(iv_bytes)) return kNoObject;
+  if (const Result rc = file_->SetFilePos(kHeaderBytes); rc != kOk) return rc;
+  if (const Result rc = file_->Read(iv_area_.data(), iv_bytes); rc != kOk) return rc;
+  return DecryptageIV();
+}
+
+int TypV2KestruneKey::DecryptageIV() {
+  if (!file_) return kNoObject;
+  std::array<unsigned char, kAesBlockBytes> iv;
+  Owned<TypV2AES> aes = NewAes();
+  if (aes.Init(creator_) != kOk || aes->zeroiv(iv.data()) != kOk) return key::kCheckFailed;
+  if (aes->decrypter(iv_area_.data(), static_cast<long long>(iv_area_.size()), iv.data(), key_.data(),
+                     iv_area_.data()) != kOk) {
+    return key::kCheckFailed;
+  }
+  // The numbers of the header are digested in host order.
+  sha4_context digest;
+  std::array<unsigned char, kSha512Bytes> sha512;
+  sha4_starts(&digest, 0);
+  sha4_update(&digest, reinterpret_cast<const unsigned char*>(&header_), kDigestedHeaderBytes);
+  sha4_update(&digest, iv_area_.data(), std::min(iv_area_.size(), kDigestedIvBytes));
+  sha4_finish(&digest, sha512.data());
+  std::array<unsigned char, kSha1Bytes> check;
+  sha1(sha512.data(), sha512.size(), check.data());
+  return equal_in_constant_time(check.data(), header_.CheckDigest, check.size()) ? kOk : key::kCheckFailed;
+}
+
+bool TypV2KestruneKey::HasIvs(unsigned long long first_chunk, unsigned long long chunk_count) const {
+  const Bytes64 ivs = iv_area_.size() / kAesBlockBytes;
+  return first_chunk <= ivs && chunk_count <= ivs - first_chunk;
+}
+
+int TypV2KestruneKey::DecryptageAESChunk(unsigned char* buffer, unsigned long long first_chunk,
+                                         unsigned long long chunk_count) {
+  if (!file_) return kNoObject;
+  if (!HasIvs(first_chunk, chunk_count)) return key::kOffset;
+  Owned<TypV2AES> aes = NewAes();
+  if (!aes) return kNoObject;
+  if (aes.Init(creator_) != kOk) return key::kCipher;
+  return aes->decrypterchunks(buffer, chunk_count, iv_area_.data() + first_chunk * kAesBlockBytes,
+                              key_.data());
+}

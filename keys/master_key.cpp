@@ -1,0 +1,138 @@
+#include "keys/master_key.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <limits>
+
+#include "core/instance_creator.h"
+#include "core/result.h"
+
+using namespace kestrune;
+
+namespace {
+
+using Bytes64 = unsigned long long;
+
+constexpr Bytes64 kPadStart = 4608;
+constexpr Bytes64 kSpareBytes = 10000;  // zeros behind a run that is handed out
+constexpr std::size_t kPathBytes = 2048;
+
+}  // namespace
+
+int TypV2MasterKey::InitCreate(TypV2InstanceCreator* creator, const char* folder, const char* name,
+                               unsigned long long open_mode) {
+  creator_ = creator;
+  open_mode_ = open_mode;
+  const Result rc = Open(folder, name);
+  if (rc != kOk) Kill();
+  return rc;
+}
+
+Result TypV2MasterKey::Open(const char* folder, const char* name) {
+  // Kept so: a creator without an object for it ends the call with 0 and nothing opened.
+  key_utils_ = Owned<TypKeyUtils>(creator_->newTypKeyUtils());
+  if (!key_utils_) return kOk;
+  if (const Result rc = key_utils_.Init(creator_); rc != kOk) return rc;
+  utils_ = Owned<TypV2Utils>(creator_->newTypV2Utils());
+  if (!utils_) return kOk;
+  if (const Result rc = utils_.Init(); rc != kOk) return rc;
+  file_ = Owned<TypV2FileRef>(creator_->newTypV2FileRef());
+  if (!file_) return kOk;
+  if (const Result rc = file_.Init(); rc != kOk) return rc;
+
+  std::array<char, 12> year{};
+  if (name == nullptr) key_utils_->GetYearKestruneKey(year.data());
+  std::array<char, kPathBytes> path;
+  // A path that does not fit is too long for the reference too, which refuses it.
+  std::snprintf(path.data(), path.size(), "%s%s%s", folder, name == nullptr ? "Master." : name, year.data());
+  if (const Result rc = file_->SetFileName(path.data()); rc != kOk) return rc;
+  if (file_->Exists() != kOk) return file::kMissing;
+  if (open_mode_ > 2) return key::kMode;
+  if (const Result rc = file_->OpenDF(static_cast<int>(open_mode_)); rc != kOk) return rc;
+  Bytes64 length = 0;
+  if (const Result rc = file_->GetLength(&length); rc != kOk) return rc;
+  return LoadHeader();
+}
+
+int TypV2MasterKey::Kill() {
+  key_utils_.Reset();
+  utils_.Reset();
+  file_.Reset();
+  return kOk;
+}
+
+int TypV2MasterKey::LoadHeader() {
+  if (!file_) return kNoObject;
+  if (const Result rc = file_->SetFilePos(0); rc != kOk) return rc;
+  TypV2KeyHeader loaded;
+  if (const Result rc = file_->Read(&loaded, sizeof loaded); rc != kOk) return rc;
+  utils_->SwapHeader(&loaded);
+  header_ = loaded;
+  return kOk;
+}
+
+int TypV2MasterKey::WriteHeader() {
+  if (!file_) return kNoObject;
+  if (const Result rc = file_->SetFilePos(0); rc != kOk) return rc;
+  TypV2KeyHeader stored = header_;
+  utils_->SwapHeader(&stored);
+  return file_->Write(&stored, sizeof stored);
+}
+
+int TypV2MasterKey::SetOffsetOTPChiffrement(unsigned long long offset) {
+  if (!file_) return kNoObject;
+  header_.OffsetOTPChiffrement = offset;
+  return kOk;
+}
+
+int TypV2MasterKey::GetLineaKey(unsigned char** out, unsigned long long length,
+                                unsigned long long* offset_out) {
+  *out = nullptr;
+  *offset_out = 0;
+  if (!file_) return kNoObject;
+  SecretCBuffer run;
+  if (length > std::numeric_limits<Bytes64>::max() - kSpareBytes || !run.Allocate(length + kSpareBytes)) {
+    return kNoObject;
+  }
+  *offset_out = header_.OffsetOTPChiffrement;
+  const TypV2KeyHeader before = header_;
+  Result rc = ReadRun(run.data(), length);
+  if (rc != key::kOffset) {
+    header_.UsedBytesOTPChiffrement += length;
+    if (open_mode_ != 0) {
+      // State before output: without a durable header nothing is handed out.
+      rc = WriteHeader();
+      if (rc != kOk) {
+        header_ = before;
+        return rc;
+      }
+    }
+  }
+  *out = run.release();
+  return rc;
+}
+
+// Reads the next `length` bytes and moves on. Deliberate: neither a position that cannot be reached nor a
+// read that fails ends the loop, and the status is that of the last read.
+Result TypV2MasterKey::ReadRun(unsigned char* to, unsigned long long length) {
+  const Bytes64 pad = header_.TailleOTPChiffrement;
+  if (pad == 0 && length > 0) return key::kOffset;
+  Result rc = kOk;
+  Bytes64 got = 0;
+  while (got < length) {
+    const Bytes64 offset = header_.OffsetOTPChiffrement;
+    (void)file_->SetFilePos(offset + kPadStart);
+    const Bytes64 rest = offset > pad ? length - got : pad - offset;
+    const Bytes64 bytes = std::min(rest, length - got);
+    rc = file_->Read(to + got, bytes);
+    got += bytes;
+    if (offset > pad || bytes == pad - offset) {
+      header_.OffsetOTPChiffrement = 0;
+      header_.CycleCountOTPChiffrement += 1;
+    } else {
+      header_.OffsetOTPChiffrement = offset + bytes;
+    }
+  }
+  return rc;
+}

@@ -1,0 +1,110 @@
+// Message bodies, sealed and opened.
+//
+// A sealed body has T = 24 + L + N + P bytes for a body of N; the numbers are big-endian:
+//   0      8  offset in the personal key's second pad of the one-time password, in clear
+//   8      8  offset of the personal run, T bytes of the personal key's first pad
+//   16     8  offset of the master run, T - 24 bytes of the master pad
+//   24     L  random string R1, R1[0] = L (15 to 30 or 43 to 58)
+//   24+L   N  body byte i XOR R1[1 + i mod (L - 1)]
+//   ...    P  random string R2, last byte P (33 to 48)
+// From byte 16 on all is XORed with the personal run at the same position, from byte 24 on also with the
+// master run from its start; then bytes 8 to T - 1 are AES-256-CBC under the one-time password, IV of zeros.
+#ifndef KESTRUNE_KEYS_MESSAGE_CIPHER_H
+#define KESTRUNE_KEYS_MESSAGE_CIPHER_H
+
+#include <array>
+
+#include "core/object.h"
+#include "core/owned.h"
+#include "core/utils.h"
+#include "crypto/export.h"
+
+class TypV2InstanceCreator;
+class TypV2KestruneKey;
+
+// Seals with the keys of the current year, opens with those of the year that the key file's name tells. Each
+// call makes and ends its own key objects. Memory beside the caller's input: at most three times the body,
+// the IV area and less than 1 MiB. The password is wiped with the object at the latest.
+class KESTRUNE_API TypKestruneV2 : public kestrune::LibraryObject<TypKestruneV2> {
+ public:
+  // Keeps the factory (it must outlive the object), copies the rest and seeds the random generator.
+  //   key_name      personal key without year, at most 39 characters, else -87
+  //   folder        where the keys are, a prefix that ends with the separator; at most 2047 characters, else
+  //   -86,
+  //                 which replaces -87
+  //   hex_password  64 characters, else -88; empty: none is set
+  virtual int InitCreate(TypV2InstanceCreator* creator, const char* key_name, const char* folder,
+                         const char* hex_password);
+
+  // Releases the helpers. 0. Deliberate: the password stays until ZeroPassword or the object's end.
+  virtual int Kill();
+
+  // Exactly 64 characters, else -88 and the password held stays.
+  virtual int SetPassword(const char* hex_password);
+
+  // Wipes the password held. 0.
+  virtual int ZeroPassword();
+
+  // Seals `length` bytes under the current year's personal and master keys.
+  //   in           only read; may be anything but null (-89)
+  //   *out         new buffer that the caller frees, its first *out_length bytes the sealed body; null and 0
+  //   on
+  //                failure
+  // Pad bytes taken stay taken when a later step fails. An empty body is sealed, but see Low_decrypter.
+  // Codes: those of the two key files, unchanged; -2064: so long (2 GiB) that AES refuses; -96: no memory or
+  // object.
+  virtual int Low_crypter(const unsigned char* in, unsigned long long length, unsigned char** out,
+                          unsigned long long* out_length);
+
+  // Opens a sealed body with the personal key file `key_file_name` (full name with its year suffix) in this
+  // object's folder and `hex_password`, not the one held; both keys are only read.
+  //   *out         new buffer of the body's length + 10000 bytes, zeros behind the body, that the caller
+  //   wipes
+  //                and frees; null and 0 on failure
+  //
+  // DOES NOT RETURN for a body whose random strings leave no room for a byte between them: a forged or
+  // damaged one, one opened with a key of another year, and the sealed empty body. The call then sleeps for
+  // ever, on purpose, with every secret wiped, files closed and locks released: who feeds it guesses learns
+  // nothing from it. A caller that must go on sets a deadline of its own (a process per message, or a thread
+  // it gives up).
+  //
+  // -89: no input, or 24 bytes or fewer (the key files are tried before that). -87, -88: key file name (4 to
+  // 44 characters) or password missing. -56: the name does not end in a year. -9: the name holds a '/', or no
+  // such file. -92: wrong password. -107: an offset in the body lies outside its pad. Others: those of the
+  // key files; -96: no memory or object.
+  virtual int Low_decrypter(const unsigned char* in, unsigned long long length, const char* key_file_name,
+                            const char* hex_password, unsigned char** out, unsigned long long* out_length);
+
+  // Reads the header of the file that TypKeyUtils::GetKestruneKeyName names after the key, in the current
+  // folder, opened for update, and closes it. Kept as this partial loader: `key` and `out` are not used,
+  // nothing relies on it. -96: no object, or no memory for `count` bytes; else the status of opening or
+  // reading.
+  virtual int LoadLinearKey(TypV2KestruneKey* key, unsigned char** out, unsigned long long count);
+
+  // Fills R1 into `buffer` (room for 58 bytes) and returns its length L.
+  virtual int loadRNstring(char* buffer);
+
+  // Fills R2 of `length` bytes (1 to 255) into `buffer`. 0.
+  virtual int loadRN2string(unsigned long long length, char* buffer);
+
+ private:
+  static constexpr std::size_t kKeyNameBytes = 40;
+  static constexpr std::size_t kFolderBytes = 2048;
+  static constexpr std::size_t kPasswordCharacters = 64;
+
+  kestrune::Result Seal(const unsigned char* in, unsigned long long length, kestrune::SecretCBuffer* out);
+  kestrune::Result Open(const unsigned char* in, unsigned long long length, const char* key_file_name,
+                        const char* hex_password, kestrune::SecretCBuffer* out,
+                        unsigned long long* out_length);
+
+  TypV2InstanceCreator* creator_ = nullptr;
+  kestrune::Owned<TypV2Utils> utils_;
+  std::array<char, kKeyNameBytes> key_name_{};
+  std::array<char, kFolderBytes> folder_{};
+  kestrune::SecretArray<kPasswordCharacters + 1> password_;
+};
+
+// The platform's message cipher: a type of its own, the same operations.
+class KESTRUNE_API TypKestruneV2Unix : public TypKestruneV2 {};
+
+#endif
