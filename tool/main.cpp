@@ -1,9 +1,10 @@
 // kestrunesign: signs a short text and prints the signature block.
+#include <unistd.h>
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "api/kestrune.h"
@@ -129,10 +130,25 @@ Result Run(int argc, char** argv) {
   return Sign(arguments);
 }
 
+// With -v the password passes through standard output's buffer, so that is one that can be wiped.
+std::array<char, BUFSIZ> output_buffer;
+
+void OpenOutput() {
+  const int mode = ::isatty(STDOUT_FILENO) == 1 ? _IOLBF : _IOFBF;
+  (void)std::setvbuf(stdout, output_buffer.data(), mode, output_buffer.size());
+}
+
+// False when something of what was printed could not be written.
+bool CloseOutput() {
+  const bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+  wipe(output_buffer.data(), output_buffer.size());
+  return written;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  OpenOutput();
   const Result rc = Run(argc, argv);
-  const bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
-  return rc == kOk && !written ? kOutputFailure : rc;
+  return CloseOutput() || rc != kOk ? rc : kOutputFailure;
 }
