@@ -66,8 +66,8 @@ void Append(Bytes& to, const Bytes& what) {
 std::array<unsigned char, kDigestedHeader> InHostOrder(const Bytes& file) {
   std::array<unsigned char, kDigestedHeader> header;
   std::copy_n(file.begin(), kDigestedHeader, header.begin());
-  for (std::size_t at : {0, 4, 8, 44}) std::reverse(&header[at], &header[at] + 4);
-  for (std::size_t at : {88, 96, 104}) std::reverse(&header[at], &header[at] + kNumber);
+  for (std::size_t at : {0U, 4U, 8U, 44U}) std::reverse(&header[at], &header[at] + 4);
+  for (std::size_t at : {88U, 96U, 104U}) std::reverse(&header[at], &header[at] + kNumber);
   return header;
 }
 
