@@ -86,6 +86,90 @@ KESTRUNE_API int Api2ExtractFromSignature(const char* block, const char* folder,
 
 /* ---- Short texts: AES, and AES under an RSA certificate --------------------------------------------- */
 
+/*
+ * Keys and IVs of these four functions are drawn from the C library's rand(), which nobody seeds here: unless
+ * the process did, EVERY PROCESS DRAWS THE SAME KEYS IN THE SAME ORDER, and whoever knows that opens every
+ * form of Api2AesPub without any private key. The drawing is part of the contract, so it is the default; a
+ * library built with the option KESTRUNE_STRONG_RANDOM draws from the system's generator instead. Build with
+ * it wherever nobody depends on the draws.
+ *
+ * None of these forms is protected against changes: a text that deciphers is not proven to be the one that was
+ * enciphered. Texts end at their first zero byte. docs/hybrid_forms.md describes the forms.
+ */
+
+/*
+ * Enciphers a text under a password, or deciphers such a form.
+ *
+ * mode         0: text to form, "<IV>" 32 hexadecimal characters "</IV><AE>" Base64 "</AE>" (AES-256-CBC over
+ *              the text and 1 to 16 zero bytes). 1: form to text. Any other: only empties out.
+ * hexPassword  the key as 64 hexadecimal characters (see BuildHexPassword). Missing ones count as 0, further
+ *              ones do not count.
+ * out          emptied first, filled on success. Mode 0 writes 4 x ((n + 16 - n % 16 + 2) / 3) + 51 bytes for
+ *              a text of n (n + n / 2 + 100 hold them), mode 1 fewer than the form has.
+ * verbose      not 0: prints a line on standard output in mode 0.
+ *
+ * In mode 1 an IV element that is missing, or of more than 64 characters, counts as zeros; a shorter IV is
+ * filled up with zeros, a longer one counts with its first 16 bytes.
+ *
+ * -60: out is null. -62: text is null. -88: hexPassword is null (out is then empty). -69: no AE element.
+ * -71: it is not Base64. -2064: its bytes are not a multiple of 16. -96: no memory.
+ */
+KESTRUNE_API int Api2Aes(const char* text, const char* hexPassword, int mode, char* out, int verbose);
+
+/*
+ * The same from file to file. Reads the whole regular file inputPath (up to its first zero byte), writes the
+ * result without a terminator to outputPath, which is created or emptied; both may be the same file.
+ *
+ * mode            0 and 1 as Api2Aes. 2: deciphers under hexPassword, then, if newHexPassword is not null,
+ *                 enciphers the text under newHexPassword.
+ *                 WARNING: a change of password prints THE TEXT, THE NEW PASSWORD and the new form on standard
+ *                 output, whatever verbose is.
+ * verbose         1: prints the lengths and the codes of the steps.
+ *
+ * -62: inputPath, -88: hexPassword is null. -99: a path missing or of 256 characters or more. -9: input or
+ * output cannot be opened. -61: the input is empty. -8: its length changed while it was read. -7, -1: the
+ * output could not be written whole. Codes of Api2Aes. A failure before the output is opened leaves an older
+ * output as it was; one behind it leaves none.
+ */
+KESTRUNE_API int Api2AesFile(const char* inputPath, const char* outputPath, const char* hexPassword,
+                             const char* newHexPassword, int mode, int verbose);
+
+/*
+ * Enciphers a text for the holder of a certificate: AES-256-CBC under a key drawn for it (see the warning
+ * above), which is enciphered with the certificate's RSA key (PKCS#1 v1.5 type 2, RFC 8017). The form is
+ *   <AESPUB><N>certificateName</N><S>Base64 of the key</S><AED>Base64 of the text</AED></AESPUB>
+ *
+ * text             at most 3743 bytes: a longer one gives an empty AED element, and 0 (kept so).
+ * certificateName  file name of the certificate (PEM or DER), behind folder. A name of more than 100
+ *                  characters or with a '/' makes a form that Api2DeAesPriv refuses.
+ * folder           a prefix that ends with the separator.
+ * out              emptied first, filled on success: fewer than strlen(certificateName) + 6500 bytes.
+ * verbose          not 0: prints the steps; above 0 also THE KEY.
+ *
+ * -60, -62: out, text is null. -501: folder or certificateName is null, the certificate is unreadable or holds
+ * no RSA key, or the key is too short. -96: no memory.
+ */
+KESTRUNE_API int Api2AesPub(const char* text, const char* certificateName, const char* folder, char* out,
+                            int verbose);
+
+/*
+ * Opens a form of Api2AesPub with the private key file that stands beside the certificate: the form's name
+ * with its last three characters replaced by "key".
+ *
+ * keyPassword  pass phrase of the key file, null or "" when it has none. Where it does not open the file, it
+ *              is tried again with '#', '$', '&', '*', '-', '=' and '@' replaced by '_'. It is not changed.
+ * folder       a prefix that ends with the separator.
+ * out          emptied first, filled on success: at most 3745 bytes.
+ * verbose      not 0: prints THE TEXT; above 0 also the steps and THE KEY.
+ *
+ * -60, -62: out, form is null. -69: an element is missing. -70: N has more than 100 characters, S or AED more
+ * than 5000. -61: N has fewer than 4. -95: folder is null, N contains '/', the key file is unreadable, holds no
+ * RSA key or does not open. -502: the RSA operation failed, or its result is not a key of 32 bytes. -2064: the
+ * bytes of AED are not a multiple of 16. -96: no memory. An AED that is not Base64 is an empty text (kept so).
+ */
+KESTRUNE_API int Api2DeAesPriv(const char* form, const char* keyPassword, const char* folder, char* out,
+                               int verbose);
+
 /* ---- Messages --------------------------------------------------------------------------------------- */
 
 /* ---- Mail conversion -------------------------------------------------------------------------------- */

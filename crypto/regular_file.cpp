@@ -29,4 +29,11 @@ FileDescriptor OpenRegularFile(const char* path, int flags, struct stat* status)
   return file;
 }
 
+bool IsSameFile(const char* a, const char* b) {
+  struct stat first;
+  struct stat second;
+  if (::stat(a, &first) != 0 || ::stat(b, &second) != 0) return false;
+  return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
 }  // namespace kestrune

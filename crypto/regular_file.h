@@ -33,6 +33,9 @@ class FileDescriptor {
 // not opened and nothing waits on it. On success *status, if given, describes the open file.
 FileDescriptor OpenRegularFile(const char* path, int flags, struct stat* status = nullptr);
 
+// True when both paths lead to one and the same file that exists, be it through links.
+bool IsSameFile(const char* a, const char* b);
+
 }  // namespace kestrune
 
 #endif

@@ -1,0 +1,127 @@
+// Short texts under a password, from file to file.
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+#include "api/kestrune.h"
+#include "core/entry_point.h"
+#include "core/file_ref.h"
+#include "core/instance_creator.h"
+#include "core/owned.h"
+#include "core/random.h"
+#include "core/result.h"
+#include "keys/output_file.h"
+
+using namespace kestrune;
+
+namespace {
+
+enum Mode { kEncipher = 0, kDecipher = 1, kRekey = 2 };
+
+constexpr int kReadExisting = 0;
+constexpr std::size_t kSpareCharacters = 2048;
+
+// A text that is overwritten with drawn bytes before its memory goes.
+class ScrubbedText {
+ public:
+  ScrubbedText() = default;
+  ScrubbedText(const ScrubbedText&) = delete;
+  ScrubbedText& operator=(const ScrubbedText&) = delete;
+  ~ScrubbedText() { Scrub(); }
+
+  [[nodiscard]] bool Allocate(std::size_t characters) {
+    Scrub();
+    return buffer_.Allocate(characters + 1);
+  }
+  // As much room as a form of a text of that length takes.
+  [[nodiscard]] bool AllocateForForm(std::size_t text_length) {
+    return Allocate(text_length / 2 * 3 + text_length % 2 + kSpareCharacters);
+  }
+  void TakeOver(ScrubbedText* other) {
+    Scrub();
+    buffer_ = std::move(other->buffer_);
+  }
+
+  char* text() const { return buffer_.text(); }
+  std::size_t length() const { return std::strlen(buffer_.text()); }
+
+ private:
+  // What lies behind the text is zero or was never written; all of it is wiped with the buffer.
+  void Scrub() {
+    if (buffer_) ScrubWithRandom(buffer_.data(), length());
+  }
+
+  SecretCBuffer buffer_;
+};
+
+// The whole file as a text; -8 also when it became longer meanwhile.
+Result ReadText(TypV2InstanceCreator* creator, const char* path, ScrubbedText* text,
+                unsigned long long* length) {
+  Owned<TypV2FileRef> input(creator->newTypV2FileRef());
+  if (const Result rc = input.Init(); rc != kOk) return rc;
+  if (const Result rc = input->SetFileName(path); rc != kOk) return rc;
+  if (const Result rc = input->OpenDF(kReadExisting); rc != kOk) return rc;
+  if (const Result rc = input->GetLength(length); rc != kOk) return rc;
+  if (*length == 0) return argument::kEmptyInput;
+  if (!text->Allocate(static_cast<std::size_t>(*length))) return kNoObject;
+  if (const Result rc = input->SetFilePos(0); rc != kOk) return rc;
+  if (const Result rc = input->Read(text->text(), *length); rc != kOk) return rc;
+  unsigned long long length_now = 0;
+  if (const Result rc = input->GetLength(&length_now); rc != kOk) return rc;
+  if (length_now != *length) return file::kRead;
+  return input->CloseDF();
+}
+
+Result Cipher(const char* text, const char* hex_password, int mode, ScrubbedText* result, int verbose) {
+  const Result rc = Api2Aes(text, hex_password, mode, result->text(), verbose);
+  if (verbose == 1) std::printf("Api2Aes==%d\n", rc);
+  return rc;
+}
+
+// `result` holds the deciphered text, on success its form under the new password.
+Result Rekey(const char* new_hex_password, ScrubbedText* result, int verbose) {
+  ScrubbedText form;
+  if (!form.AllocateForForm(result->length())) return kNoObject;
+  const Result rc = Cipher(result->text(), new_hex_password, kEncipher, &form, verbose);
+  if (rc != kOk) return rc;
+  // Deliberate: printed whatever `verbose` is. Operators check a change of password by these lines.
+  std::printf("in %s\n", result->text());
+  std::printf("%s\n", new_hex_password);
+  std::printf("out  %s\n", form.text());
+  result->TakeOver(&form);
+  return kOk;
+}
+
+Result WriteText(TypV2InstanceCreator* creator, const char* path, const ScrubbedText& text, int verbose) {
+  OutputFile output;
+  if (const Result rc = output.Name(creator, path); rc != kOk) return rc;
+  if (const Result rc = output.Open(); rc != kOk) return rc;
+  const std::size_t length = text.length();
+  const Result rc = output.Write(reinterpret_cast<const unsigned char*>(text.text()), length);
+  if (verbose == 1) std::printf("outputlen==%d\n", static_cast<int>(length));
+  return output.Finish(rc);
+}
+
+}  // namespace
+
+int Api2AesFile(const char* inputPath, const char* outputPath, const char* hexPassword,
+                const char* newHexPassword, int mode, int verbose) {
+  return EntryPoint([&]() -> Result {
+    if (inputPath == nullptr) return argument::kNoInput;
+    if (hexPassword == nullptr) return hybrid::kNoPassword;
+    TypV2InstanceCreatorUnix creator;
+    ScrubbedText input;
+    unsigned long long length = 0;
+    if (const Result rc = ReadText(&creator, inputPath, &input, &length); rc != kOk) return rc;
+    if (verbose == 1) std::printf("inptextlen==%d\n", static_cast<int>(length));
+
+    ScrubbedText result;
+    if (!result.AllocateForForm(static_cast<std::size_t>(length))) return kNoObject;
+    const int first_mode = mode == kRekey ? static_cast<int>(kDecipher) : mode;
+    Result rc = Cipher(input.text(), hexPassword, first_mode, &result, verbose);
+    if (rc == kOk && mode == kRekey && newHexPassword != nullptr) {
+      rc = Rekey(newHexPassword, &result, verbose);
+    }
+    return rc == kOk ? WriteText(&creator, outputPath, result, verbose) : rc;
+  });
+}
