@@ -1,0 +1,167 @@
+#include "keys/install_cipher.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <new>
+
+#include "core/file_ref.h"
+#include "core/instance_creator.h"
+#include "core/result.h"
+#include "crypto/classic.h"
+#include "tests/keys/openssl.h"
+#include "tests/support/bytes.h"
+#include "tests/support/temp_folder.h"
+
+namespace kestrune::testing {
+namespace {
+
+// Files whose n-th write fails, or that were longer when their length was asked.
+class FaultyFile : public TypV2FileRefUnix {
+ public:
+  static inline int writes_left = 0;
+  static inline unsigned long long vanished = 0;
+  int Write(const void* bytes, unsigned long long count) override {
+    return writes_left-- > 0 ? TypV2FileRefUnix::Write(bytes, count) : file::kWrite;
+  }
+  int GetLength(unsigned long long* length) override {
+    const int rc = TypV2FileRefUnix::GetLength(length);
+    *length += vanished;
+    return rc;
+  }
+};
+class FaultyCreator : public TypV2InstanceCreatorUnix {
+ public:
+  TypV2FileRef* newTypV2FileRef() override { return new (std::nothrow) FaultyFile; }
+};
+
+class InstallCipher : public ::testing::Test {
+ protected:
+  int Encipher() {
+    cipher_.InitCreate(creator_);
+    return cipher_.Chiffrerfichier(in_.c_str(), out_.c_str(), key_.c_str());
+  }
+  int Decipher() {
+    cipher_.InitCreate(creator_);
+    return cipher_.DeChiffrerfichier(in_.c_str(), out_.c_str(), key_.c_str());
+  }
+  // A body and its trailer in clear, made without the cipher under test.
+  static std::string Clear(std::string body, char free_byte = 0) {
+    body.resize((body.size() + 31) / 32 * 32, ' ');
+    std::string trailer(32, free_byte);
+    sha1(reinterpret_cast<const unsigned char*>(body.data()), body.size(),
+         reinterpret_cast<unsigned char*>(trailer.data()));
+    return body + trailer;
+  }
+
+  TempFolder folder_;
+  std::string in_ = folder_.File("in"), out_ = folder_.File("out");
+  std::string key_ = "00112233445566778899AABBCCDDEEFF0123456789abcdef0123456789abcdef";
+  TypV2InstanceCreatorUnix unix_;
+  TypV2InstanceCreator* creator_ = &unix_;
+  TypV2AESInstallKeys cipher_;
+};
+
+TEST_F(InstallCipher, AgreesWithOpensslBothWays) {
+  for (const std::size_t length : LengthsWorthTrying()) {
+    WriteFile(in_, Sample(length));
+    ASSERT_EQ(Encipher(), kOk) << length;
+    EXPECT_EQ(Aes256Cbc("-d", ToText(ReadFile(out_)), key_), Clear(Sample(length))) << length;
+    const std::string clear = Clear(Sample(length), '\x5A');
+    WriteFile(in_, Aes256Cbc("-e", clear, key_));
+    ASSERT_EQ(Decipher(), kOk) << length;
+    EXPECT_EQ(ToText(ReadFile(out_)), clear.substr(0, clear.size() - 32)) << length;
+  }
+}
+
+TEST_F(InstallCipher, TakesKeysOfExactly32Bytes) {
+  WriteFile(in_, "x");
+  for (const std::size_t length : {0, 62, 63, 64, 65, 66, 4096}) {
+    key_ = std::string(length, '7');
+    EXPECT_EQ(Encipher(), length == 63 || length == 64 ? kOk : install::kKey) << length;
+  }
+}
+
+TEST_F(InstallCipher, RefusesDamage) {
+  const std::string whole = Aes256Cbc("-e", Clear(Sample(70000)), key_);
+  const std::size_t n = whole.size();
+  const struct {
+    std::size_t length, flipped;
+    int code;
+  } rows[] = {{n, 40, install::kDigest},     {n, n - 32, install::kDigest}, {n, n - 1, install::kDigest},
+              {n - 32, 0, install::kDigest}, {n + 32, 0, install::kDigest}, {32, 0, install::kDigest},
+              {0, 0, install::kDigest},      {40, 0, install::kLength},     {n + 16, 0, install::kLength}};
+  for (const auto& row : rows) {
+    std::string damaged = whole;
+    damaged.resize(row.length);
+    if (row.flipped != 0) damaged[row.flipped] ^= 1;
+    WriteFile(in_, damaged);
+    WriteFile(out_, "older");
+    EXPECT_EQ(Decipher(), row.code) << row.length << " " << row.flipped;
+    EXPECT_EQ(FileExists(out_), row.code == install::kLength) << row.length << " " << row.flipped;
+  }
+  WriteFile(in_, whole);
+  key_[0] = '1';
+  EXPECT_EQ(Decipher(), install::kDigest);
+  EXPECT_FALSE(FileExists(out_));
+}
+
+TEST_F(InstallCipher, TouchesNothingBeforeTheInputIsFit) {
+  const std::string link = folder_.File("link"), twin = folder_.File("twin"), older = folder_.File("older");
+  WriteFile(in_, "input");
+  WriteFile(older, "older");
+  std::filesystem::create_symlink("in", link);
+  std::filesystem::create_hard_link(in_, twin);
+  const std::pair<std::string, std::string> rows[] = {{in_, in_},
+                                                      {in_, folder_.File("./in")},
+                                                      {in_, link},
+                                                      {link, in_},
+                                                      {in_, twin},
+                                                      {folder_.File("none"), older},
+                                                      {folder_.path(), older},
+                                                      {"/dev/zero", older}};
+  for (const auto& [in, out] : rows) {
+    in_ = in, out_ = out;
+    EXPECT_EQ(Encipher(), file::kOpen) << in << " " << out;
+    EXPECT_EQ(Decipher(), file::kOpen) << in << " " << out;
+  }
+  EXPECT_EQ(ToText(ReadFile(twin)) + ToText(ReadFile(older)), "inputolder");
+}
+
+TEST_F(InstallCipher, LeavesNoHalfMadeOutput) {
+  WriteFile(in_, Sample(100000));  // two pieces and the trailer
+  FaultyCreator faulty;
+  creator_ = &faulty;
+  for (FaultyFile::writes_left = 0; FaultyFile::writes_left < 3; ++FaultyFile::writes_left) {
+    const int writes = FaultyFile::writes_left;
+    EXPECT_EQ(Encipher(), file::kWrite) << writes;
+    EXPECT_FALSE(FileExists(out_)) << writes;
+    FaultyFile::writes_left = writes;
+  }
+  FaultyFile::vanished = 1;
+  std::filesystem::create_symlink("behind", out_);
+  EXPECT_EQ(Encipher(), file::kRead);
+  FaultyFile::vanished = 0;
+  EXPECT_FALSE(FileExists(out_));
+  EXPECT_EQ(ReadFile(folder_.File("behind")), Bytes());  // behind a link the bytes go, if not the name
+
+  creator_ = &unix_;
+  WriteFile(in_, Aes256Cbc("-e", Clear(""), key_));  // deciphered, not a byte to write
+  for (const char* unwritable : {"/", "/nowhere/out"}) {
+    out_ = unwritable;
+    EXPECT_EQ(Encipher(), file::kWrite) << out_;
+    EXPECT_EQ(Decipher(), file::kWrite) << out_;
+  }
+}
+
+TEST_F(InstallCipher, MakesTheDocumentedExample) {
+  const std::string page = ToText(ReadFile(DataPath("../../docs/installation_file.md")));
+  const std::size_t begin = page.find("```hex\n") + 7;
+  EXPECT_NE(page.find(key_), std::string::npos);
+  WriteFile(in_, "bonjour");
+  ASSERT_EQ(Encipher(), kOk);
+  EXPECT_EQ(ReadFile(out_), FromHex(page.substr(begin, page.find("```", begin) - begin)));
+}
+
+}  // namespace
+}  // namespace kestrune::testing
