@@ -58,6 +58,7 @@ int TypV2BlockCell::InitCreate(TypV2InstanceCreator* creator) {
   xml_length_ = 0;
   data_length_ = 0;
   data_fork_ = nullptr;
+  data_is_lent_ = false;
   xml_fork_ = nullptr;
   return kOk;
 }
@@ -105,9 +106,19 @@ void TypV2BlockCell::ClearXml() {
 }
 
 void TypV2BlockCell::ClearData() {
+  if (data_is_lent_) data_fork_ = nullptr;
   if (data_fork_ != nullptr) wipe(data_fork_, data_length_);
   std::free(std::exchange(data_fork_, nullptr));
   data_length_ = 0;
+  data_is_lent_ = false;
+}
+
+// The bytes are only ever read: nothing changes a data fork in its place.
+void TypV2BlockCell::LendFork(const unsigned char* data, unsigned long long length) {
+  ClearData();
+  data_fork_ = length == 0 ? nullptr : const_cast<unsigned char*>(data);
+  data_length_ = length;
+  data_is_lent_ = length != 0;
 }
 
 int TypV2BlockCell::SetData(const char* name, const char* xml, const unsigned char* data,
@@ -119,7 +130,21 @@ int TypV2BlockCell::SetData(const char* name, const char* xml, const unsigned ch
   if (xml != nullptr) {
     if (Result rc = ReplaceFork(xml, std::strlen(xml), &xml_fork_, &xml_length_); rc != kOk) return rc;
   }
-  return data == nullptr ? kOk : ReplaceFork(data, length, &data_fork_, &data_length_);
+  if (data == nullptr) return kOk;
+  unsigned char* fork = data_is_lent_ ? nullptr : data_fork_;
+  unsigned long long fork_length = data_is_lent_ ? 0 : data_length_;
+  if (Result rc = ReplaceFork(data, length, &fork, &fork_length); rc != kOk) return rc;
+  data_fork_ = fork;
+  data_length_ = fork_length;
+  data_is_lent_ = false;
+  return kOk;
+}
+
+int TypV2BlockCell::LendData(const char* name, const char* xml, const unsigned char* data,
+                             unsigned long long length) {
+  if (Result rc = SetData(name, xml, nullptr, 0); rc != kOk) return rc;
+  if (data != nullptr) LendFork(data, length);
+  return kOk;
 }
 
 int TypV2BlockCell::SetBlockName(const char* name) {

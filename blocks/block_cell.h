@@ -11,6 +11,9 @@
 
 class TypV1SimpleStruc;
 class TypV2InstanceCreator;
+namespace kestrune {
+struct FlatDigests;
+}
 
 // A cell has a name, a text fork that holds XML, and either a data fork (a leaf) or a chain of sub-blocks
 // (a super block). It owns its forks, its first sub-block and its next block, and with them the whole tree.
@@ -153,6 +156,21 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   // so), -105: no out, -62: no position, -89: negative position, -96: no object or memory.
   int ExportBlockAsXML(char* out, long long* position, long long capacity, long flags);
 
+  // SetData, GetFlatData and LoadFlatData for blocks too large to be copied without need.
+  //
+  // LendData: the data fork is the caller's bytes themselves, which must outlive the cell and are neither
+  // changed, wiped nor freed by it.
+  int LendData(const char* name, const char* xml, const unsigned char* data, unsigned long long length);
+
+  // `signed_digest` (64 bytes) gets the SHA-512 of the whole flat tree, trailer included: what a signature of
+  // it signs. Untouched on failure.
+  int GetFlatDataToSign(unsigned char** out, unsigned long long* out_length,
+                        unsigned char* signed_digest) const;
+
+  // The data forks of all cells lie in the buffer, as for LendData. `digests` are those of the buffer.
+  int LoadLentFlatData(const unsigned char* buffer, unsigned long long length,
+                       const kestrune::FlatDigests& digests);
+
   // Hands the tree from this cell on, next blocks included, over to another factory, for a tree that outlives
   // the one that it was made with.
   void MoveToCreator(TypV2InstanceCreator* creator);
@@ -188,6 +206,8 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   void ClearXml();
   void ClearData();
   static void KillTree(TypV2BlockCell* first);
+  void LendFork(const unsigned char* data, unsigned long long length);
+  int Flatten(unsigned char** out, unsigned long long* out_length, kestrune::FlatDigests* digests) const;
   unsigned long long RecordBytes() const;
   unsigned long long Measure(bool with_next_blocks) const;
 
@@ -199,6 +219,7 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   unsigned long long data_length_ = 0;  // also when reading its forks failed
   unsigned char* data_fork_ = nullptr;
   unsigned char* xml_fork_ = nullptr;
+  bool data_is_lent_ = false;                   // the data fork is somebody else's
   mutable const TypV2BlockCell* up_ = nullptr;  // the cell above, while a walk is below it
   TypV2BlockCell* tail_ = nullptr;              // where addnextblock last appended; the end is not before it
 };

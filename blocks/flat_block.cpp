@@ -3,13 +3,13 @@
 // A record:  0 version | 1 super flag | 2 name length | 3..7 name | 8..15 X | 16..23 D or S (big-endian)
 //            24 XML fork, X bytes | data fork, D bytes (leaf), or the records of the sub-blocks, S bytes
 //            the record of the next block, if there is one
-#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
 #include <vector>
 
 #include "blocks/block_cell.h"
+#include "blocks/flat_digest.h"
 #include "blocks/tree_walk.h"
 #include "core/entry_point.h"
 #include "core/result.h"
@@ -39,6 +39,10 @@ unsigned long long GetLength(TypV2Utils* utils, const unsigned char* bytes) {
   std::memcpy(&value, bytes, sizeof value);
   utils->swapUnsignedapilong64(&value);
   return value;
+}
+
+bool HasTrailer(const unsigned char* flat, unsigned long long end, const FlatDigests& digests) {
+  return std::memcmp(digests.trailer.data(), flat + end, kSha512Bytes) == 0;
 }
 
 }  // namespace
@@ -149,6 +153,21 @@ int TypV2BlockCell::PushDataInPtr(unsigned char* buffer, unsigned long long* pos
 
 int TypV2BlockCell::GetFlatData(unsigned char** out, unsigned long long* out_length,
                                 unsigned char* digest_out) const {
+  FlatDigests digests;
+  const Result rc = Flatten(out, out_length, &digests);
+  if (rc == kOk && digest_out != nullptr) std::memcpy(digest_out, digests.trailer.data(), kSha512Bytes);
+  return rc;
+}
+
+int TypV2BlockCell::GetFlatDataToSign(unsigned char** out, unsigned long long* out_length,
+                                      unsigned char* signed_digest) const {
+  FlatDigests digests;
+  const Result rc = Flatten(out, out_length, &digests);
+  if (rc == kOk) std::memcpy(signed_digest, digests.whole.data(), kSha512Bytes);
+  return rc;
+}
+
+int TypV2BlockCell::Flatten(unsigned char** out, unsigned long long* out_length, FlatDigests* digests) const {
   if (out == nullptr || out_length == nullptr) return block::kNoOutput;
   *out = nullptr;
   *out_length = 0;
@@ -158,10 +177,8 @@ int TypV2BlockCell::GetFlatData(unsigned char** out, unsigned long long* out_len
   if (!flat.Allocate(length + kSha512Bytes)) return kNoObject;
   unsigned long long position = 0;
   if (Result rc = PushDataInPtr(flat.data(), &position, length); rc != kOk) return rc;
-  if (position > length) return block::kNoRoom;  // a subclass wrote more than it had measured
-  unsigned char* const trailer = flat.data() + position;
-  sha4(flat.data(), length, trailer, 0);
-  if (digest_out != nullptr) std::memcpy(digest_out, trailer, kSha512Bytes);
+  if (position != length) return block::kNoRoom;  // a subclass wrote more or less than it had measured
+  *digests = SealFlatTree(flat.data(), length);
   *out = flat.release();
   *out_length = length + kSha512Bytes;
   return kOk;
@@ -173,8 +190,8 @@ int TypV2BlockCell::GetFlatData(unsigned char** out, unsigned long long* out_len
 // chain that is not read to its end is cut off again.
 class TypV2BlockCell::FlatReader {
  public:
-  FlatReader(const unsigned char* buffer, unsigned long long* position, unsigned long long end)
-      : buffer_(buffer), position_(*position), end_(end) {}
+  FlatReader(const unsigned char* buffer, unsigned long long* position, unsigned long long end, bool lend)
+      : buffer_(buffer), position_(*position), end_(end), lend_(lend) {}
 
   Result Read(TypV2BlockCell* first) {
     // New next blocks come before those that the cell already has.
@@ -250,7 +267,10 @@ class TypV2BlockCell::FlatReader {
     }
     if (cell->data_length_ == 0) return kOk;
     if (cell->head_.super_flag != kLeaf) return block::kBadSuperFlag;
-    return TakeFork(cell->data_length_, &cell->data_fork_);
+    if (!lend_) return TakeFork(cell->data_length_, &cell->data_fork_);
+    cell->LendFork(buffer_ + position_, cell->data_length_);
+    position_ += cell->data_length_;
+    return kOk;
   }
 
   // The next `length` bytes, which are there, as a fork.
@@ -265,6 +285,7 @@ class TypV2BlockCell::FlatReader {
   const unsigned char* const buffer_;
   unsigned long long& position_;
   unsigned long long end_;                      // of the chain at hand
+  const bool lend_;                             // data forks stay in the buffer
   unsigned long long sub_bytes_ = 0;            // of the super block just read
   std::vector<unsigned long long> ends_above_;  // of the chains that the one at hand lies in
   UtilsOfCells utils_;
@@ -273,15 +294,22 @@ class TypV2BlockCell::FlatReader {
 int TypV2BlockCell::LoadFromFlatData(const unsigned char* buffer, unsigned long long* position,
                                      unsigned long long end) {
   if (buffer == nullptr || position == nullptr) return block::kNoInput;
-  return FlatReader(buffer, position, end).Read(this);
+  return FlatReader(buffer, position, end, false).Read(this);
 }
 
 int TypV2BlockCell::LoadFlatData(const unsigned char* buffer, unsigned long long length) {
   if (buffer == nullptr || length < kSha512Bytes) return block::kTooShort;
   const unsigned long long end = length - kSha512Bytes;
-  std::array<unsigned char, kSha512Bytes> digest;
-  sha4(buffer, end, digest.data(), 0);
-  if (std::memcmp(digest.data(), buffer + end, kSha512Bytes) != 0) return block::kDigestMismatch;
+  if (!HasTrailer(buffer, end, DigestFlatTree(buffer, length))) return block::kDigestMismatch;
   unsigned long long position = 0;
   return LoadFromFlatData(buffer, &position, end);
+}
+
+int TypV2BlockCell::LoadLentFlatData(const unsigned char* buffer, unsigned long long length,
+                                     const FlatDigests& digests) {
+  if (buffer == nullptr || length < kSha512Bytes) return block::kTooShort;
+  const unsigned long long end = length - kSha512Bytes;
+  if (!HasTrailer(buffer, end, digests)) return block::kDigestMismatch;
+  unsigned long long position = 0;
+  return FlatReader(buffer, &position, end, true).Read(this);
 }

@@ -7,6 +7,7 @@
 #include "blocks/v1_structure.h"
 #include "core/file_ref.h"
 #include "core/utils.h"
+#include "envelope/crypto_interface.h"
 #include "keys/aes.h"
 #include "keys/kestrune_key.h"
 #include "keys/master_key.h"
@@ -52,7 +53,7 @@ TypV2BlockCell* TypV2InstanceCreator::newTypV2BlockCell() {
   return Make<TypV2BlockCell>();
 }
 TypV2CryptoInterface* TypV2InstanceCreator::newTypV2CryptoInterface() {
-  return nullptr;
+  return Make<TypV2CryptoInterface>();
 }
 TypKestruneV2* TypV2InstanceCreator::newTypKestruneV2() {
   return Make<TypKestruneV2>();
@@ -65,7 +66,7 @@ TypV2FileRef* TypV2InstanceCreatorUnix::newTypV2FileRef() {
   return Make<TypV2FileRefUnix>();
 }
 TypV2CryptoInterface* TypV2InstanceCreatorUnix::newTypV2CryptoInterface() {
-  return nullptr;
+  return Make<TypV2CryptoInterfaceUnix>();
 }
 TypKestruneV2* TypV2InstanceCreatorUnix::newTypKestruneV2() {
   return Make<TypKestruneV2Unix>();

@@ -53,6 +53,13 @@ class Owned {
     return rc;
   }
 
+  // Takes over an initialised object (null: none), in place of what was held.
+  void Adopt(T* initialised) noexcept {
+    Reset();
+    object_ = initialised;
+    live_ = initialised != nullptr;
+  }
+
   // Ends the object now: `Kill` where it is due, then deletion.
   void Reset() noexcept {
     if (object_ == nullptr) return;
@@ -136,6 +143,9 @@ class BasicCBuffer {
     size_ = 0;
     return std::exchange(bytes_, nullptr);
   }
+  // Takes over a terminated text from malloc, or null; the terminator counts.
+  void AdoptText(char* text) noexcept { Adopt(text, text == nullptr ? 0 : std::strlen(text) + 1); }
+
   [[nodiscard]] char* release_text() noexcept { return reinterpret_cast<char*>(release()); }
 
   unsigned char* data() const noexcept { return bytes_; }
@@ -151,6 +161,14 @@ class BasicCBuffer {
     unsigned long long size = 0;
     const Result rc = call(&bytes, &size);
     Adopt(bytes, static_cast<std::size_t>(size));
+    return rc;
+  }
+  // For those that hand out a terminated text.
+  template <class Call>
+  Result ReceiveText(Call&& call) {
+    char* text = nullptr;
+    const Result rc = call(&text);
+    AdoptText(text);
     return rc;
   }
 
