@@ -17,8 +17,12 @@
 #define KESTRUNE_API __attribute__((visibility("default")))
 #endif
 
+/* The tree of an opened message; its operations are in blocks/block_cell.h, in C++. */
 #ifdef __cplusplus
+class TypV2BlockCell;
 extern "C" {
+#else
+typedef struct TypV2BlockCell TypV2BlockCell;
 #endif
 
 /* ---- Signing --------------------------------------------------------------------------------------- */
@@ -171,6 +175,155 @@ KESTRUNE_API int Api2DeAesPriv(const char* form, const char* keyPassword, const 
                                int verbose);
 
 /* ---- Messages --------------------------------------------------------------------------------------- */
+
+/*
+ * A message is sealed in four layers: the red block (the message in clear), the green block (enciphered),
+ * the grey block (the green one and a routing XML in clear, for the relay) and the transport block (the grey
+ * one, signed). docs/message.md draws them, docs/routing_xml.md the routing XML.
+ *
+ * Common to the functions below:
+ *   folder   holds the personal keys (NAME.YEAR), the master key (Master.YEAR), the signing keys and the
+ *            certificates. At most 2048 characters (-70), of which the readers of keys take 2047 (-86); null
+ *            is an empty text where no code is given for it.
+ *   verbose  1 prints trace lines in French on standard output; any other value prints none.
+ *   A hexadecimal password is the output of BuildHexPassword for the personal key's pass phrase.
+ * -96: no memory, everywhere. After a failure outputs are null and lengths 0, unless the failure is an
+ * argument code, which leaves them as they were.
+ */
+
+/*
+ * Seals a message and writes the transport block to a file.
+ *
+ * textFile         its content up to the first zero byte is the text. Not reported: a file that cannot be
+ *                  read counts as no text.
+ * attachmentFiles  paths separated by '|', at most 99, of 1,000,000 bytes each; null or empty: none. A file
+ *                  that cannot be read is left out, unless it is the last one: then its code is returned.
+ * userName         personal key, 1 to 39 characters; its recipient opens the message with it
+ * signName         the sender: signing key of the current year, 1 to 39 characters. With a '/' in either name
+ *                  a message is sealed that nobody can open or check.
+ * hexPassword      of the personal key, 64 characters
+ * signPassword     of the signing key, 1 to 32 characters. Changed in place, see Api2GetSignatureXMLLight.
+ * to, cc, bcc      recipients separated by ','; null or empty: none. bcc stands in the grey block alone.
+ * replyTo          null: the sender
+ * subject          any text, not null
+ * dateTime         local time of sending as "2026-01-31 23:59:59", not null
+ * readyRecipients  tagged text that stands in place of sender and recipients in the red block; null or empty:
+ *                  none
+ * outputFile       created or emptied, after the sealing succeeded. When the writing fails, the code is that
+ *                  of the closing (-1).
+ * messageId        128 bytes, may be null: the message identifier; empty on failure
+ *
+ * One of text and attachments must be there, and one recipient. Effect: pad bytes of the personal and the
+ * master key are used up, whether sealing succeeds in the end or not.
+ *
+ * -87: userName missing, empty or longer. -88: hexPassword not 64 characters. -66, -67: signName, signPassword.
+ * -65: no subject. -64: no text and no attachments (null). -110: no dateTime. -63: no recipient. The last four
+ * and -70 are tested in any case, the last one that applies is returned. -54: attachment too large. -53: 100
+ * attachments. -9: a key or output file cannot be opened. -92: wrong hexPassword. -103, -104, -95: as
+ * Api2GetSignatureXMLLight. -107, -8, -7, -43: a damaged key file. -93: more than 1,000,000,000 bytes.
+ */
+KESTRUNE_API long Api2Crypterfile(const char* textFile, const char* attachmentFiles, const char* userName,
+                                  const char* signName, const char* hexPassword, char* signPassword,
+                                  const char* folder, const char* to, const char* cc, const char* bcc,
+                                  const char* replyTo, const char* subject, const char* dateTime,
+                                  const char* readyRecipients, const char* outputFile, char* messageId,
+                                  long verbose);
+
+/*
+ * The same from memory to memory. No pointer may be null.
+ *
+ * text            -62 if null
+ * attachmentFiles, userName, signName  -62 if null
+ * password        pass phrase of the personal key, as typed. -62 if null, -88 beyond 64 characters.
+ * signPassword    -62 beyond 64 characters, -67 if null or empty
+ * folder          -62 if null
+ * to, cc, bcc, replyTo  -112 if null
+ * subject         -65, dateTime -113 if null
+ * block, length   -60, -59 if null: the transport block, a new buffer
+ * messageId       -114 if null; emptied by every call
+ *
+ * These codes in the order of the arguments, the first one wins; then those of Api2Crypterfile.
+ */
+KESTRUNE_API long Api2CrypterMem(const char* text, const char* attachmentFiles, const char* userName,
+                                 const char* signName, const char* password, char* signPassword,
+                                 const char* folder, const char* to, const char* cc, const char* bcc,
+                                 const char* replyTo, const char* subject, const char* dateTime,
+                                 unsigned char** block, unsigned long long* length, char* messageId,
+                                 long verbose);
+
+/*
+ * Checks a transport block in memory and hands out its grey block: the digests of both, and the sender's
+ * signature with the certificate SIGNER.pem of the folder.
+ *
+ * block, length        -62, -61: null, 0
+ * folder               certificates. -62: null.
+ * grey, greyLength     -60, -59: null. A new buffer.
+ *
+ * -75, -73, -74, -79: no intact transport or grey block. -76, -77: it has no signature, no grey block. -69,
+ * -70, -71: malformed signature. -106: no certificate. -68: the signature does not hold.
+ */
+KESTRUNE_API long Api2ExtractGrisFromHTTPSBlock(const unsigned char* block, unsigned long long length,
+                                                const char* folder, unsigned char** grey,
+                                                unsigned long long* greyLength);
+
+/*
+ * Opens the grey block in a file.
+ *
+ * hexPassword  of the personal key that the block names (NAME.YEAR in the folder)
+ * red          the red block's tree, for Api2ConvertRedBlockToEml or the operations of blocks/block_cell.h;
+ *              the caller ends it with Api2FreeRedBlock. -60: null.
+ *
+ * -9: the file cannot be opened, or there is no key of that name. -99: path missing or of 256 characters or
+ * more. -75, -73, -74, -79: the grey block, or what it deciphers to, is not intact. -77: no green block in it.
+ * -87, -56: it names no personal key. -88: hexPassword null. -92: wrong hexPassword. -107, -8, -89: forged.
+ * -69: the red block is not signed.
+ *
+ * MAY NEVER RETURN: a grey block that was forged, or sealed under another key of the same name, can decipher
+ * to a body without a body, and the call then sleeps for ever, its secrets wiped. Whoever opens messages of
+ * strangers calls it in a process of its own and ends that after a time limit (an alarm, a supervisor).
+ * Checking the transport block first tells who sent it, not that he is honest.
+ */
+KESTRUNE_API long Api2DecrypterfileGris(const char* greyFile, const char* folder, const char* hexPassword,
+                                        TypV2BlockCell** red);
+
+/* Ends a tree of Api2DecrypterfileGris, wiping what it holds. Null does nothing. 0. */
+KESTRUNE_API long Api2FreeRedBlock(TypV2BlockCell* tree);
+
+/*
+ * Opens a grey block in memory and hands out the message as tagged text: the red block's tree, binary contents
+ * in Base64.
+ *
+ * grey, folder  -62: null. Length 0 is -75.
+ * password      pass phrase of the personal key, as typed. -62: null. Empty: -88... of the cipher
+ * xml           -60: null. A new text, clear text: wipe it before freeing it.
+ *
+ * Codes, and the call that never returns, as Api2DecrypterfileGris; -109: the text is longer than twice the
+ * green block and 4096 bytes.
+ */
+KESTRUNE_API long Api2DecrypterGrisMem(const unsigned char* grey, unsigned long long length,
+                                       const char* folder, const char* password, char** xml);
+
+/*
+ * Checks the transport block in a file and prints, on standard output and without line ends:
+ *   <ERRCODE>CODE</ERRCODE>, then, when the code is 0 and printResult is not 0,
+ *   <RESULT>ROUTING XML</RESULT>, then, whenever the block could be read,
+ *   <SIGNATUREBLANC>SIGNATURE XML OF THE SENDER</SIGNATUREBLANC>
+ * The second argument is ignored. What is printed comes from the block; it is not escaped.
+ *
+ * -70: folder too long; nothing is printed. -9, -99: the file, as above. Otherwise the codes of
+ * Api2ExtractGrisFromHTTPSBlock; -69, -57: the routing XML names no key.
+ */
+KESTRUNE_API long Api2ExtractRoutageOnlyFromHTTPSBlock(const char* blockFile, const void* unused,
+                                                       const char* folder, long printResult, long verbose);
+
+/*
+ * The same for the grey block in a file, without signature: only its digest is checked, which anybody can
+ * renew.
+ *
+ * xml  may be null: gets the routing XML, a new text; null on failure, and for a block without one
+ */
+KESTRUNE_API long Api2ExtractRoutageOnlyFromGrisBlock(const char* greyFile, const void* unused, char** xml,
+                                                      long printResult, long verbose);
 
 /* ---- Mail conversion -------------------------------------------------------------------------------- */
 

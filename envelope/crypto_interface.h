@@ -21,10 +21,13 @@
 
 class TypApiV2Signature;
 class TypV2BlockCell;
+class TypV2FileRef;
 class TypV2BlockPJ;  // an attachment record that no operation reads; attachments are given as file paths
 class TypV2InstanceCreator;
 
 namespace kestrune {
+
+struct FlatDigests;
 
 // Room that callers provide, terminators counted.
 inline constexpr std::size_t kMessageIdentifierBytes = 1032;
@@ -244,6 +247,39 @@ class KESTRUNE_API TypV2CryptoInterface : public kestrune::LibraryObject<TypV2Cr
  private:
   static constexpr std::size_t kFolderLimit = 2049;
   static constexpr std::size_t kNameLimit = 41;
+  struct Letter;
+  struct FlatBlock;
+  struct Transport;
+
+  // Sealing: each layer consumes the one inside it.
+  static int CheckLetter(const Letter& letter, const char* signing_password, bool has_outputs);
+  int SealRed(TypApiV2Signature* signer, const Letter& letter, FlatBlock* red, char* red_signature);
+  int SealGreen(const Letter& letter, const char* red_signature, FlatBlock red, kestrune::CBuffer* green);
+  int SealGrey(const Letter& letter, kestrune::CBuffer green, FlatBlock* grey);
+  int SealTransport(TypApiV2Signature* signer, FlatBlock grey, FlatBlock* transport);
+
+  int AddRouting(TypV2BlockCell* tree, const Letter& letter);
+  static int AddText(TypApiV2Signature* signer, TypV2BlockCell* tree, const char* text);
+  int AddAttachments(TypApiV2Signature* signer, TypV2BlockCell* tree, const char* attachments);
+  int ReadAttachment(TypV2FileRef* file, kestrune::SecretCBuffer* content);
+  int Encipher(const char* key_name, const char* hex_password, const FlatBlock& kest, unsigned char** green,
+               unsigned long long* green_length);
+  int FlattenGrey(const Letter& letter, const unsigned char* green, unsigned long long green_length,
+                  FlatBlock* grey);
+  int FlattenLeaf(const char* name, const char* xml, const unsigned char* data, unsigned long long length,
+                  FlatBlock* flat);
+  static int Flatten(const TypV2BlockCell& tree, FlatBlock* flat);
+  static int SignFlat(TypApiV2Signature* signer, const FlatBlock& flat, char* xml);
+  template <class Seal>
+  static int HandOut(unsigned char** out, unsigned long long* length, Seal&& seal);
+
+  // Opening.
+  int OpenTransport(const unsigned char* block, unsigned long long length, Transport* transport);
+  int LoadBlock(const unsigned char* flat, unsigned long long length, kestrune::Owned<TypV2BlockCell>* cell);
+  int LoadBlock(const unsigned char* flat, unsigned long long length, const kestrune::FlatDigests& digests,
+                kestrune::Owned<TypV2BlockCell>* cell);
+  int LoadRed(const unsigned char* kest, unsigned long long length, TypV2BlockCell** red);
+  int CopyKeyReference(const char* routing, char* key_reference);
 
   std::array<char, kestrune::kMessageIdentifierBytes> last_identifier_{};
   std::int64_t session_ = 0;

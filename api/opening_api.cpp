@@ -1,0 +1,121 @@
+// The entry points that open a message.
+#include "api/kestrune.h"
+#include "api/message_call.h"
+#include "blocks/block_cell.h"
+#include "core/entry_point.h"
+#include "core/utils.h"
+
+using namespace kestrune;
+
+namespace {
+
+constexpr std::size_t kHexPasswordBytes = 65;
+constexpr std::size_t kTerminatorBytes = 1;
+constexpr unsigned long long kExportBytesPerGreenByte = 2;
+constexpr unsigned long long kExportSpareBytes = 4096;
+constexpr long kWithData = 1;
+constexpr unsigned long long kFirst = 1;  // occurrence of an element
+constexpr unsigned long long kFromStart = 0;
+
+// A grey block taken apart, and the personal key that it names.
+struct GreyContents {
+  CBuffer routing;
+  ScrubAtEnd scrub_routing{routing, kTerminatorBytes};
+  CBuffer green;
+  SecretCBuffer key_name;
+};
+
+Result TakeApart(MessageCall* call, TypV2Utils* utils, const unsigned char* grey, unsigned long long length,
+                 GreyContents* contents) {
+  char* routing = nullptr;
+  Result rc = contents->green.Receive([&](unsigned char** green, unsigned long long* green_length) {
+    return call->envelope()->ExtractVertFromGrisBlock(grey, length, &routing, green, green_length);
+  });
+  contents->routing.AdoptText(routing);
+  if (rc != kOk) return rc;
+  const std::size_t room = contents->routing.size() + kTerminatorBytes;
+  if (!contents->key_name.Allocate(room)) return kNoObject;
+  // Deliberate: without a <C> the name is empty, and the cipher finds no key for it.
+  (void)utils->ExtractSmallValueFromXMLLight(contents->routing.text(), "C", kFirst, contents->key_name.text(),
+                                             kFromStart, room);
+  return kOk;
+}
+
+Result Decipher(MessageCall* call, const GreyContents& contents, const char* hex_password,
+                Owned<TypV2BlockCell>* red) {
+  TypV2BlockCell* tree = nullptr;
+  const Result rc = call->envelope()->DeCrypterVertFlat(contents.green.data(), contents.green.size(),
+                                                        contents.key_name.text(), hex_password, &tree);
+  red->Adopt(tree);
+  return rc;
+}
+
+// Trees that outlive their call belong to this factory, which has no state and no end.
+TypV2InstanceCreator* LastingCreator() {
+  static TypV2InstanceCreatorUnix creator;
+  return &creator;
+}
+
+}  // namespace
+
+long Api2DecrypterfileGris(const char* greyFile, const char* folder, const char* hexPassword,
+                           TypV2BlockCell** red) {
+  if (red == nullptr) return argument::kNoOutput;
+  *red = nullptr;
+  return EntryPoint([&]() -> long {
+    MessageCall call;
+    Owned<TypV2Utils> utils(call.creator()->newTypV2Utils());
+    if (!utils) return message::kNothingDone;
+    Result rc = utils.Init();
+    if (rc == kOk) rc = call.Init(folder);
+    GreyContents contents;
+    {
+      CBuffer grey;
+      if (rc == kOk) rc = ReadWholeFile(call.creator(), greyFile, 0, &grey);
+      if (rc == kOk) rc = TakeApart(&call, utils.get(), grey.data(), grey.size(), &contents);
+    }
+    Owned<TypV2BlockCell> tree;
+    if (rc == kOk) rc = Decipher(&call, contents, hexPassword, &tree);
+    if (rc != kOk) return rc;
+    tree->MoveToCreator(LastingCreator());
+    *red = tree.Release();
+    return kOk;
+  });
+}
+
+long Api2FreeRedBlock(TypV2BlockCell* tree) {
+  Owned<TypV2BlockCell> owned;
+  owned.Adopt(tree);
+  return kOk;
+}
+
+long Api2DecrypterGrisMem(const unsigned char* grey, unsigned long long length, const char* folder,
+                          const char* password, char** xml) {
+  if (grey == nullptr || folder == nullptr || password == nullptr) return argument::kNoInput;
+  if (xml == nullptr) return argument::kNoOutput;
+  *xml = nullptr;
+  return EntryPoint([&]() -> long {
+    MessageCall call;
+    Owned<TypV2Utils> utils(call.creator()->newTypV2Utils());
+    Result rc = utils.Init();
+    if (rc == kOk) rc = call.Init(folder);
+    Owned<TypV2BlockCell> tree;
+    unsigned long long green_length = 0;
+    {
+      GreyContents contents;
+      if (rc == kOk) rc = TakeApart(&call, utils.get(), grey, length, &contents);
+      SecretArray<kHexPasswordBytes> hex_password;
+      (void)BuildHexPassword(reinterpret_cast<const unsigned char*>(password), hex_password.data());
+      if (rc == kOk) rc = Decipher(&call, contents, hex_password.text(), &tree);
+      green_length = contents.green.size();
+    }
+    if (rc != kOk) return rc;
+    // Deliberate: measured by the green block, not by the tree. Without memory the exporter answers for it.
+    SecretCBuffer text;
+    (void)text.Allocate(green_length * kExportBytesPerGreenByte + kExportSpareBytes);
+    long long position = 0;
+    rc = tree->ExportBlockAsXML(text.text(), &position, static_cast<long long>(text.size()), kWithData);
+    if (rc == kOk) *xml = text.release_text();
+    return rc;
+  });
+}

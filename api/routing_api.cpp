@@ -1,0 +1,103 @@
+// The entry points that look at a block without opening it.
+#include <array>
+#include <cstdio>
+
+#include "api/kestrune.h"
+#include "api/message_call.h"
+#include "core/entry_point.h"
+
+using namespace kestrune;
+
+namespace {
+
+void PrintResult(const CBuffer& routing) {
+  std::printf("<RESULT>");
+  if (routing) std::printf("%s", routing.text());
+  std::printf("</RESULT>");
+}
+
+}  // namespace
+
+long Api2ExtractGrisFromHTTPSBlock(const unsigned char* block, unsigned long long length, const char* folder,
+                                   unsigned char** grey, unsigned long long* greyLength) {
+  if (block == nullptr) return argument::kNoInput;
+  if (length == 0) return argument::kEmptyInput;
+  if (folder == nullptr) return argument::kNoInput;
+  if (grey == nullptr) return argument::kNoOutput;
+  if (greyLength == nullptr) return argument::kNoLengthOutput;
+  *grey = nullptr;
+  *greyLength = 0;
+  return EntryPoint([&]() -> long {
+    MessageCall call;
+    if (const Result rc = call.Init(folder); rc != kOk) return rc;
+    return call.envelope()->ExtractGrisFromHTTPSBlock(block, length, grey, greyLength);
+  });
+}
+
+long Api2ExtractRoutageOnlyFromHTTPSBlock(const char* blockFile, const void* /*unused*/, const char* folder,
+                                          long printResult, long verbose) {
+  return EntryPoint([&]() -> long {
+    MessageCall call;
+    if (!call.is_made()) return message::kNothingDone;
+    Result rc = call.Init(folder);
+    if (rc != kOk) return rc;
+    CBuffer block;
+    const ScrubAtEnd scrub(block, 0);
+    CBuffer routing, signature;
+    std::array<char, kKeyReferenceBytes> key_reference{};
+    std::array<char, kSignerNameBytes> signer{};
+    rc = ReadWholeFile(call.creator(), blockFile, 0, &block);
+    if (IsVerbose(verbose) && block) std::printf("inptextlen==%d\n", static_cast<int>(block.size()));
+    if (rc == kOk) {
+      char* routing_text = nullptr;
+      char* signature_text = nullptr;
+      rc = call.envelope()->ExtractRoutageOnlyFromHTTPSBlock(
+          block.data(), block.size(), &routing_text, key_reference.data(), signer.data(), &signature_text);
+      routing.AdoptText(routing_text);
+      signature.AdoptText(signature_text);
+    }
+    if (IsVerbose(verbose)) std::printf("ExtractRoutageOnlyFromHTTPSBlock : %d\n", rc);
+    std::printf("<ERRCODE>%d</ERRCODE>", rc);
+    if (rc == kOk) {
+      if (IsVerbose(verbose)) {
+        std::printf("xmloutput : %s\n", Shown(routing.text()));
+        std::printf("usernamekeyfilechiffrement : %s\n", key_reference.data());
+        std::printf("foundsignname : %s\n", signer.data());
+      }
+      if (printResult != 0) PrintResult(routing);
+    } else if (IsVerbose(verbose) && signature) {
+      std::printf("signatureblanc : %s\n", signature.text());
+    }
+    if (signature) std::printf("<SIGNATUREBLANC>%s</SIGNATUREBLANC>", signature.text());
+    return rc;
+  });
+}
+
+long Api2ExtractRoutageOnlyFromGrisBlock(const char* greyFile, const void* /*unused*/, char** xml,
+                                         long printResult, long verbose) {
+  if (xml != nullptr) *xml = nullptr;
+  return EntryPoint([&]() -> long {
+    MessageCall call;
+    if (!call.is_made()) return message::kNothingDone;
+    Result rc = call.Init("");
+    if (rc != kOk) return rc;
+    CBuffer grey;
+    const ScrubAtEnd scrub(grey, 0);
+    CBuffer routing;
+    rc = ReadWholeFile(call.creator(), greyFile, 0, &grey);
+    if (IsVerbose(verbose) && grey) std::printf("inptextlen==%d\n", static_cast<int>(grey.size()));
+    if (rc == kOk) {
+      rc = routing.ReceiveText([&](char** text) {
+        return call.envelope()->ExtractRoutageOnlyFromGrisBlock(grey.data(), grey.size(), text);
+      });
+    }
+    if (IsVerbose(verbose)) std::printf("ExtractRoutageOnlyFromGrisBlock : %d\n", rc);
+    std::printf("<ERRCODE>%d</ERRCODE>", rc);
+    if (rc == kOk) {
+      if (IsVerbose(verbose)) std::printf("xmloutput : %s\n", Shown(routing.text()));
+      if (printResult != 0) PrintResult(routing);
+      if (xml != nullptr) *xml = routing.release_text();
+    }
+    return rc;
+  });
+}

@@ -1,0 +1,229 @@
+// Opening: each layer of a message checked and taken off.
+//
+// SHA-512 runs twice over a transport block (its own trailer; the grey block's, from where the digest that
+// was signed goes on), once over a grey block that is opened by itself, and twice over what was deciphered
+// (the KEST and the red trailer). Trailers are not under one another's digests in a way that could be shared:
+// each begins with its own block.
+#include <array>
+#include <cstring>
+#include <string_view>
+
+#include "blocks/block_cell.h"
+#include "blocks/flat_digest.h"
+#include "core/instance_creator.h"
+#include "core/result.h"
+#include "envelope/crypto_interface.h"
+#include "keys/message_cipher.h"
+#include "sign/digest.h"
+#include "sign/signature_verify.h"
+
+using namespace kestrune;
+
+namespace {
+
+constexpr unsigned long long kMostBytes = 1000000000;
+constexpr std::size_t kSignBytes = 16384;
+constexpr unsigned long long kFirst = 1;  // occurrence of an element
+constexpr unsigned long long kFromStart = 0;
+
+static_assert(kSignerNameBytes == TypApiV2SignatureVerify::kNameOutputBytes);
+
+Result CheckDecipherInput(const unsigned char* input, unsigned long long length) {
+  if (input == nullptr) return envelope::kNoInput;
+  if (length == 0) return argument::kEmptyInput;
+  if (length > kMostBytes) return envelope::kTooLongToDecipher;
+  return kOk;
+}
+
+}  // namespace
+
+// A transport block on the way in. The cells lend their data from the block.
+struct TypV2CryptoInterface::Transport {
+  Owned<TypV2BlockCell> auth;
+  Owned<TypV2BlockCell> data;
+  CBuffer signature;
+  std::array<char, kSignerNameBytes> signer{};
+};
+
+// ---- Transport -------------------------------------------------------------------------------------
+
+int TypV2CryptoInterface::ExtractRoutageOnlyFromHTTPSBlock(const unsigned char* block,
+                                                           unsigned long long length, char** routing,
+                                                           char* key_reference, char* signer,
+                                                           char** signature) {
+  return ExtractVertFlatFromHTTPSBlock(block, length, routing, key_reference, signer, nullptr, nullptr,
+                                       signature);
+}
+
+// Deliberate: no argument is refused here. A missing or short block fails as one that cannot be loaded, a
+// missing output where it is needed, and a block of any length is read.
+int TypV2CryptoInterface::ExtractVertFlatFromHTTPSBlock(const unsigned char* block, unsigned long long length,
+                                                        char** routing, char* key_reference, char* signer,
+                                                        unsigned char** green,
+                                                        unsigned long long* green_length, char** signature) {
+  if (routing != nullptr) *routing = nullptr;
+  if (signature != nullptr) *signature = nullptr;
+  if (green != nullptr) *green = nullptr;
+  if (green_length != nullptr) *green_length = 0;
+
+  Transport transport;
+  Result rc = OpenTransport(block, length, &transport);
+  // The sender's signature is for the caller to see, also when it does not hold.
+  if (signature != nullptr) *signature = transport.signature.release_text();
+  if (rc != kOk) return rc;
+  CBuffer xml;
+  if (routing == nullptr) return block::kNoOutput;
+  rc = xml.ReceiveText([&](char** text) { return transport.data->GetXMLForkCopy(text); });
+  if (rc != kOk) return rc;
+  if (signer != nullptr) std::strcpy(signer, transport.signer.data());
+  if (key_reference != nullptr) {
+    if (rc = CopyKeyReference(xml.text(), key_reference); rc != kOk) return rc;
+  }
+  if (green != nullptr && green_length != nullptr) {
+    if (rc = transport.data->GetDataForkCopy(green, green_length); rc != kOk) return rc;
+  }
+  *routing = xml.release_text();
+  return kOk;
+}
+
+int TypV2CryptoInterface::ExtractGrisFromHTTPSBlock(const unsigned char* block, unsigned long long length,
+                                                    unsigned char** grey, unsigned long long* grey_length) {
+  *grey = nullptr;
+  *grey_length = 0;
+  Transport transport;
+  const Result rc = OpenTransport(block, length, &transport);
+  return rc == kOk ? transport.auth->GetDataForkCopy(grey, grey_length) : rc;
+}
+
+int TypV2CryptoInterface::OpenTransport(const unsigned char* block, unsigned long long length,
+                                        Transport* transport) {
+  Result rc = LoadBlock(block, length, &transport->auth);
+  if (rc != kOk) return rc;
+  Owned<TypApiV2SignatureVerify> verifier(creator_->newTypApiV2SignatureVerify());
+  if (rc = verifier.Init(creator_, signing_key_folder_.data()); rc != kOk) return rc;
+  rc = transport->signature.ReceiveText([&](char** text) { return transport->auth->GetXMLForkCopy(text); });
+  if (rc != kOk) return rc;
+
+  const unsigned char* const grey = transport->auth->GetDataForkPtr();
+  const unsigned long long grey_length = transport->auth->GetDataForkLen();
+  if (transport->signature && grey == nullptr) return verifier::kNoData;
+  if (grey_length > kMostSignedBytes) return verifier::kTooLong;
+  const FlatDigests digests = DigestFlatTree(grey, grey_length);
+  rc = verifier->VerifyDigestFromXMLSignBlock(transport->signature.text(), digests.whole.data(),
+                                              transport->signer.data());
+  if (rc != kOk) return rc;
+  return LoadBlock(grey, grey_length, digests, &transport->data);
+}
+
+// The tree over bytes that outlive it: its data forks are the bytes themselves.
+int TypV2CryptoInterface::LoadBlock(const unsigned char* flat, unsigned long long length,
+                                    Owned<TypV2BlockCell>* cell) {
+  return LoadBlock(flat, length, DigestFlatTree(flat, length), cell);
+}
+
+int TypV2CryptoInterface::LoadBlock(const unsigned char* flat, unsigned long long length,
+                                    const FlatDigests& digests, Owned<TypV2BlockCell>* cell) {
+  *cell = Owned<TypV2BlockCell>(creator_->newTypV2BlockCell());
+  if (const Result rc = cell->Init(creator_); rc != kOk) return rc;
+  return (*cell)->LoadLentFlatData(flat, length, digests);
+}
+
+int TypV2CryptoInterface::CopyKeyReference(const char* routing, char* key_reference) {
+  if (routing == nullptr) return envelope::kNoKeyReference;
+  CBuffer content;
+  if (!content.Allocate(std::strlen(routing) + 1)) return kNoObject;
+  const Result rc = utils_->ExtractSmallValueFromXMLLight(routing, "M", kFirst, content.text(), kFromStart,
+                                                          std::strlen(routing));
+  if (rc != kOk) return rc;
+  std::array<char, kKeyReferenceBytes> found{};
+  if (utils_->ExtractSmallValueFromXMLLight(content.text(), "C", kFirst, found.data(), kFromStart,
+                                            kKeyReferenceBytes - 1) != kOk) {
+    return envelope::kNoKeyReference;
+  }
+  std::strcpy(key_reference, found.data());
+  return kOk;
+}
+
+// ---- Grey ------------------------------------------------------------------------------------------
+
+// Deliberate: no argument is refused in the two operations on a grey block either.
+int TypV2CryptoInterface::ExtractRoutageOnlyFromGrisBlock(const unsigned char* grey,
+                                                          unsigned long long length, char** routing) {
+  if (routing != nullptr) *routing = nullptr;
+  Owned<TypV2BlockCell> cell;
+  if (const Result rc = LoadBlock(grey, length, &cell); rc != kOk) return rc;
+  return cell->GetXMLForkCopy(routing);
+}
+
+int TypV2CryptoInterface::ExtractVertFromGrisBlock(const unsigned char* grey, unsigned long long length,
+                                                   char** routing, unsigned char** green,
+                                                   unsigned long long* green_length) {
+  if (routing != nullptr) *routing = nullptr;
+  if (green != nullptr) *green = nullptr;
+  if (green_length != nullptr) *green_length = 0;
+  Owned<TypV2BlockCell> cell;
+  if (const Result rc = LoadBlock(grey, length, &cell); rc != kOk) return rc;
+  if (routing == nullptr) return block::kNoOutput;
+  CBuffer xml;
+  Result rc = xml.ReceiveText([&](char** text) { return cell->GetXMLForkCopy(text); });
+  if (rc == kOk) rc = cell->GetDataForkCopy(green, green_length);
+  if (rc == kOk) *routing = xml.release_text();
+  return rc;
+}
+
+// ---- Green -----------------------------------------------------------------------------------------
+
+int TypV2CryptoInterface::DeCrypterVertFlatToVert(const unsigned char* green, unsigned long long length,
+                                                  const char* key_reference, const char* hex_password,
+                                                  unsigned char** kest, unsigned long long* kest_length) {
+  if (const Result rc = CheckDecipherInput(green, length); rc != kOk) return rc;
+  if (kest == nullptr) return argument::kNoOutput;
+  if (kest_length == nullptr) return argument::kNoLengthOutput;
+  *kest = nullptr;
+  *kest_length = 0;
+  Owned<TypKestruneV2> cipher(creator_->newTypKestruneV2());
+  if (const Result rc = cipher.Init(creator_, "", message_key_folder_.data(), ""); rc != kOk) return rc;
+  return cipher->Low_decrypter(green, length, key_reference, hex_password, kest, kest_length);
+}
+
+int TypV2CryptoInterface::DeCrypterVertFlat(const unsigned char* green, unsigned long long length,
+                                            const char* key_reference, const char* hex_password,
+                                            TypV2BlockCell** red) {
+  if (const Result rc = CheckDecipherInput(green, length); rc != kOk) return rc;
+  if (red == nullptr) return argument::kNoOutput;
+  *red = nullptr;
+  SecretCBuffer kest;
+  const Result rc = kest.Receive([&](unsigned char** bytes, unsigned long long* kest_length) {
+    return DeCrypterVertFlatToVert(green, length, key_reference, hex_password, bytes, kest_length);
+  });
+  return rc == kOk ? LoadRed(kest.data(), kest.size(), red) : rc;
+}
+
+// ---- Red -------------------------------------------------------------------------------------------
+
+int TypV2CryptoInterface::LoadRedFromUncryptedVertFlat(const unsigned char* kest, unsigned long long length,
+                                                       TypV2BlockCell** red) {
+  if (const Result rc = CheckDecipherInput(kest, length); rc != kOk) return rc;
+  if (red == nullptr) return argument::kNoOutput;
+  *red = nullptr;
+  return LoadRed(kest, length, red);
+}
+
+int TypV2CryptoInterface::LoadRed(const unsigned char* kest, unsigned long long length,
+                                  TypV2BlockCell** red) {
+  Owned<TypV2BlockCell> cell;
+  Result rc = LoadBlock(kest, length, &cell);
+  if (rc != kOk) return rc;
+  CBuffer xml;
+  if (rc = xml.ReceiveText([&](char** text) { return cell->GetXMLForkCopy(text); }); rc != kOk) return rc;
+  // The sender's signature has to be there; whether it holds is not asked here.
+  std::array<char, kSignBytes> sign;
+  rc = utils_->ExtractSmallValueFromXMLLight(xml ? xml.text() : "", "SIGN", kFirst, sign.data(), kFromStart,
+                                             sign.size() - 1);
+  if (rc != kOk) return rc;
+  Owned<TypV2BlockCell> tree(creator_->newTypV2BlockCell());
+  if (rc = tree.Init(creator_); rc != kOk) return rc;
+  if (rc = tree->LoadFlatData(cell->GetDataForkPtr(), cell->GetDataForkLen()); rc != kOk) return rc;
+  *red = tree.Release();
+  return kOk;
+}

@@ -1,0 +1,204 @@
+// The envelope itself, the routing XML and the message identifiers.
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "core/calendar.h"
+#include "core/instance_creator.h"
+#include "core/random.h"
+#include "core/result.h"
+#include "envelope/crypto_interface.h"
+#include "sign/key_utils.h"
+
+using namespace kestrune;
+
+namespace {
+
+constexpr int kLargestAttachmentBytes = 1000000;
+constexpr int kMostRecipients = 100;
+constexpr long kSeparateLists = 0;
+constexpr long kOneList = 1;
+constexpr std::size_t kTimeStampBytes = 40;
+constexpr std::size_t kYearBytes = 12;
+constexpr std::size_t kNumberBytes = 24;
+
+// A list or text that is not given counts as an empty one.
+std::string_view View(const char* text) {
+  return text == nullptr ? std::string_view() : std::string_view(text);
+}
+
+struct Recipients {
+  std::string_view to, cc, bcc;
+
+  bool empty() const { return to.empty() && cc.empty() && bcc.empty(); }
+};
+
+void AppendJoined(std::string* xml, const Recipients& recipients) {
+  const char* comma = "";
+  for (const std::string_view list : {recipients.to, recipients.cc, recipients.bcc}) {
+    if (list.empty()) continue;
+    xml->append(comma).append(list);
+    comma = ",";
+  }
+}
+
+void AppendRecipients(std::string* xml, const Recipients& recipients, long merge) {
+  xml->append("<D>");
+  if (merge == kSeparateLists) {
+    // bcc recipients are none of the other recipients' business.
+    xml->append(recipients.to).append("</D><CC>").append(recipients.cc).append("</CC>");
+  } else if (merge == kOneList) {
+    AppendJoined(xml, recipients);
+    xml->append("</D>");
+  } else {
+    // Kept so: the element stays open.
+    xml->append(recipients.to);
+    if (!recipients.cc.empty()) xml->append(",").append(recipients.cc);
+  }
+}
+
+Result AppendBase64(std::string* xml, std::string_view text) {
+  CBuffer base64;
+  if (!base64.Allocate(2 * text.size() + 100)) return kNoObject;
+  std::size_t characters = base64.size();
+  if (base64_encode(base64.data(), &characters, reinterpret_cast<const unsigned char*>(text.data()),
+                    text.size()) != 0) {
+    return envelope::kBase64;
+  }
+  xml->append(base64.text(), characters);
+  return kOk;
+}
+
+Result CopyOut(std::string_view text, char** out) {
+  CBuffer copy;
+  if (!copy.Allocate(text.size() + 1)) return kNoObject;
+  std::memcpy(copy.data(), text.data(), text.size());
+  *out = copy.release_text();
+  return kOk;
+}
+
+}  // namespace
+
+int TypV2CryptoInterface::InitCreate(TypV2InstanceCreator* creator, const char* message_key_folder,
+                                     const char* signing_key_folder) {
+  creator_ = creator;
+  SeedRandomWithTime();
+  session_ = DrawRandom();
+  if (creator == nullptr) return envelope::kNoCreator;
+  const char* const message_folder = message_key_folder == nullptr ? "" : message_key_folder;
+  const char* const signing_folder = signing_key_folder == nullptr ? "" : signing_key_folder;
+  if (!IsShorterThan(message_folder, kFolderLimit) || !IsShorterThan(signing_folder, kFolderLimit)) {
+    return envelope::kFolderTooLong;
+  }
+  CopyText(message_key_folder_, message_folder);
+  CopyText(signing_key_folder_, signing_folder);
+  utils_ = Owned<TypV2Utils>(creator_->newTypV2Utils());
+  return utils_.Init();
+}
+
+int TypV2CryptoInterface::Kill() {
+  utils_.Reset();
+  return kOk;
+}
+
+TypV2InstanceCreator* TypV2CryptoInterface::GetV2InstanceCreator() {
+  return nullptr;
+}
+
+void TypV2CryptoInterface::GetLastMessageID(char* out) {
+  if (out != nullptr) std::strcpy(out, last_identifier_.data());
+}
+
+void TypV2CryptoInterface::SetSessionID(long long session) {
+  session_ = session;
+}
+
+int TypV2CryptoInterface::GetTailleMaxPJ() {
+  return kLargestAttachmentBytes;
+}
+
+int TypV2CryptoInterface::GetTailleMaxDest() {
+  return kMostRecipients;
+}
+
+void TypV2CryptoInterface::GetIDMessage(char* out, const char* sender, const char* /*to*/, const char* /*cc*/,
+                                        const char* /*bcc*/, const char* /*subject*/) {
+  if (out == nullptr) return;
+  *out = 0;
+  if (sender == nullptr) return;
+  Owned<TypKeyUtils> key_utils(creator_->newTypKeyUtils());
+  if (key_utils.Init(creator_) != kOk) return;
+  char stamp[kTimeStampBytes] = {};
+  key_utils->GetTimeStamp(stamp);
+  std::snprintf(out, kMessageIdentifierBytes, "M%s[%ld].%s", sender, static_cast<long>(session_), stamp);
+}
+
+void TypV2CryptoInterfaceUnix::GetIDMessage(char* out, const char* sender, const char* to, const char* cc,
+                                            const char* bcc, const char* subject) {
+  if (out == nullptr) return;
+  *out = 0;
+  if (sender == nullptr) return;
+  sha1_context context;
+  sha1_starts(&context);
+  const auto feed = [&context](std::string_view text) {
+    sha1_update(&context, reinterpret_cast<const unsigned char*>(text.data()), text.size());
+  };
+  for (const char* text : {sender, to, cc, bcc, subject}) feed(View(text));
+  const std::timespec now = CurrentTimeWithNanoseconds();
+  char number[kNumberBytes];
+  std::snprintf(number, sizeof number, "%lu", static_cast<unsigned long>(now.tv_sec));
+  feed(number);
+  std::array<unsigned char, kSha1Bytes> digest;
+  sha1_finish(&context, digest.data());
+  utils()->Hexadecimalise(digest.data(), digest.size(), out);
+  std::snprintf(number, sizeof number, "%lu", static_cast<unsigned long>(now.tv_nsec));
+  std::strcat(out, number);
+}
+
+int TypV2CryptoInterface::Low_GetBasicServiceXML(char** xml, const char* key_name, const char* sender,
+                                                 const char* to, const char* cc, const char* bcc,
+                                                 const char* reply_to, const char* subject, const char* te,
+                                                 const char* identifier, long merge,
+                                                 const char* ready_recipients) {
+  *xml = nullptr;
+  const Recipients recipients{View(to), View(cc), View(bcc)};
+  if (recipients.empty()) return envelope::kNoRecipient;
+  const std::string_view ready = View(ready_recipients);
+  Owned<TypKeyUtils> key_utils(creator_->newTypKeyUtils());
+  if (const Result rc = key_utils.Init(creator_); rc != kOk) return rc;
+  char year[kYearBytes] = {};
+  key_utils->GetYearKestruneKey(year);
+
+  std::string text;
+  text.append("<M><C>").append(View(key_name)).append(".").append(year).append("</C>");
+  if (ready.empty()) text.append("<F>").append(View(sender)).append("</F>");
+  text.append("<R>").append(View(reply_to == nullptr ? sender : reply_to)).append("</R>");
+  text.append("<I>").append(View(identifier)).append("</I>");
+  text.append("<TE>").append(View(te)).append("</TE>");
+  if (ready.empty()) {
+    AppendRecipients(&text, recipients, merge);
+  } else {
+    text.append(ready);
+  }
+  text.append("<S>");
+  if (const Result rc = AppendBase64(&text, View(subject)); rc != kOk) return rc;
+  text.append("</S></M>");
+  return CopyOut(text, xml);
+}
+
+int TypV2CryptoInterface::GetServiceXMLRoutage(char** xml, const char* key_name, const char* sender,
+                                               const char* to, const char* cc, const char* bcc,
+                                               const char* reply_to, const char* subject, const char* te,
+                                               const char* ready_recipients) {
+  GetIDMessage(last_identifier_.data(), sender, to, cc, bcc, subject);
+  return Low_GetBasicServiceXML(xml, key_name, sender, to, cc, bcc, reply_to, subject, te,
+                                last_identifier_.data(), kSeparateLists, ready_recipients);
+}
+
+int TypV2CryptoInterface::GetBasicServiceXML(char** xml, const char* key_name, const char* sender,
+                                             const char* to, const char* cc, const char* bcc,
+                                             const char* reply_to, const char* subject, const char* te) {
+  return Low_GetBasicServiceXML(xml, key_name, sender, to, cc, bcc, reply_to, subject, te,
+                                last_identifier_.data(), kOneList, "");
+}
