@@ -2,7 +2,10 @@
 // public half before they leave (a faulty computation would betray the key).
 #include <mbedtls/md.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <utility>
+#include <vector>
 
 #include "crypto/blinding.h"
 #include "crypto/classic.h"
@@ -14,8 +17,22 @@ using kestrune::crypto::ToClassicError;
 
 namespace {
 
+constexpr unsigned char kPrivateKeyBlock = 1;  // block type of PKCS#1 v1.5
+constexpr unsigned char kPrivateKeyFill = 0xFF;
+
 bool Holds(const rsa_context* key) {
   return key->impl != nullptr;
+}
+
+// 00 01 FF ... FF 00 and the bytes; the caller has compared the lengths.
+std::vector<unsigned char> PaddedForSignature(const unsigned char* bytes, std::size_t length,
+                                              std::size_t block_length) {
+  std::vector<unsigned char> block(block_length, kPrivateKeyFill);
+  block[0] = 0;
+  block[1] = kPrivateKeyBlock;
+  block[block_length - length - 1] = 0;
+  std::copy_n(bytes, length, block.end() - static_cast<std::ptrdiff_t>(length));
+  return block;
 }
 
 }  // namespace
@@ -58,13 +75,9 @@ int rsa_private(rsa_context* key, const unsigned char* input, unsigned char* out
 int rsa_pkcs1_sign(rsa_context* key, int mode, int hash_id, std::size_t length, const unsigned char* bytes,
                    unsigned char* signature) {
   if (!Holds(key) || mode != RSA_PRIVATE || hash_id != SIG_RSA_RAW) return ERR_RSA_BAD_INPUT_DATA;
-  // Compared here, because the library takes the length as an unsigned int.
-  if (length + kPkcs1PaddingBytes > key->len() || length > key->len()) return ERR_RSA_BAD_INPUT_DATA;
-  BlindingGenerator blinding;
-  if (!blinding.ready()) return ERR_RSA_RNG_FAILED;
-  return ToClassicError(mbedtls_rsa_rsassa_pkcs1_v15_sign(
-      &key->impl->key, BlindingGenerator::Draw, blinding.state(), MBEDTLS_RSA_PRIVATE, MBEDTLS_MD_NONE,
-      static_cast<unsigned>(length), bytes, signature));
+  if (length > key->len() || length + kPkcs1PaddingBytes > key->len()) return ERR_RSA_BAD_INPUT_DATA;
+  // Not the library's signing call: it would check the result with the public half a second time.
+  return rsa_private(key, PaddedForSignature(bytes, length, key->len()).data(), signature);
 }
 
 int rsa_pkcs1_verify(rsa_context* key, int mode, int hash_id, std::size_t length, const unsigned char* bytes,
