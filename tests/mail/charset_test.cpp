@@ -1,0 +1,113 @@
+#include "mail/charset.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <vector>
+
+#include "api/kestrune.h"
+#include "tests/support/bytes.h"
+
+namespace kestrune::testing {
+namespace {
+
+TEST(Charset, AgreesWithAnotherImplementation) {
+  const std::set<long> left_alone = {130, 132, 149, 152, 170, 175, 180, 183, 184, 186};
+  std::ifstream file(DataPath("windows_latin_mac_roman.txt"));
+  int rows = 0;
+  for (std::string line; std::getline(file, line);) {
+    if (line.starts_with('#')) continue;
+    std::istringstream words(line);
+    long byte = 0, code_point = 0;
+    std::string mac;
+    words >> std::hex >> byte >> mac >> code_point;
+
+    long want = mac == "-" || left_alone.contains(byte) ? byte : std::stol(mac, nullptr, 16);
+    if (byte == 145 || byte == 146) want = '\'';
+    if (byte == '\n') want = '\r';
+    auto converted = static_cast<unsigned char>(byte);
+    convertisolatinversmacroman(&converted, 1);
+    EXPECT_EQ(converted, want) << byte;
+
+    long unicode = byte;
+    convertMacCharToUnicode(&unicode);
+    EXPECT_EQ(unicode, code_point) << byte;
+    ++rows;
+  }
+  EXPECT_EQ(rows, 256);
+}
+
+TEST(Charset, MacCharactersOutsideTheTableStay) {
+  for (long value : {-1L, 127L, 256L, 300L}) {
+    long character = value;
+    convertMacCharToUnicode(&character);
+    EXPECT_EQ(character, value);
+  }
+}
+
+TEST(Charset, CopiesEndAtTheMaximum) {
+  const unsigned char mac[] = {'a', 0xDB, 'b', 0};
+  for (const auto& [maximum, want] : std::vector<std::pair<long, std::vector<long>>>{
+           {9, {'a', 0x20AC, 'b', 0}}, {2, {'a', 0x20AC, 0}}, {0, {0}}, {-1, {0}}}) {
+    std::vector<long> string(want.size(), 7);  // no element more: a longer copy leaves the heap block
+    EXPECT_EQ(convertMacStrToUnicodeLongStr(string.data(), mac, maximum), string.data());
+    EXPECT_EQ(string, want);
+    std::vector<long> copy(want.size(), 7);
+    copyTextLong(copy.data(), std::vector<long>{'a', 0x20AC, 'b', 0}.data(), maximum);
+    EXPECT_EQ(copy, want);
+  }
+}
+
+struct Utf8 {
+  const char* source;
+  long maximum;
+  const char* want;
+};
+
+TEST(Charset, Utf8IsNarrowedToBytes) {
+  for (const Utf8& row : {
+           Utf8{"abc", 1, "a"},
+           Utf8{"abc", 0, ""},
+           Utf8{"abc", -1, ""},
+           Utf8{"\xC3\xA9", 9, "\xE9"},
+           Utf8{"\xE2\x82\xAC", 9, "\xAC"},
+           Utf8{"\xF0\x9F\x98\x81.", 9, "\x01."},
+           Utf8{"\x80", 9, ""},
+           // cut inside a character, or malformed, after good text
+           Utf8{"a\xC3", 9, ""},
+           Utf8{"a\xE2\x82", 9, ""},
+           Utf8{"a\xF0\x9F\x98", 9, ""},
+           Utf8{"a\xC3\xC3", 9, ""},
+           Utf8{"a\xF8\x88\x80\x80\x80", 9, ""},
+       }) {
+    std::vector<long> out(2 + std::strlen(row.source), -1);
+    const auto source = ToBytes({row.source, std::strlen(row.source) + 1});  // its end is the heap block's
+    copyTextUtf8ToLongStr(out.data(), reinterpret_cast<const char*>(source.data()), row.maximum);
+    EXPECT_STREQ(reinterpret_cast<char*>(out.data()), row.want) << row.source;
+  }
+}
+
+TEST(Charset, LongStringsBecomeUtf8InPlace) {
+  long string[] = {0x41,   0x7F,   0x80,    0x7FF,    0x800,    0xE9, 0x20AC,
+                   0xD800, 0xFFFF, 0x1F600, 0x1FFFFF, 0x200000, -5,   0};
+  const char* text = convertLongStrToUtf8(string);
+  EXPECT_EQ(static_cast<const void*>(text), string);
+  EXPECT_EQ(ToText(FromHex("41 7F C280 DFBF E0A080 C3A9 E282AC EDA080 EFBFBF F09F9880 F7BFBFBF 01 01")),
+            text);
+}
+
+TEST(Charset, LongStringsCompare) {
+  const long empty[] = {0}, a[] = {'a', 0, 'x'}, a2[] = {'a', 0, 'y'}, ab[] = {'a', 'b', 0};
+  EXPECT_EQ(longStrEqual(nullptr, nullptr), 1);
+  EXPECT_EQ(longStrEqual(nullptr, empty), 0);
+  EXPECT_EQ(longStrEqual(empty, empty), 1);
+  EXPECT_EQ(longStrEqual(a, a2), 1);
+  EXPECT_EQ(longStrEqual(a, ab), 0);
+  EXPECT_EQ(longStrEqual(ab, a), 0);
+}
+
+}  // namespace
+}  // namespace kestrune::testing
