@@ -327,6 +327,162 @@ KESTRUNE_API long Api2ExtractRoutageOnlyFromGrisBlock(const char* greyFile, cons
 
 /* ---- Mail conversion -------------------------------------------------------------------------------- */
 
+/*
+ * Character sets. A long string is an array of `long` (64 bits), one code point each, ended by a 0; the
+ * functions without C linkage are in mail/charset.h.
+ */
+
+/* The code point of each Mac OS Roman byte from 128 on, indexed by the byte - 128. */
+KESTRUNE_API extern const long MacRomanToUnicode[128];
+
+/*
+ * Converts `length` bytes (0 or less: none) from Windows Latin to Mac OS Roman in place, and line feeds to
+ * carriage returns. Single curly quotes become apostrophes; what Mac OS Roman lacks, and a few characters
+ * that it has (130, 132, 149, 152, 170, 175, 180, 183, 184, 186), stay as they are. Null does nothing.
+ */
+KESTRUNE_API void convertisolatinversmacroman(unsigned char* buffer, long length);
+
+/*
+ * Decodes at most `maximum` characters of UTF-8 into bytes: of each code point its low 8 bits (kept so), so
+ * that text up to U+00FF comes out as Latin-1. Malformed text, and more than 2,000,000,000 characters, give
+ * an empty result.
+ *
+ * destination  room for 8 bytes and for maximum + 1 bytes. Null does nothing.
+ * source       zero-terminated; null gives an empty result.
+ */
+KESTRUNE_API void copyTextUtf8ToLongStr(long* destination, const char* source, long maximum);
+
+/*
+ * Mail text. The functions without a result work in place, do not know the size of the buffer, do nothing
+ * with null, and leave the text as it is when there is no memory; their working copy is overwritten with
+ * random bytes. The largest result of each is given for a text of L characters. limiteemails and
+ * convertlftocrlf, which have no C linkage, are in mail/mail_text.h.
+ */
+
+/*
+ * Encodes text as quoted-printable (RFC 2045, 6.7). Kept so: a line of literal characters carries 77 of
+ * them before its soft break; blanks break no line; a blank at the end of the text is not encoded.
+ *
+ * text        `length` bytes, any content. Null is allowed when length is 0.
+ * *out        new zero-terminated text, the caller's to free; null on failure.
+ * *outLength  its characters, at most 3 * length + 3 * ((length - 1) / 25) (length > 0, rounded down); 0 on
+ *             failure.
+ *
+ * -60: out is null. -59: outLength is null. -62: text is null. -96: no memory.
+ */
+KESTRUNE_API int api2encodeQuotedPrintable(const char* text, unsigned long long length, char** out,
+                                           unsigned long long* outLength);
+
+/* Writes "=", two upper-case hexadecimal digits of the byte's low 8 bits and a zero into 4 bytes. */
+KESTRUNE_API void api2chartoquotedhex(int byte, char* out);
+
+/*
+ * Folds a header block: CR, LF and a space behind every 78th character of a line, wherever it lies, save the
+ * last character of the text. Largest result: L + 3 * ((L - 1) / 78) + 1 bytes (L > 0, rounded down).
+ */
+KESTRUNE_API void limite78(char* text);
+
+/* The same with CR and LF alone. Largest result: L + 2 * ((L - 1) / 78) + 1 bytes (L > 0, rounded down). */
+KESTRUNE_API void limite78simple(char* text);
+
+/* Takes out every CR and LF; the text never grows. */
+KESTRUNE_API void enleverlf(char* text);
+
+/*
+ * Rewrites a comma-separated address list: an address of one of the service's own mail domains, or without
+ * a domain, becomes its local part at the interop gateway. Entries are separated by ", " and all other
+ * spaces go. Kept so: a list that ends in a space loses its last address. Of an address, what goes beyond
+ * 2047 characters is cut off.
+ *
+ * out  largest result: L + C + (C + 1) * G + 1 bytes, with C commas in the list and G characters of the
+ *      gateway's mail domain, at-sign included. May be the same buffer. Empty after a failure.
+ *
+ * -60: out is null. -62: addresses is null. -96: no memory.
+ */
+KESTRUNE_API int convertaddressestomss(const char* addresses, char* out);
+
+/*
+ * Turns a routing date "2026-01-31 23:59:59", optionally with " +100" or the like (19 or 24 characters in
+ * all), into the value of a mail's "Date:" line, "Sat, 31 Jan 2026 23:59:59 +002". Kept so: the zone number
+ * is printed as it stands, 2 when there is none; May is "Mai". A number that is not there counts as 0, as
+ * do those behind it; one too large for an int becomes the nearest that is not. The names are empty where
+ * day or month make none, the day's also before 1970.
+ *
+ * out  200 bytes; empty after a failure.
+ *
+ * -62: date is null. -60: out is null. -115: not of 19 or 24 characters.
+ */
+KESTRUNE_API int convertkestrunesqldatetoemldate(const char* date, char* out);
+
+/*
+ * Makes a MIME boundary: 35 random upper-case letters and a zero (36 bytes), drawn from rand(), which is
+ * not seeded here. -62: out is null.
+ */
+KESTRUNE_API int GetMimeSeparator(char* out);
+
+/*
+ * Value of the n-th (from 1, at most 1000) element <tag>...</tag> of flat tagged text, searched from
+ * position `start`; neither attributes, nesting nor escaping.
+ *
+ * out  the value's length + 1 bytes; with max other than 0, max + 1 hold it.
+ *
+ * -69: no such element. -70: longer than max. -62: xml or tag, -60: out is null. -96: no memory.
+ */
+KESTRUNE_API int api2ExtractSmallValueFromXMLLight(const char* xml, const char* tag, unsigned long long n,
+                                                   char* out, unsigned long long start,
+                                                   unsigned long long max);
+
+/*
+ * Makes an Internet mail message of an opened one: the headers from the "ROUT" block's routing XML, the
+ * "TEXT" blocks as quoted-printable text, each "PJ" block that has data as a Base64 attachment. docs/mail.md
+ * shows the message.
+ *
+ * red   the tree; whatever the result, save the two argument codes, it is killed and deleted.
+ * *eml  new zero-terminated text, the caller's to free; null after a failure. Untouched (with result 0) when
+ *       the tree has no "ROUT" block. A routing XML that cannot be read leaves out the header block.
+ *
+ * -77: red is null. -102: eml is null. -71: an attachment could not be encoded. -96: no memory.
+ */
+KESTRUNE_API int Api2ConvertRedBlockToEml(TypV2BlockCell* red, char** eml);
+
+/*
+ * Makes the folded header block of a routing XML: From, To, Cc, Date, Subject, Reply-To and
+ * X-KestruneV2MessageID, without the blank line behind it. CR and LF are taken out of all values.
+ *
+ * *header  new zero-terminated text, the caller's to free; null after a failure.
+ *
+ * -62: xml is null. -60: header is null. -69: <M> or the <I> in it is missing; any other element may be.
+ * -96: no memory.
+ */
+KESTRUNE_API int getHeaderMimeFromRoutXML(const char* xml, char** header);
+
+/*
+ * Appends the texts of the "TEXT" blocks among a block, its next blocks and all below them, each up to its
+ * first zero byte. The line "------- Autre section texte -----" stands before a text that follows another,
+ * or what `text` held.
+ *
+ * text  zero-terminated, with room for 34 + D more characters for each "TEXT" block of D > 0 data bytes.
+ *
+ * -77: block is null. -102: text is null. -96: no memory; text is untouched.
+ */
+KESTRUNE_API int GetFlatTextFromRedBlock(TypV2BlockCell* block, char* text);
+
+/*
+ * Appends an attachment part for each "PJ" block that has data, among a block, its next blocks and all below
+ * them. The file name is the <N> element in the <AT> element (at most 600 characters) of the block's XML,
+ * Base64 already; it is empty where these are missing or longer. Kept so: the first line of the attached
+ * Base64 has 65 characters, the others 64.
+ *
+ * parts  zero-terminated, with room for as many more characters as the parts have. With a boundary of B
+ *        characters, a name of N, D bytes of data and E = 4 * ((D + 2) / 3), one part has
+ *        164 + B + 2 * N + 3 * ((59 + N) / 78 + (56 + N) / 78) + E + 2 * ((E - 1) / 64)
+ *        (all divisions rounded down).
+ *
+ * -77: block is null. -102: parts is null. -62: boundary is null. -71: an attachment could not be encoded.
+ * -96: no memory. parts is untouched after a failure.
+ */
+KESTRUNE_API int GetMimePJFromRedBlock(TypV2BlockCell* block, char* parts, const char* boundary);
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,5 +1,7 @@
 #include "core/calendar.h"
 
+#include <cstring>
+
 namespace kestrune {
 
 std::time_t CurrentTime() {
@@ -19,6 +21,18 @@ std::timespec CurrentTimeWithNanoseconds() {
   std::timespec now{};
   ::clock_gettime(CLOCK_REALTIME, &now);
   return now;
+}
+
+int WeekDayOfDate(const char* date) {
+  constexpr std::size_t kDateCharacters = 10;  // only they are looked at
+  char day[kDateCharacters + 1] = {};
+  std::strncpy(day, date, kDateCharacters);
+  std::tm calendar{};
+  if (::strptime(day, "%Y-%m-%d", &calendar) == nullptr) return -1;
+  const std::time_t midnight = std::mktime(&calendar);
+  if (midnight < 0) return -1;
+  ::localtime_r(&midnight, &calendar);
+  return calendar.tm_wday;
 }
 
 }  // namespace kestrune

@@ -17,6 +17,10 @@ KESTRUNE_API std::tm LocalCalendar();
 // Now, with nanoseconds.
 KESTRUNE_API std::timespec CurrentTimeWithNanoseconds();
 
+// Day of the week of a date that begins with "YYYY-MM-DD", 0 for Sunday, in the local time zone; -1 for any
+// other text and for a date before 1970.
+KESTRUNE_API int WeekDayOfDate(const char* date);
+
 }  // namespace kestrune
 
 #endif

@@ -1,0 +1,150 @@
+// An opened message as an Internet mail message.
+#include "mail/eml.h"
+
+#include <cstring>
+
+#include "api/kestrune.h"
+#include "core/entry_point.h"
+#include "core/object.h"
+#include "mail/text_forms.h"
+#include "mail/tree_walk.h"
+
+namespace kestrune::mail {
+
+namespace {
+
+constexpr std::size_t kBoundaryBytes = 36;
+constexpr std::string_view kBetweenTexts = "------- Autre section texte -----\n";
+
+// A message without attachments
+constexpr std::string_view kSingleHead =
+    "MIME-Version: 1.0\r\n"
+    "Content-Type: text/plain; charset=utf-8; format=flowed\r\n"
+    "Content-Transfer-Encoding: quoted-printable\r\n"
+    "\r\n";
+
+// A message with attachments: the boundary stands between these pieces.
+constexpr std::string_view kMultipartHead = "Content-Type: multipart/mixed; boundary=\"";
+constexpr std::string_view kBehindBoundary =
+    "\"\r\n"
+    "MIME-Version: 1.0\r\n"
+    "\r\n"
+    "--";
+// Deliberate: "UTF8" here, "utf-8" above.
+constexpr std::string_view kTextPartHead =
+    "\r\n"
+    "Content-Type: text/plain; charset=UTF8; format=flowed\r\n"
+    "Content-Transfer-Encoding: quoted-printable\r\n"
+    "\r\n";
+
+void AppendMultipartHead(std::string_view boundary, TextBuffer* out) {
+  out->Append(kMultipartHead);
+  out->Append(boundary);
+  out->Append(kBehindBoundary);
+  out->Append(boundary);
+  out->Append(kTextPartHead);
+}
+
+void AppendClosingBoundary(std::string_view boundary, TextBuffer* out) {
+  out->Append("--");
+  out->Append(boundary);
+  out->Append("--\r\n");
+}
+
+// A message whose routing cannot be read goes without header block; lack of memory is a failure all the same.
+Result AppendHeaderOf(const TypV2BlockCell& routing_block, TextBuffer* out) {
+  TextBuffer routing;
+  if (const Result rc = CopyXml(routing_block, &routing); rc != kOk) return rc;
+  const Result rc = AppendHeader(&routing, out);
+  return rc == kNoObject ? rc : kOk;
+}
+
+// The whole message is measured before it is written, once and in its place: with its attachments it may be
+// large, and everything in it is clear text.
+Result ConvertTree(const TypV2BlockCell* red, std::string_view boundary, char** eml) {
+  const TypV2BlockCell* routing = red->FindSubBlock("ROUT");
+  if (routing == nullptr) return kOk;
+  *eml = nullptr;
+
+  TextBuffer head;
+  if (const Result rc = AppendHeaderOf(*routing, &head); rc != kOk) return rc;
+  TextBuffer text;
+  AppendTexts(red, false, &text);
+  AttachmentParts attachments(boundary);
+  if (const Result rc = attachments.Init(); rc != kOk) return rc;
+  std::size_t attached = 0;
+  if (const Result rc = attachments.Measure(red, &attached); rc != kOk) return rc;
+
+  const bool multipart = attached != 0;
+  TextBuffer closing;
+  if (multipart) {
+    AppendMultipartHead(boundary, &head);
+    AppendClosingBoundary(boundary, &closing);
+  } else {
+    head.Append(kSingleHead);
+  }
+  const std::size_t encoded = QuotedPrintableLength(text.view());
+  TextBuffer message;
+  message.Reserve(head.size() + encoded + kLineEnd.size() + attached + closing.size());
+  message.Append(head.view());
+  WriteQuotedPrintable(text.view(), message.Extend(encoded));
+  message.Append(kLineEnd);
+  if (const Result rc = attachments.Append(red, &message); rc != kOk) return rc;
+  message.Append(closing.view());
+  *eml = message.Release();
+  return kOk;
+}
+
+// The tree that a conversion uses up.
+class ConsumedTree {
+ public:
+  explicit ConsumedTree(TypV2BlockCell* tree) : tree_(tree) {}
+  ConsumedTree(const ConsumedTree&) = delete;
+  ConsumedTree& operator=(const ConsumedTree&) = delete;
+  ~ConsumedTree() {
+    tree_->Kill();
+    DeleteObject(tree_);
+  }
+  const TypV2BlockCell* get() const { return tree_; }
+
+ private:
+  TypV2BlockCell* tree_;
+};
+
+}  // namespace
+
+void AppendTexts(const TypV2BlockCell* tree, bool follows_text, TextBuffer* out) {
+  (void)VisitBlocks(tree, [&](const TypV2BlockCell& cell) -> Result {
+    if (!HasBlockName(cell, "TEXT")) return kOk;
+    const char* text = reinterpret_cast<const char*>(cell.GetDataForkPtr());
+    const auto length = static_cast<std::size_t>(cell.GetDataForkLen());
+    if (text == nullptr || length == 0) return kOk;
+    if (follows_text || !out->empty()) out->Append(kBetweenTexts);
+    out->Append({text, ::strnlen(text, length)});  // a text ends with its first zero byte
+    return kOk;
+  });
+}
+
+}  // namespace kestrune::mail
+
+using namespace kestrune;
+
+int GetFlatTextFromRedBlock(TypV2BlockCell* block, char* text) {
+  if (block == nullptr) return mail::kNoTree;
+  if (text == nullptr) return mail::kNoEmlOutput;
+  return EntryPoint([&]() -> Result {
+    mail::TextBuffer appended;
+    mail::AppendTexts(block, *text != 0, &appended);
+    std::strcat(text, appended.c_str());
+    return kOk;
+  });
+}
+
+int Api2ConvertRedBlockToEml(TypV2BlockCell* red, char** eml) {
+  SecretArray<mail::kBoundaryBytes> boundary;
+  GetMimeSeparator(boundary.text());
+  if (red == nullptr) return mail::kNoTree;
+  if (eml == nullptr) return mail::kNoEmlOutput;
+  const mail::ConsumedTree tree(red);
+  return EntryPoint([&]() -> Result { return mail::ConvertTree(tree.get(), boundary.text(), eml); });
+}

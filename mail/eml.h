@@ -1,0 +1,55 @@
+// The pieces of an Internet mail message made of an opened one (docs/mail.md), in the form that the library
+// itself uses: each appends to a text that grows with it. Api2ConvertRedBlockToEml puts them together; the
+// functions of api/kestrune.h that make one piece are these behind bare pointers.
+//
+// In the names, PJ (pièce jointe) is an attachment and the red block the tree of an opened message.
+// Without memory std::bad_alloc is thrown.
+#ifndef KESTRUNE_MAIL_EML_H
+#define KESTRUNE_MAIL_EML_H
+
+#include <cstddef>
+#include <string_view>
+
+#include "blocks/block_cell.h"
+#include "core/instance_creator.h"
+#include "core/owned.h"
+#include "core/result.h"
+#include "core/utils.h"
+#include "mail/text_buffer.h"
+
+namespace kestrune::mail {
+
+// The folded header block of a routing XML, which is used up on the way. Nothing is appended on failure:
+// kNoObject, or the reader's code for <M> or <I>, without which there is no header block.
+Result AppendHeader(TextBuffer* routing, TextBuffer* out);
+
+// The texts of a tree's "TEXT" blocks. A line stands between two of them, and before the first when
+// `follows_text`.
+void AppendTexts(const TypV2BlockCell* tree, bool follows_text, TextBuffer* out);
+
+// The parts that a tree's "PJ" blocks become, of which each block can be measured first.
+class AttachmentParts {
+ public:
+  explicit AttachmentParts(std::string_view boundary) : boundary_(boundary) {}
+  [[nodiscard]] Result Init() { return utils_.Init(); }
+
+  // Characters of all parts; 0 for a tree without attachments that have data.
+  Result Measure(const TypV2BlockCell* tree, std::size_t* characters);
+  Result Append(const TypV2BlockCell* tree, TextBuffer* out);
+
+ private:
+  Result ReadName(const TypV2BlockCell& cell, TextBuffer* name);
+  Result WriteHead(const TypV2BlockCell& cell);
+
+  TypV2InstanceCreatorUnix creator_;
+  Owned<TypV2Utils> utils_{creator_.newTypV2Utils()};
+  std::string_view boundary_;
+  TextBuffer head_;
+};
+
+// A copy of a cell's XML fork, up to a zero byte; empty without one. kNoObject without memory.
+Result CopyXml(const TypV2BlockCell& cell, TextBuffer* xml);
+
+}  // namespace kestrune::mail
+
+#endif

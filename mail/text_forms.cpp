@@ -1,0 +1,124 @@
+#include "mail/text_forms.h"
+
+#include <algorithm>
+
+#include "core/instance_creator.h"
+#include "core/string_helpers.h"
+#include "core/utils.h"
+#include "kestrune_settings.h"
+
+namespace kestrune::mail {
+
+namespace {
+
+constexpr std::size_t kFoldedLineCharacters = 78;
+constexpr std::size_t kAddressCapacity = 2048;  // of one address or half of one, terminator counted
+constexpr std::string_view kAddressSeparator = ", ";
+
+std::size_t Count(std::string_view text, char character) {
+  return static_cast<std::size_t>(std::count(text.begin(), text.end(), character));
+}
+
+// Rewrites one address after the other into a list.
+class GatewayList {
+ public:
+  GatewayList(TypV2Utils* utils, TextBuffer* out) : utils_(utils), out_(out), begin_(out->size()) {}
+
+  // What goes beyond the capacity is cut off.
+  void Add(char character) {
+    if (length_ < kAddressCapacity - 1) address_.text()[length_++] = character;
+  }
+
+  void FinishAddress() {
+    address_.text()[length_] = 0;
+    if (out_->size() != begin_) out_->Append(kAddressSeparator);
+    // An empty entry between two commas stays one: it has no domain to be judged by.
+    if (length_ != 0) AppendAddress();
+    length_ = 0;
+  }
+
+ private:
+  void AppendAddress() {
+    splitat(address_.text(), local_part_.text(), domain_.text());
+    if (utils_->isKestruneDomain(domain_.text()) == 1) {
+      out_->Append(local_part_.text());
+      out_->Append(settings::kGatewayDomain);
+    } else {
+      out_->Append({address_.text(), length_});
+    }
+  }
+
+  TypV2Utils* utils_;
+  TextBuffer* out_;
+  std::size_t begin_;
+  std::size_t length_ = 0;
+  SecretArray<kAddressCapacity> address_;
+  SecretArray<kAddressCapacity> local_part_;
+  SecretArray<kAddressCapacity> domain_;
+};
+
+}  // namespace
+
+void AppendFolded(std::string_view text, std::string_view line_break, TextBuffer* out) {
+  out->Reserve(text.size() + text.size() / kFoldedLineCharacters * line_break.size());
+  std::size_t line = 0;
+  std::size_t copied = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    ++line;
+    if (text[i] == '\r' || text[i] == '\n') line = 0;
+    if (line != kFoldedLineCharacters || i + 1 == text.size()) continue;
+    // Kept so: wherever the 78th character lies, in the middle of a word or of an encoded one.
+    out->Append(text.substr(copied, i + 1 - copied));
+    out->Append(line_break);
+    copied = i + 1;
+    line = 0;
+  }
+  out->Append(text.substr(copied));
+}
+
+void AppendOneAddressPerLine(std::string_view addresses, TextBuffer* out) {
+  out->Reserve(addresses.size() + Count(addresses, ',') * kContinuation.size());
+  while (!addresses.empty()) {
+    const std::size_t comma = addresses.find(',');
+    if (comma == std::string_view::npos) break;
+    out->Append(addresses.substr(0, comma + 1));
+    addresses.remove_prefix(comma + 1);
+    // A space that is there already serves as the continuation's indent.
+    out->Append(addresses.starts_with(' ') ? kLineEnd : kContinuation);
+  }
+  out->Append(addresses);
+}
+
+std::size_t RemoveLineEnds(char* text, std::size_t length) {
+  char* const end = std::remove_if(text, text + length,
+                                   [](char character) { return character == '\r' || character == '\n'; });
+  return static_cast<std::size_t>(end - text);
+}
+
+void AppendWithCarriageReturns(std::string_view text, TextBuffer* out) {
+  out->Reserve(text.size() + Count(text, '\n'));
+  while (!text.empty()) {
+    const std::size_t stop = std::min(text.find('\n'), text.size());
+    out->Append(text.substr(0, stop));
+    if (stop == text.size()) break;
+    // Kept so: CR LF becomes CR CR LF.
+    out->Append(kLineEnd);
+    text.remove_prefix(stop + 1);
+  }
+}
+
+Result AppendGatewayAddresses(std::string_view addresses, TextBuffer* out) {
+  TypV2InstanceCreatorUnix creator;
+  Owned<TypV2Utils> utils(creator.newTypV2Utils());
+  if (utils.Init() != kOk) return kNoObject;
+  GatewayList list(utils.get(), out);
+  for (std::size_t i = 0; i < addresses.size(); ++i) {
+    const char character = addresses[i];
+    if (character == ' ') continue;  // kept so: a space in last place leaves the last address unfinished
+    if (character != ',') list.Add(character);
+    if (character == ',' || i + 1 == addresses.size()) list.FinishAddress();
+  }
+  return kOk;
+}
+
+}  // namespace kestrune::mail
