@@ -1,0 +1,63 @@
+/*
+ * Seals the text in a file, takes the grey block out of the transport block, as the relay does, and opens
+ * it again, as the recipient does.
+ *
+ *   make_keys keys/ && seal_and_open keys/ note.txt
+ */
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "api/kestrune.h"
+
+static const char kUser[] = "durand";
+static const char kSigner[] = "medecin";
+static const char kPassPhrase[] = "a_b_c_d";
+
+static char* read_text(const char* path) {
+  FILE* file = fopen(path, "rb");
+  char* text = calloc(1, 65536);
+  if (file != NULL && text != NULL) text[fread(text, 1, 65535, file)] = 0;
+  if (file != NULL) fclose(file);
+  return file == NULL ? (free(text), NULL) : text;
+}
+
+static int failed(const char* step, long code) {
+  fprintf(stderr, "%s: %ld\n", step, code);
+  return EXIT_FAILURE;
+}
+
+int main(int argc, char** argv) {
+  if (argc != 3) return failed("usage: seal_and_open KEY_FOLDER/ TEXT_FILE", 0);
+  const char* folder = argv[1];
+  char* text = read_text(argv[2]);
+  if (text == NULL) return failed("text file", 0);
+
+  char sign_password[] = "none"; /* the throw-away signing key has none; the library writes into this text */
+  char message_id[128];
+  unsigned char* block = NULL;
+  unsigned long long length = 0;
+  long code =
+      Api2CrypterMem(text, "", kUser, kSigner, kPassPhrase, sign_password, folder, "dr.b@service.example", "",
+                     "", kSigner, "Bonjour", "2026-01-31 23:59:59", &block, &length, message_id, 0);
+  free(text);
+  if (code != 0) return failed("sealing", code);
+  printf("Sealed for %s.\n", kUser);
+
+  unsigned char* grey = NULL;
+  unsigned long long grey_length = 0;
+  code = Api2ExtractGrisFromHTTPSBlock(block, length, folder, &grey, &grey_length);
+  free(block);
+  if (code != 0) return failed("checking the transport block", code);
+  printf("The signature of %s holds.\n", kSigner);
+
+  char* xml = NULL;
+  code = Api2DecrypterGrisMem(grey, grey_length, folder, kPassPhrase, &xml);
+  free(grey);
+  if (code != 0) return failed("opening", code);
+  const char* message = strstr(xml, "<TEXT>");
+  if (message != NULL) printf("Opened: %.40s...\n", message);
+  memset(xml, 0, strlen(xml));
+  free(xml);
+  return message == NULL ? EXIT_FAILURE : EXIT_SUCCESS;
+}
