@@ -126,7 +126,7 @@ int TypV2BlockCell::SetData(const char* name, const char* xml, const unsigned ch
   head_.super_flag = kLeaf;
   if (sub_ != nullptr) return block::kLeafAndSuper;
   if (!IsShorterThan(name, kSetDataNameLimit)) return block::kBadName;
-  if (Result rc = SetBlockName(name); rc != kOk) return rc;
+  StoreName(name);
   if (xml != nullptr) {
     if (Result rc = ReplaceFork(xml, std::strlen(xml), &xml_fork_, &xml_length_); rc != kOk) return rc;
   }
@@ -150,11 +150,14 @@ int TypV2BlockCell::LendData(const char* name, const char* xml, const unsigned c
 int TypV2BlockCell::SetBlockName(const char* name) {
   if (name == nullptr) return block::kNoInput;
   if (!IsShorterThan(name, kBlockNameLimit)) return block::kNameTooLong;
-  const std::size_t length = std::strlen(name);
-  std::memset(head_.name, 0, kNameBytes);
-  std::memcpy(head_.name, name, length);
-  head_.name_length = static_cast<std::uint8_t>(length);
+  StoreName(name);
   return kOk;
+}
+
+void TypV2BlockCell::StoreName(std::string_view name) {
+  std::memset(head_.name, 0, kNameBytes);
+  std::memcpy(head_.name, name.data(), name.size());
+  head_.name_length = static_cast<std::uint8_t>(name.size());
 }
 
 int TypV2BlockCell::GetBlockName(char* out) const {

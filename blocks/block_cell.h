@@ -199,6 +199,7 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   template <class Cell, class Enter, class Leave>
   static void Walk(Cell* start, bool with_next_blocks, Enter&& enter, Leave&& leave);
 
+  void StoreName(std::string_view name);
   bool HasName(std::string_view name) const;
   std::string_view PrintedName() const;
   bool HasXml() const { return xml_fork_ != nullptr && xml_length_ != 0; }

@@ -1,0 +1,75 @@
+#include "tests/blocks/tree.h"
+
+#include <gtest/gtest.h>
+#include <openssl/sha.h>
+
+#include <vector>
+
+#include "tests/support/bytes.h"
+
+namespace kestrune::testing {
+
+Cell NewCell(const char* name, TypV2InstanceCreator* creator) {
+  static TypV2InstanceCreatorUnix factory;
+  Cell cell(factory.newTypV2BlockCell());
+  EXPECT_EQ(cell.Init(creator == nullptr ? &factory : creator), kOk);
+  EXPECT_EQ(cell->SetBlockName(name), kOk);
+  return cell;
+}
+
+void Add(const Cell& parent, const char* name, const char* xml, std::string_view data) {
+  const auto* bytes = reinterpret_cast<const unsigned char*>(data.data());
+  EXPECT_EQ(parent->AddSubBlockWithData(name, xml, bytes, data.size(), nullptr), kOk);
+}
+
+std::string Record(std::string_view name, char flag, std::string_view xml, std::string_view body) {
+  std::string record = {2, flag, static_cast<char>(name.size())};
+  record.append(name).resize(8);
+  for (const auto length : {xml.size(), body.size()}) {
+    for (int shift = 56; shift >= 0; shift -= 8) record.push_back(static_cast<char>(length >> shift));
+  }
+  return record.append(xml).append(body);
+}
+
+std::string Sealed(const std::string& records) {
+  unsigned char digest[SHA512_DIGEST_LENGTH];
+  SHA512(reinterpret_cast<const unsigned char*>(records.data()), records.size(), digest);
+  return records + std::string(digest, digest + sizeof digest);
+}
+
+Result Load(const std::string& flat, const Cell& fresh) {
+  const std::vector<unsigned char> exact(flat.begin(), flat.end());  // for the sanitizers
+  return fresh->LoadFlatData(exact.data(), exact.size());
+}
+
+Cell Loaded(const std::string& flat) {
+  Cell cell = NewCell();
+  EXPECT_EQ(Load(flat, cell), kOk);
+  return cell;
+}
+
+std::string Flatten(const Cell& cell, Result want) {
+  CBuffer flat;
+  EXPECT_EQ(flat.Receive([&](auto** out, auto* length) { return cell->GetFlatData(out, length, nullptr); }),
+            want);
+  return std::string(flat.data(), flat.data() + flat.size());
+}
+
+std::string Describe(const TypV2BlockCell* first) {
+  std::string text;
+  for (const TypV2BlockCell* cell = first; cell != nullptr; cell = cell->GetNextBlock()) {
+    char name[6] = "?";
+    cell->GetBlockName(name);
+    char* xml = nullptr;
+    EXPECT_EQ(cell->GetXMLForkCopy(&xml), kOk);
+    CBuffer owner;
+    owner.Adopt(xml, 0);
+    text.append(cell->issuperblock() ? "*" : "-").append(name).append("<").append(xml ? xml : "");
+    text.append(">").append(ToHex(cell->GetDataForkPtr(), cell->GetDataForkLen()));
+    text.append("(").append(Describe(cell->GetSubBlock())).append(")");
+    text.append(std::to_string(cell->GetDataLen())).append(" ");
+  }
+  return text;
+}
+
+}  // namespace kestrune::testing

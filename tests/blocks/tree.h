@@ -1,0 +1,32 @@
+// Cells and flat trees for the tests of this folder.
+#ifndef KESTRUNE_TESTS_BLOCKS_TREE_H
+#define KESTRUNE_TESTS_BLOCKS_TREE_H
+
+#include <string>
+#include <string_view>
+
+#include "blocks/block_cell.h"
+#include "core/instance_creator.h"
+#include "core/owned.h"
+#include "core/result.h"
+
+namespace kestrune::testing {
+
+using Cell = Owned<TypV2BlockCell>;
+
+Cell NewCell(const char* name = "", TypV2InstanceCreator* creator = nullptr);
+void Add(const Cell& parent, const char* name, const char* xml = nullptr, std::string_view data = {});
+
+// A record as another program would write it; `body` is its data fork or its sub-blocks.
+std::string Record(std::string_view name, char flag = 0, std::string_view xml = "",
+                   std::string_view body = "");
+std::string Sealed(const std::string& records);  // with a trailer that another library made
+
+Result Load(const std::string& flat, const Cell& fresh);
+Cell Loaded(const std::string& flat);
+std::string Flatten(const Cell& cell, Result want = kOk);
+std::string Describe(const TypV2BlockCell* first);  // names, flags, forks, shape and lengths
+
+}  // namespace kestrune::testing
+
+#endif
