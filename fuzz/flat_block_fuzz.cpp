@@ -28,7 +28,7 @@ void ExportXml(TypV2BlockCell* tree, std::size_t input_bytes, long flags) {
     long long position = 0;
     const Result rc = tree->ExportBlockAsXML(out.data(), &position, static_cast<long long>(capacity), flags);
     Require(rc == kOk || capacity == input_bytes / 2);
-    Require(position == 0 || (position < static_cast<long long>(capacity) && out[position] == 0));
+    Require(position == 0 || (position < static_cast<long long>(capacity) && out.data()[position] == 0));
   }
 }
 
