@@ -1,0 +1,29 @@
+// A text under a password that arrived from somewhere. What opens is enciphered again and must open the same.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "api/kestrune.h"
+
+namespace {
+
+constexpr char kPassword[] = "00112233445566778899AABBCCDDEEFF0123456789ABCDEF0123456789ABCDEF";
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string form(reinterpret_cast<const char*>(data), size);
+  std::vector<char> text(size + 1);  // on the heap and no larger than promised
+  if (Api2Aes(form.c_str(), kPassword, 1, text.data(), 0) != 0) {
+    if (text[0] != 0) std::abort();
+    return 0;
+  }
+  std::vector<char> again(size + size / 2 + 100);
+  if (Api2Aes(text.data(), kPassword, 0, again.data(), 0) != 0) std::abort();
+  std::vector<char> text_again(again.size());
+  if (Api2Aes(again.data(), kPassword, 1, text_again.data(), 0) != 0) std::abort();
+  if (std::string(text.data()) != text_again.data()) std::abort();
+  return 0;
+}
