@@ -46,9 +46,11 @@ class ScrubbedText {
   std::size_t length() const { return std::strlen(buffer_.text()); }
 
  private:
-  // What lies behind the text is zero or was never written; all of it is wiped with the buffer.
+  // Up to the last byte that was ever written; a file's text may go on behind a zero byte.
   void Scrub() {
-    if (buffer_) ScrubWithRandom(buffer_.data(), length());
+    std::size_t end = buffer_.size();
+    while (end > 0 && buffer_.data()[end - 1] == 0) --end;
+    ScrubWithRandom(buffer_.data(), end);
   }
 
   SecretCBuffer buffer_;

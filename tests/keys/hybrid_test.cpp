@@ -1,7 +1,6 @@
 // Short texts: Api2Aes, Api2AesFile, Api2AesPub, Api2DeAesPriv.
 #include <gtest/gtest.h>
 
-#include <set>
 #include <string>
 
 #include "api/kestrune.h"
@@ -69,32 +68,31 @@ TEST(AesText, ReadsOrRefusesOddForms) {
   const struct {
     std::string form, password;
     Opened result;
-  } rows[] = {{AesForm("", x, kKey, kZeroIv), kKey, {0, "x"}},
-              {AesForm("0a0B", x, kKey, filled("0A0B", 32)), kKey, {0, "x"}},
-              {AesForm("0A1", x, kKey, filled("0A1", 32)), kKey, {0, "x"}},
-              {AesForm(std::string(kIv).replace(1, 1, "G"), x, kKey, std::string(kIv).replace(1, 1, "0")),
-               kKey,
-               {0, "x"}},
-              {AesForm(kIv + kIv, x, kKey, kIv), kKey, {0, "x"}},
-              {AesForm(kIv + kIv + "0", x, kKey, kZeroIv), kKey, {0, "x"}},  // 65 characters count as none
-              {AesForm("", x, kKey, kZeroIv).substr(9), kKey, {0, "x"}},
-              {AesForm(kIv, x, filled("", 64), kIv), "", {0, "x"}},
-              {AesForm(kIv, x, filled("ABC", 64), kIv), "ABC", {0, "x"}},
-              {AesForm(kIv, x, kKey, kIv), kKey + "1234", {0, "x"}},
-              {AesForm(kIv, whole, kKey, kIv), kKey, {0, whole}},  // without a zero byte behind it
-              {AesForm(kIv, cut, kKey, kIv), kKey, {0, "a"}},
-              {"<AE></AE>", kKey, {0, ""}},
-              {"", kKey, {utils::kTagMissing, ""}},
-              {"<IV></IV><AE>AAAA", kKey, {utils::kTagMissing, ""}},
-              {"<AE>!AAA</AE>", kKey, {hybrid::kBase64, ""}},
-              {"<AE>" + Base64(Sample(17)) + "</AE>", kKey, {ERR_AES_INVALID_INPUT_LENGTH, ""}}};
+  } rows[] = {
+      {AesForm("", x, kKey, kZeroIv), kKey, {0, "x"}},
+      {AesForm("0a0B", x, kKey, filled("0A0B", 32)), kKey, {0, "x"}},
+      {AesForm(std::string(kIv).replace(1, 1, 1, 'G'), x, kKey, std::string(kIv).replace(1, 1, 1, '0')),
+       kKey,
+       {0, "x"}},
+      {AesForm(kIv + kIv, x, kKey, kIv), kKey, {0, "x"}},
+      {AesForm(kIv + kIv + "0", x, kKey, kZeroIv), kKey, {0, "x"}},  // 65 characters count as none
+      {AesForm("", x, kKey, kZeroIv).substr(9), kKey, {0, "x"}},
+      {AesForm(kIv, x, filled("", 64), kIv), "", {0, "x"}},
+      {AesForm(kIv, x, filled("ABC", 64), kIv), "ABC", {0, "x"}},
+      {AesForm(kIv, x, kKey, kIv), kKey + "1234", {0, "x"}},
+      {AesForm(kIv, whole, kKey, kIv), kKey, {0, whole}},  // without a zero byte behind it
+      {AesForm(kIv, cut, kKey, kIv), kKey, {0, "a"}},
+      {"", kKey, {utils::kTagMissing, ""}},
+      {"<IV></IV><AE>AAAA", kKey, {utils::kTagMissing, ""}},
+      {"<AE>!AAA</AE>", kKey, {hybrid::kBase64, ""}},
+      {"<AE>" + Base64(Sample(17)) + "</AE>", kKey, {ERR_AES_INVALID_INPUT_LENGTH, ""}}};
   for (const auto& row : rows) EXPECT_EQ(Aes(row.form, row.password, 1), row.result) << row.form;
   EXPECT_EQ(Aes("text", kKey, 3), Opened(0, ""));
 }
 
 TEST(AesFile, CiphersAndChangesPasswordsInPlace) {
   const TempFolder folder;
-  const std::string path = folder.File("text"), other = std::string(kKey).replace(0, 1, "1");
+  const std::string path = folder.File("text"), other(64, '7');
   WriteFile(path, std::string("bon\njour\0 cut", 13));
   const auto run = [&](const std::string& key, const char* new_key, int mode, int verbose) {
     CaptureStdout();
@@ -118,19 +116,15 @@ TEST(AesFile, LeavesOlderOutputsAlone) {
   WriteFile(empty, "");
   WriteFile(out, "older");
   const struct {
-    const char *in, *out, *key;
+    const char *in, *out;
     int mode, code;
-  } rows[] = {{nullptr, out.c_str(), nullptr, 0, argument::kNoInput},
-              {in.c_str(), out.c_str(), nullptr, 0, hybrid::kNoPassword},
-              {empty.c_str(), out.c_str(), "", 0, argument::kEmptyInput},
-              {folder.path().c_str(), out.c_str(), "", 0, file::kOpen},
-              {"/dev/zero", out.c_str(), "", 0, file::kOpen},
-              {in.c_str(), out.c_str(), "", 2, utils::kTagMissing},
-              {in.c_str(), nullptr, "", 0, file::kBadName},
-              {in.c_str(), "/", "", 0, file::kOpen},
-              {in.c_str(), "/dev/full", "", 0, file::kWrite}};
+  } rows[] = {{empty.c_str(), out.c_str(), 0, argument::kEmptyInput},
+              {folder.path().c_str(), out.c_str(), 0, file::kOpen},
+              {in.c_str(), out.c_str(), 2, utils::kTagMissing},
+              {in.c_str(), nullptr, 0, file::kBadName},
+              {in.c_str(), "/dev/full", 0, file::kWrite}};
   for (const auto& row : rows) {
-    EXPECT_EQ(Api2AesFile(row.in, row.out, row.key, kKey.c_str(), row.mode, 0), row.code) << row.code;
+    EXPECT_EQ(Api2AesFile(row.in, row.out, "", kKey.c_str(), row.mode, 0), row.code) << row.code;
     EXPECT_EQ(ToText(ReadFile(out)), "older") << row.code;
   }
 }
@@ -192,16 +186,13 @@ TEST(AesUnderCertificate, RefusesOddForms) {
   };
   const Opened rows[] = {{utils::kTagMissing, ""},
                          {utils::kTagMissing, good.substr(0, good.find("<S>"))},
-                         {utils::kTagMissing, good.substr(0, good.find("</AED>"))},
                          {argument::kEmptyInput, with("N", "abc")},
-                         {hybrid::kKeyUnreadable, with("N", "none.pem")},
                          {hybrid::kKeyUnreadable, with("N", "ec.pem")},
                          {hybrid::kKeyUnreadable, with("N", "../data/rsa1024.pem")},
                          {hybrid::kKeyUnreadable, with("N", "a/bc")},
                          {hybrid::kKeyUnreadable, with("N", std::string(100, 'n'))},
                          {utils::kValueTooLong, with("N", std::string(101, 'n'))},
                          {hybrid::kDecrypt, with("S", "not Base64")},
-                         {hybrid::kDecrypt, with("S", Element(good, "S").substr(0, 160))},
                          {hybrid::kDecrypt, with("S", std::string(5000, 'A'))},
                          {utils::kValueTooLong, with("S", std::string(5001, 'A'))},
                          {hybrid::kDecrypt, FormFor("rsa1024", kTextKey.substr(1), sealed)},
@@ -224,20 +215,14 @@ TEST(HybridForms, DocumentedExamplesOpen) {
 
 // What the default means: every process draws the same keys. And what the option changes.
 TEST(DrawnKeys, AreTheSameInEveryProcessUnlessTheSystemDraws) {
-  const auto distinct_keys = [](const std::string& program) {
-    const std::string out =
-        RunProgram({"sh", "-c", "for i in $(seq 1000); do " + program + " || exit; done"}).out;
-    std::multiset<std::string> keys;
-    std::size_t begin = out.find("Pass char nb 0 "), next = 0;
-    for (; begin != std::string::npos; begin = next) {
-      next = out.find("Pass char nb 0 ", begin + 1);
-      keys.insert(out.substr(begin, out.find("chiffrement", begin) - begin));
-    }
-    EXPECT_EQ(keys.size(), 1000u);
-    return std::set<std::string>(keys.begin(), keys.end()).size();
+  const auto distinct_keys = [](const char* program) {
+    const char* script =
+        "for i in $(seq 1000); do $0 || exit; done | grep '^Pass char nb' | "
+        "paste $(printf -- '- %.0s' $(seq 32)) | sort -u | wc -l";
+    return RunProgram({"sh", "-c", script, program}).out;
   };
-  EXPECT_EQ(distinct_keys(KESTRUNE_KEY_DRAW_rand), 1u);
-  EXPECT_EQ(distinct_keys(KESTRUNE_KEY_DRAW_system), 1000u);
+  EXPECT_EQ(distinct_keys(KESTRUNE_KEY_DRAW_rand), "1\n");
+  EXPECT_EQ(distinct_keys(KESTRUNE_KEY_DRAW_system), "1000\n");
 }
 
 }  // namespace
