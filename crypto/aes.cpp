@@ -29,17 +29,23 @@ mbedtls_aes_context* FreshSchedule(aes_context* context) {
   return &context->impl->schedule;
 }
 
+// A schedule that was not built must not be used: the library would follow its null pointer.
+int KeepOnlyWhenSet(aes_context* context, int library_error) {
+  if (library_error != 0) context->impl.reset();
+  return ToClassicError(library_error);
+}
+
 }  // namespace
 
 aes_context::aes_context() noexcept = default;
 aes_context::~aes_context() = default;
 
 int aes_setkey_enc(aes_context* context, const unsigned char* key, unsigned bits) {
-  return ToClassicError(mbedtls_aes_setkey_enc(FreshSchedule(context), key, bits));
+  return KeepOnlyWhenSet(context, mbedtls_aes_setkey_enc(FreshSchedule(context), key, bits));
 }
 
 int aes_setkey_dec(aes_context* context, const unsigned char* key, unsigned bits) {
-  return ToClassicError(mbedtls_aes_setkey_dec(FreshSchedule(context), key, bits));
+  return KeepOnlyWhenSet(context, mbedtls_aes_setkey_dec(FreshSchedule(context), key, bits));
 }
 
 int aes_crypt_cbc(aes_context* context, int mode, std::size_t length, unsigned char* iv,
