@@ -118,7 +118,7 @@ KESTRUNE_API int aes_setkey_dec(aes_context* context, const unsigned char* key, 
 
 // CBC over `length` bytes without padding; mode is AES_ENCRYPT or AES_DECRYPT and must match the schedule.
 // `iv` (16 bytes) is left holding the last ciphertext block. `input` and `output` may be the same buffer.
-// -2064, and nothing written, when length is not a multiple of 16.
+// -2064, and nothing written, when length is not a multiple of 16. -2048 without a schedule.
 KESTRUNE_API int aes_crypt_cbc(aes_context* context, int mode, std::size_t length, unsigned char* iv,
                                const unsigned char* input, unsigned char* output);
 
@@ -202,7 +202,8 @@ class KESTRUNE_API x509_cert {
 
 // Reads an RSA private key from the regular file at `path`, opened with `password` (null or empty: none)
 // when it is protected (DES-CBC, DES-EDE3-CBC, AES-CBC as traditional PEM; PKCS#5 v1 and v2 with DES).
-// -736: the pass phrase is wrong or missing. -672: no file, no regular file, unreadable, or no RSA key.
+// -736: the pass phrase is wrong or missing. -672: no file, no regular file (of at most 1 MiB), unreadable,
+// or no RSA key of 16 to 1024 bytes.
 KESTRUNE_API int x509parse_keyfile(rsa_context* key, const char* path, const char* password);
 
 // Reads the certificate from the regular file at `path` (the first readable one, where there are several).

@@ -9,8 +9,11 @@
 #include <vector>
 
 #include "crypto/classic.h"
+#include "crypto/protected_key.h"
 #include "crypto/regular_file.h"
 #include "crypto/rsa_impl.h"
+
+using kestrune::crypto::IsOpenedByAnother;
 
 namespace {
 
@@ -70,6 +73,8 @@ struct ParsedCertificate {
 // An elliptic-curve key parses as well as any: it has to be asked for its kind.
 bool CopyRsaKey(mbedtls_pk_context* parsed, rsa_context* key) {
   if (mbedtls_pk_get_type(parsed) != MBEDTLS_PK_RSA) return false;
+  const std::size_t modulus = mbedtls_rsa_get_len(mbedtls_pk_rsa(*parsed));
+  if (modulus < kRsaLeastBytes || modulus > kRsaMostBytes) return false;
   auto copy = std::make_unique<rsa_context::Impl>();
   if (mbedtls_rsa_copy(&copy->key, mbedtls_pk_rsa(*parsed)) != 0) return false;
   key->impl = std::move(copy);
@@ -85,14 +90,15 @@ int x509parse_keyfile(rsa_context* key, const char* path, const char* password) 
   rsa_free(key);
   const KeyText text(path);
   if (!text.complete()) return ERR_X509_KEY_INVALID;
-  const std::size_t password_length = password == nullptr ? 0 : std::strlen(password);
+  const auto* phrase = reinterpret_cast<const unsigned char*>(password);
+  const std::size_t phrase_length = password == nullptr ? 0 : std::strlen(password);
   ParsedKey parsed;
-  const int rc = mbedtls_pk_parse_key(&parsed.pk, text.data(), text.size(),
-                                      reinterpret_cast<const unsigned char*>(password), password_length);
-  if (rc == MBEDTLS_ERR_PK_PASSWORD_MISMATCH || rc == MBEDTLS_ERR_PK_PASSWORD_REQUIRED) {
-    return ERR_X509_KEY_PASSWORD_MISMATCH;
-  }
-  return rc == 0 && CopyRsaKey(&parsed.pk, key) ? 0 : ERR_X509_KEY_INVALID;
+  const int rc = mbedtls_pk_parse_key(&parsed.pk, text.data(), text.size(), phrase, phrase_length);
+  if (rc == 0) return CopyRsaKey(&parsed.pk, key) ? 0 : ERR_X509_KEY_INVALID;
+  const bool wrong_phrase = rc == MBEDTLS_ERR_PK_PASSWORD_MISMATCH ||
+                            rc == MBEDTLS_ERR_PK_PASSWORD_REQUIRED ||
+                            IsOpenedByAnother(text.data(), text.size(), phrase, phrase_length);
+  return wrong_phrase ? ERR_X509_KEY_PASSWORD_MISMATCH : ERR_X509_KEY_INVALID;
 }
 
 int x509parse_crtfile(x509_cert* certificate, const char* path) {
