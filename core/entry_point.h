@@ -3,6 +3,7 @@
 #define KESTRUNE_CORE_ENTRY_POINT_H
 
 #include <new>
+#include <stdexcept>
 
 #include "core/result.h"
 
@@ -16,6 +17,8 @@ auto EntryPoint(Body&& body) noexcept -> decltype(body()) {
     return body();
   } catch (const std::bad_alloc&) {
     return kNoObject;
+  } catch (const std::length_error&) {
+    return kNoObject;  // more than there can be is more than there is
   }
 }
 

@@ -14,6 +14,7 @@ namespace kestrune {
 namespace {
 
 struct HeldLock {
+  UpdateLock number;
   dev_t device;
   ino_t inode;
   FileDescriptor file;
@@ -36,11 +37,6 @@ void ForgetLocksAcrossFork() {
   [[maybe_unused]] static const int registered = ::pthread_atfork(nullptr, nullptr, ForgetInChild);
 }
 
-auto Find(dev_t device, ino_t inode) {
-  return std::find_if(Table().begin(), Table().end(),
-                      [&](const HeldLock& held) { return held.device == device && held.inode == inode; });
-}
-
 bool WaitForLock(int fd) {
   struct flock whole_file {};
   whole_file.l_type = F_WRLCK;
@@ -53,24 +49,28 @@ bool WaitForLock(int fd) {
 
 }  // namespace
 
-bool AcquireUpdateLock(const char* path, const struct stat& identity) {
-  if (const auto held = Find(identity.st_dev, identity.st_ino); held != Table().end()) {
+UpdateLock AcquireUpdateLock(const char* path, const struct stat& identity) {
+  static UpdateLock last_number = 0;
+  const auto held = std::find_if(Table().begin(), Table().end(), [&](const HeldLock& lock) {
+    return lock.device == identity.st_dev && lock.inode == identity.st_ino;
+  });
+  if (held != Table().end()) {
     ++held->holders;
-    return true;
+    return held->number;
   }
   ForgetLocksAcrossFork();
   struct stat found;
   FileDescriptor file = OpenRegularFile(path, O_RDWR, &found);
-  if (!file.valid() || found.st_dev != identity.st_dev || found.st_ino != identity.st_ino) return false;
-  if (!WaitForLock(file.get())) return false;
-  Table().push_back({identity.st_dev, identity.st_ino, std::move(file), 1});
-  return true;
+  if (!file.valid() || found.st_dev != identity.st_dev || found.st_ino != identity.st_ino) return 0;
+  if (!WaitForLock(file.get())) return 0;
+  Table().push_back({++last_number, identity.st_dev, identity.st_ino, std::move(file), 1});
+  return last_number;
 }
 
-void ReleaseUpdateLock(dev_t device, ino_t inode) {
-  const auto held = Find(device, inode);
-  if (held == Table().end() || --held->holders > 0) return;
-  Table().erase(held);
+void ReleaseUpdateLock(UpdateLock lock) {
+  const auto held = std::find_if(Table().begin(), Table().end(),
+                                 [&](const HeldLock& entry) { return entry.number == lock; });
+  if (held != Table().end() && --held->holders == 0) Table().erase(held);
 }
 
 }  // namespace kestrune

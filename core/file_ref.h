@@ -2,8 +2,6 @@
 #ifndef KESTRUNE_CORE_FILE_REF_H
 #define KESTRUNE_CORE_FILE_REF_H
 
-#include <sys/types.h>
-
 #include <cstdint>
 #include <cstdio>
 
@@ -23,10 +21,11 @@ class KESTRUNE_API TypV2FileRef : public kestrune::LibraryObject<TypV2FileRef> {
   // Mode 0: read an existing file. 1: update an existing file. 2: create or empty, read and write. Opening
   // an open file does nothing and keeps its mode. -9: cannot be opened. -1: another mode.
   //
-  // Modes 0 and 1 take regular files (through links) and never wait for one to appear; mode 2 writes to
-  // whatever the system lets be opened without waiting. In mode 1 the file is locked against other
-  // processes until it is closed (they wait their turn), and each Write is on stable storage when it
-  // returns. The lock does not stop readers, nor this process from opening the file once more.
+  // Modes 0 and 1 take regular files (through links) and never wait for one to appear. Mode 2 opens whatever
+  // the system lets be opened without waiting, devices too, and a FIFO that somebody is reading. In mode 1
+  // the file is locked against other processes until it is closed (they wait their turn), and each Write is
+  // on stable storage when it returns. The lock does not stop readers, nor this process from opening the file
+  // once more.
   virtual int OpenDF(int mode);
 
   // Length in bytes; the position is at the end afterwards. 0 and the status when the file has none.
@@ -95,15 +94,14 @@ class KESTRUNE_API TypV2FileRefUnix : public TypV2FileRef {
 
   bool is_open() const { return open_flag_ == 1; }
   int OpenForUpdate();
+  int CreateOrEmpty();
   int Adopt(int fd, const char* stream_mode);
 
   std::FILE* stream_ = nullptr;
   char path_[kPathBytes] = {};
   std::int16_t open_flag_ = 0;
-  bool durable_ = false;       // mode 1: every Write reaches stable storage, and the file is locked
-  bool write_failed_ = false;  // CloseDF must not tell of success
-  dev_t locked_device_ = 0;
-  ino_t locked_inode_ = 0;
+  bool write_failed_ = false;    // CloseDF must not tell of success
+  unsigned long long lock_ = 0;  // mode 1: the lock held, and every Write reaches stable storage
 };
 
 #endif

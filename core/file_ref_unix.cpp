@@ -44,8 +44,7 @@ int TypV2FileRefUnix::OpenDF(int mode) {
     case kUpdateExisting:
       return OpenForUpdate();
     case kCreateOrEmpty:
-      return Adopt(
-          ::open(path_, O_RDWR | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, kNewFileMode), "w+b");
+      return CreateOrEmpty();
     default:
       return file::kUnknownMode;
   }
@@ -54,15 +53,28 @@ int TypV2FileRefUnix::OpenDF(int mode) {
 int TypV2FileRefUnix::OpenForUpdate() {
   struct stat identity;
   FileDescriptor file = OpenRegularFile(path_, O_RDWR, &identity);
-  if (!file.valid() || !AcquireUpdateLock(path_, identity)) return file::kOpen;
-  if (const int rc = Adopt(file.release(), "r+b"); rc != kOk) {
-    ReleaseUpdateLock(identity.st_dev, identity.st_ino);
-    return rc;
+  if (!file.valid()) return file::kOpen;
+  const UpdateLock lock = AcquireUpdateLock(path_, identity);
+  if (lock == 0) return file::kOpen;
+  const int rc = Adopt(file.release(), "r+b");
+  if (rc == kOk) {
+    lock_ = lock;
+  } else {
+    ReleaseUpdateLock(lock);
   }
-  durable_ = true;
-  locked_device_ = identity.st_dev;
-  locked_inode_ = identity.st_ino;
-  return kOk;
+  return rc;
+}
+
+int TypV2FileRefUnix::CreateOrEmpty() {
+  struct stat found;
+  // Opened both ways, a FIFO without a reader would swallow what is written; opened one way, it is refused.
+  const bool is_fifo = ::stat(path_, &found) == 0 && S_ISFIFO(found.st_mode);
+  constexpr int kFlags = O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  FileDescriptor file(::open(path_, kFlags | (is_fifo ? O_WRONLY : O_RDWR), kNewFileMode));
+  // Opening must not wait, but writing to a pipeline that is read slowly must not lose anything.
+  const int flags = file.valid() ? ::fcntl(file.get(), F_GETFL) : -1;
+  if (flags < 0 || ::fcntl(file.get(), F_SETFL, flags & ~O_NONBLOCK) != 0) return file::kOpen;
+  return Adopt(file.release(), is_fifo ? "wb" : "w+b");
 }
 
 // Makes a stream of a descriptor, which is closed if that fails.
@@ -74,7 +86,6 @@ int TypV2FileRefUnix::Adopt(int fd, const char* stream_mode) {
   (void)file.release();
   std::setvbuf(stream_, nullptr, _IONBF, 0);
   open_flag_ = 1;
-  durable_ = false;
   write_failed_ = false;
   return kOk;
 }
@@ -111,7 +122,7 @@ int TypV2FileRefUnix::Read(void* buffer, unsigned long long count) {
 int TypV2FileRefUnix::Write(const void* buffer, unsigned long long count) {
   if (!is_open()) return file::kWrite;
   bool written = std::fwrite(buffer, 1, count, stream_) == count && std::fflush(stream_) == 0;
-  if (written && durable_) written = ::fdatasync(::fileno(stream_)) == 0;
+  if (written && lock_ != 0) written = ::fdatasync(::fileno(stream_)) == 0;
   if (!written) write_failed_ = true;
   return written ? kOk : file::kWrite;
 }
@@ -122,8 +133,8 @@ int TypV2FileRefUnix::CloseDF() {
   if (write_failed_) status = file::kSystem;
   stream_ = nullptr;
   open_flag_ = 0;
-  if (durable_) ReleaseUpdateLock(locked_device_, locked_inode_);
-  durable_ = false;
+  if (lock_ != 0) ReleaseUpdateLock(lock_);
+  lock_ = 0;
   return OSToPrivateError(static_cast<std::int16_t>(status));
 }
 
