@@ -2,9 +2,9 @@
 #include <array>
 #include <climits>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string>
 
 #include "core/owned.h"
 #include "core/result.h"
@@ -22,7 +22,7 @@ constexpr std::size_t kSuffixCharacters = 3;
 constexpr std::size_t kKeyFileNameLeast = 4;
 constexpr std::size_t kKeyFileNameLimit = 45;
 constexpr unsigned long long kMostOccurrences = 1000;
-constexpr unsigned char kCaseDistance = 32;
+constexpr int kCaseDistance = 32;
 
 constexpr char kAttachmentHeader[] = "Content-Disposition: attachment";
 constexpr char kBlankLine[] = "\n\n";
@@ -32,37 +32,49 @@ bool IsDigit(char character) {
   return character >= '0' && character <= '9';
 }
 
-bool IsSameButForCase(unsigned char a, unsigned char b) {
-  return a == b || a + kCaseDistance == b || b + kCaseDistance == a;
-}
-
 // A pattern as bit masks, so that searching takes the same few operations for every byte of a hostile text:
-// bit i of Step's state says that the first i + 1 characters match up to here.
+// bit i of the state says that the first i + 1 characters match up to here. (Bytes pair with two others that
+// do not pair with each other, which rules out the searches that skip by what has been seen.)
 class FoldedPattern {
  public:
-  static constexpr std::size_t kMostCharacters = 64;
-
-  FoldedPattern(const unsigned char* pattern, std::size_t length) : last_(std::uint64_t{1} << (length - 1)) {
-    for (std::size_t byte = 0; byte <= UCHAR_MAX; ++byte) {
-      for (std::size_t i = 0; i < length; ++i) {
-        // The analyzer forgets that the pattern has `length` characters.
-        // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage)
-        if (IsSameButForCase(static_cast<unsigned char>(byte), pattern[i]))
-          masks_[byte] |= std::uint64_t{1} << i;
+  // False when there is no memory.
+  [[nodiscard]] bool Prepare(const unsigned char* pattern, std::size_t length) {
+    words_ = (length + kWordBits - 1) / kWordBits;
+    if (!bits_.Allocate((UCHAR_MAX + 2) * words_ * sizeof(Word))) return false;
+    masks_ = reinterpret_cast<Word*>(bits_.data());
+    state_ = masks_ + (UCHAR_MAX + 1) * words_;
+    last_ = Word{1} << (length - 1) % kWordBits;
+    for (std::size_t i = 0; i < length; ++i) {
+      for (const int byte : {pattern[i] - kCaseDistance, +pattern[i], pattern[i] + kCaseDistance}) {
+        if (byte >= 0 && byte <= UCHAR_MAX) Mask(byte)[i / kWordBits] |= Word{1} << i % kWordBits;
       }
     }
+    return true;
   }
 
   // True when the whole pattern ends with this byte.
   bool Step(unsigned char byte) {
-    state_ = (state_ << 1 | 1) & masks_[byte];
-    return (state_ & last_) != 0;
+    const Word* mask = Mask(byte);
+    Word carry = 1;
+    for (std::size_t i = 0; i < words_; ++i) {
+      const Word shifted = state_[i] << 1 | carry;
+      carry = state_[i] >> (kWordBits - 1);
+      state_[i] = shifted & mask[i];
+    }
+    return (state_[words_ - 1] & last_) != 0;
   }
 
  private:
-  std::array<std::uint64_t, UCHAR_MAX + 1> masks_{};
-  std::uint64_t state_ = 0;
-  std::uint64_t last_;
+  using Word = std::uint64_t;
+  static constexpr std::size_t kWordBits = 64;
+
+  Word* Mask(int byte) { return masks_ + static_cast<std::size_t>(byte) * words_; }
+
+  CBuffer bits_;  // a mask for each byte, then the state
+  Word* masks_ = nullptr;
+  Word* state_ = nullptr;
+  std::size_t words_ = 0;
+  Word last_ = 0;
 };
 
 // Where an element's value begins and ends; positions are offsets into the text.
@@ -74,23 +86,32 @@ struct ElementValue {
 
 class ElementReader {
  public:
-  explicit ElementReader(const char* tag)
-      : opening_(std::string("<") + tag + ">"), closing_(std::string("</") + tag + ">") {}
+  // False when there is no memory.
+  [[nodiscard]] bool Prepare(const char* tag) {
+    return Enclose("<", tag, &opening_) && Enclose("</", tag, &closing_);
+  }
 
   bool Next(const char* from, ElementValue* value) const {
-    const char* open = std::strstr(from, opening_.c_str());
+    const char* open = std::strstr(from, opening_.text());
     if (open == nullptr) return false;
-    value->begin = open + opening_.size();
+    value->begin = open + std::strlen(opening_.text());
     // The value runs to the first closing tag of that name: nesting is not understood.
-    value->end = std::strstr(value->begin, closing_.c_str());
+    value->end = std::strstr(value->begin, closing_.text());
     if (value->end == nullptr) return false;
-    value->behind = value->end + closing_.size();
+    value->behind = value->end + std::strlen(closing_.text());
     return true;
   }
 
  private:
-  std::string opening_;
-  std::string closing_;
+  static bool Enclose(const char* before, const char* tag, CBuffer* out) {
+    const std::size_t size = std::strlen(before) + std::strlen(tag) + sizeof ">";
+    if (!out->Allocate(size)) return false;
+    std::snprintf(out->text(), size, "%s%s>", before, tag);
+    return true;
+  }
+
+  CBuffer opening_;
+  CBuffer closing_;
 };
 
 int CopyAddressPart(const char* address, char* out, bool domain) {
@@ -164,19 +185,10 @@ long long TypV2Utils::possubstringsimplenocase(const unsigned char* buffer, unsi
   const std::size_t sub_length = std::strlen(sub);
   if (sub_length > length || start > length - sub_length) return -1;
   if (sub_length == 0) return static_cast<long long>(start);
-  const auto* pattern = reinterpret_cast<const unsigned char*>(sub);
-  const std::size_t head =
-      sub_length < FoldedPattern::kMostCharacters ? sub_length : FoldedPattern::kMostCharacters;
-  FoldedPattern folded(pattern, head);
-  const unsigned long long end =
-      length - (sub_length - head);  // the head must end here, the rest fits behind
-  for (unsigned long long i = start; i < end; ++i) {
-    if (!folded.Step(buffer[i])) continue;
-    std::size_t matched = head;
-    // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): as above
-    while (matched < sub_length && IsSameButForCase(buffer[i + 1 + matched - head], pattern[matched]))
-      ++matched;
-    if (matched == sub_length) return static_cast<long long>(i + 1 - head);
+  FoldedPattern pattern;
+  if (!pattern.Prepare(reinterpret_cast<const unsigned char*>(sub), sub_length)) return -1;
+  for (unsigned long long i = start; i < length; ++i) {
+    if (pattern.Step(buffer[i])) return static_cast<long long>(i + 1 - sub_length);
   }
   return -1;
 }
@@ -186,7 +198,8 @@ int TypV2Utils::ExtractSmallValueFromXMLLight(const char* xml, const char* tag, 
   if (xml == nullptr || tag == nullptr) return argument::kNoInput;
   if (out == nullptr) return argument::kNoOutput;
   if (start >= std::strlen(xml)) return utils::kTagMissing;
-  const ElementReader reader(tag);
+  ElementReader reader;
+  if (!reader.Prepare(tag)) return utils::kTagMissing;
   ElementValue value{};
   const char* from = xml + start;
   for (unsigned long long occurrence = 1; occurrence <= kMostOccurrences; ++occurrence) {
