@@ -121,7 +121,10 @@ int TypApiV2Signature::LoadPrivateKey() {
   const std::string path = std::string(folder_.data()) + key_file_name_.data();
   rc = x509parse_keyfile(&private_key_, path.c_str(), password_.text());
   if (rc == ERR_X509_KEY_PASSWORD_MISMATCH) return signer::kWrongPassword;
-  if (rc != 0 || rsa_check_privkey(&private_key_) != 0) return signer::kKeyUnreadable;
+  if (rc != 0 || rsa_check_privkey(&private_key_) != 0) {
+    rsa_free(&private_key_);  // nothing is ever signed with a key whose parts do not fit together
+    return signer::kKeyUnreadable;
+  }
   key_loaded_ = 1;
   return kOk;
 }
