@@ -20,6 +20,11 @@ class LibraryObject {
   static void* operator new(std::size_t bytes, const std::nothrow_t& tag) noexcept {
     return ::operator new(bytes, tag);
   }
+  // Counterparts of the two above, for a constructor that throws; deletion itself is the one below.
+  static void operator delete(void* memory) noexcept { ::operator delete(memory); }
+  static void operator delete(void* memory, const std::nothrow_t& tag) noexcept {
+    ::operator delete(memory, tag);
+  }
   static void operator delete(LibraryObject* base, std::destroying_delete_t) noexcept {
     T* const object = static_cast<T*>(base);
     object->T::~T();

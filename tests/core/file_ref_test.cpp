@@ -1,0 +1,245 @@
+#include "core/file_ref.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/owned.h"
+#include "tests/support/bytes.h"
+#include "tests/support/temp_folder.h"
+
+namespace {
+int g_syncs = 0;
+bool g_sync_fails = false;
+}  // namespace
+
+// In place of the C library's: counts, and fails on demand as a broken disk does.
+extern "C" int fdatasync(int fd) {
+  ++g_syncs;
+  return g_sync_fails ? -1 : static_cast<int>(::syscall(SYS_fdatasync, fd));
+}
+
+namespace kestrune::testing {
+namespace {
+
+Owned<TypV2FileRef> FileAt(const std::string& path) {
+  Owned<TypV2FileRef> file(new TypV2FileRefUnix);
+  EXPECT_EQ(file.Init(), 0);
+  EXPECT_EQ(file->SetFileName(path.c_str()), 0);
+  return file;
+}
+
+int OpenOnce(const std::string& path, int mode) {
+  return FileAt(path)->OpenDF(mode);
+}
+
+void MakeSocket(const std::string& path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  ASSERT_LT(path.size(), sizeof address.sun_path);
+  std::strcpy(address.sun_path, path.c_str());
+  const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+  EXPECT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  ::close(fd);
+}
+
+// What each kind of file answers. None of it may wait: a FIFO without a partner would, for ever.
+TEST(FileRef, TakesRegularFilesAloneSaveForCreating) {
+  const TempFolder folder;
+  const auto file = [&](const char* name) { return folder.File(name); };
+  WriteFile(file("plain"), "x");
+  WriteFile(file("target"), "x");
+  std::filesystem::create_symlink(file("target"), file("link"));
+  std::filesystem::create_symlink(file("nowhere"), file("dangling"));
+  std::filesystem::create_symlink("/dev/null", file("device"));
+  std::filesystem::create_directory(file("folder"));
+  ASSERT_EQ(::mkfifo(file("fifo").c_str(), 0600), 0);
+  MakeSocket(file("socket"));
+  struct Kind {
+    std::string path;
+    int exists, read, update, create;
+    bool deleted;
+  };
+  const std::vector<Kind> kinds = {
+      {file("plain"), 0, 0, 0, 0, true},
+      {file("link"), 0, 0, 0, 0, true},
+      {file("missing"), -43, -9, -9, 0, true},
+      {file("dangling"), -43, -9, -9, 0, true},
+      {file("folder"), -43, -9, -9, -9, false},
+      {file("fifo"), -43, -9, -9, -9, false},
+      {file("socket"), -43, -9, -9, -9, false},
+      {file("device"), -43, -9, -9, 0, false},
+      {"/dev/full", -43, -9, -9, 0, false},
+      {"/dev/zero", -43, -9, -9, 0, false},
+      {file("no/such/path"), -43, -9, -9, -9, true},
+      {"", -43, -9, -9, -9, true},
+  };
+  for (const Kind& kind : kinds) {
+    SCOPED_TRACE(kind.path);
+    EXPECT_EQ(FileAt(kind.path)->Exists(), kind.exists);
+    EXPECT_EQ(OpenOnce(kind.path, 0), kind.read);
+    EXPECT_EQ(OpenOnce(kind.path, 1), kind.update);
+    EXPECT_EQ(OpenOnce(kind.path, 2), kind.create);
+    EXPECT_EQ(FileAt(kind.path)->Delete(), 0);
+    EXPECT_NE(std::filesystem::exists(std::filesystem::symlink_status(kind.path)), kind.deleted);
+  }
+  EXPECT_TRUE(FileExists(file("target")));  // the link went, not what it led to
+}
+
+TEST(FileRef, ReadsWritesMeasuresAndCuts) {
+  const TempFolder folder;
+  const auto file = FileAt(folder.File("f"));
+  unsigned long long length = 9;
+  unsigned char* whole = nullptr;
+  char buffer[16] = {};
+  ASSERT_EQ(file->OpenDF(2), 0);
+  EXPECT_EQ(file->OpenDF(0), 0);  // keeps the first mode: the Write below works
+  EXPECT_EQ(file->GetDF(&whole, &length), 0);
+  EXPECT_EQ(length, 0u);  // empty, and a buffer all the same
+  EXPECT_NE(whole, nullptr);
+  std::free(whole);
+  EXPECT_EQ(file->Write("0123456789", 10), 0);
+  EXPECT_EQ(file->SetFilePos(8), 0);
+  EXPECT_EQ(file->Read(buffer, 3), -8);
+  EXPECT_EQ(file->SetFilePos(2), 0);
+  EXPECT_EQ(file->Write("ab", 2), 0);
+  EXPECT_EQ(file->GetLength(&length), 0);
+  EXPECT_EQ(length, 10u);
+  EXPECT_EQ(file->Read(buffer, 1), -8);  // the position stayed at the end
+  EXPECT_EQ(file->SetEOF(6), 0);
+  EXPECT_EQ(file->GetDF(&whole, &length), 0);
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(whole), length), "01ab45");
+  std::free(whole);
+  // Beyond what the platform can count: its refusal, passed on.
+  EXPECT_EQ(file->SetEOF(~0ULL), -1);
+  EXPECT_EQ(file->SetFilePos(~0ULL), -1);
+  EXPECT_EQ(file->IsOpend(), 0);
+  EXPECT_EQ(file->CloseDF(), 0);
+  EXPECT_EQ(file->CloseDF(), 0);
+  EXPECT_EQ(file->OpenDF(3), -1);
+}
+
+TEST(FileRef, AnswersOnAClosedFile) {
+  const auto file = FileAt("/nowhere");
+  unsigned long long length = 9;
+  unsigned char byte = 0;
+  unsigned char* data = &byte;
+  EXPECT_EQ(file->IsOpend(), -2);
+  EXPECT_EQ(file->Read(&byte, 1), -8);
+  EXPECT_EQ(file->Write(&byte, 1), -7);
+  EXPECT_EQ(file->SetFilePos(0), -2);
+  EXPECT_EQ(file->SetEOF(0), -2);
+  EXPECT_EQ(file->GetLength(&length), -2);
+  EXPECT_EQ(length, 0u);
+  EXPECT_EQ(file->CloseDF(), 0);
+  EXPECT_EQ(file->GetDF(nullptr, &length), -60);
+  EXPECT_EQ(file->GetDF(nullptr, nullptr), -59);
+  EXPECT_EQ(file->GetDF(&data, &length), -2);
+  EXPECT_EQ(data, nullptr);
+  EXPECT_EQ(file->OSToPrivateError(-300), -300);
+}
+
+TEST(FileRef, UpdatesAreOnStableStorageAndFailuresAreTold) {
+  const TempFolder folder;
+  struct Row {
+    const char* name;
+    std::string path;
+    int mode;
+    bool sync_fails;
+    int syncs, write, close;
+  };
+  WriteFile(folder.File("f"), "old");
+  for (const Row& row : {Row{"Update", folder.File("f"), 1, false, 1, 0, 0},
+                         Row{"SyncFails", folder.File("f"), 1, true, 1, -7, -1},
+                         Row{"Create", folder.File("new"), 2, false, 0, 0, 0},
+                         Row{"DiskFull", "/dev/full", 2, false, 0, -7, -1},
+                         Row{"ReadOnly", folder.File("f"), 0, false, 0, -7, -1}}) {
+    SCOPED_TRACE(row.name);
+    const auto file = FileAt(row.path);
+    g_syncs = 0;
+    g_sync_fails = row.sync_fails;
+    ASSERT_EQ(file->OpenDF(row.mode), 0);
+    EXPECT_EQ(file->Write("x", 1), row.write);
+    EXPECT_EQ(g_syncs, row.syncs);
+    EXPECT_EQ(file->CloseDF(), row.close);
+    // The failure belongs to that opening alone.
+    g_sync_fails = false;
+    EXPECT_EQ(file->OpenDF(row.mode), 0);
+    EXPECT_EQ(file->CloseDF(), 0);
+  }
+}
+
+TEST(FileRef, WritesAllToAFifoThatIsReadSlowly) {
+  const TempFolder folder;
+  const std::string path = folder.File("fifo");
+  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+  std::size_t received = 0;
+  const int reader = ::open(path.c_str(), O_RDONLY | O_NONBLOCK);
+  const std::string content(1 << 20, 'x');  // more than a pipe holds
+  const auto file = FileAt(path);
+  ASSERT_EQ(file->OpenDF(2), 0);
+  std::thread drain([&] {
+    char buffer[4096];
+    ::usleep(100'000);
+    ::fcntl(reader, F_SETFL, 0);
+    for (ssize_t got = 0; (got = ::read(reader, buffer, sizeof buffer)) > 0;)
+      received += static_cast<std::size_t>(got);
+  });
+  EXPECT_EQ(file->Write(content.data(), content.size()), 0);
+  EXPECT_EQ(file->CloseDF(), 0);
+  drain.join();
+  ::close(reader);
+  EXPECT_EQ(received, content.size());
+}
+
+TEST(FileRef, NamesItsPath) {
+  const auto file = FileAt("");
+  const std::string longest(255, 'a');
+  EXPECT_EQ(file->SetFileName(longest.c_str()), 0);
+  EXPECT_EQ(file->SetFileName((longest + "a").c_str()), -99);
+  EXPECT_EQ(file->SetFileName(nullptr), -99);
+  char text[256] = "...";
+  file->GetFullPathFilename(text);
+  EXPECT_EQ(text, longest);  // a refused name changes nothing
+  const std::pair<const char*, const char*> names[] = {
+      {"/a/b.key", "b.key"}, {"b.key", "b.key"}, {"/a/b/", "b/"}, {"a//", "/"}, {"/", "/"}, {"", ""}};
+  for (const auto& [path, name] : names) {
+    EXPECT_EQ(file->SetFileName(path), 0);
+    file->GetFileNameWithoutPath(text);
+    EXPECT_STREQ(text, name) << path;
+  }
+  text[0] = text[1] = 'x';
+  file->GetPathSeperator(text);
+  EXPECT_EQ(std::string(text, 2), "/x");  // one character, no terminator
+}
+
+TEST(FileRef, IsUnavailableWithoutAPlatform) {
+  TypV2FileRef base;
+  unsigned long long length = 0;
+  unsigned char* data = nullptr;
+  for (const int rc :
+       {base.InitCreate(), base.OpenDF(0), base.GetLength(&length), base.SetFilePos(0), base.SetEOF(0),
+        base.Read(&length, 1), base.Write(&length, 1), base.CloseDF(), base.GetDF(&data, &length),
+        base.Exists(), base.Delete(), base.IsOpend(), base.SetFileName("a"), base.Kill()}) {
+    EXPECT_EQ(rc, -101);
+  }
+  char text[256] = "xyz";
+  base.GetFileNameWithoutPath(text);
+  EXPECT_STREQ(text, "");
+  EXPECT_EQ(base.OSToPrivateError(-1), -1);
+}
+
+}  // namespace
+}  // namespace kestrune::testing

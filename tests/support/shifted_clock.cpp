@@ -1,0 +1,34 @@
+#include "tests/support/shifted_clock.h"
+
+#include <cstdlib>
+
+namespace {
+std::optional<std::time_t> g_now;
+}  // namespace
+
+extern "C" std::time_t time(std::time_t* out) noexcept {
+  std::timespec real{};
+  ::clock_gettime(CLOCK_REALTIME, &real);
+  const std::time_t now = g_now.value_or(real.tv_sec);
+  if (out != nullptr) *out = now;
+  return now;
+}
+
+namespace kestrune::testing {
+
+ShiftedClock::ShiftedClock(std::time_t now, const std::string& zone) {
+  if (const char* before = std::getenv("TZ"); before != nullptr) zone_before_ = before;
+  ::setenv("TZ", zone.c_str(), 1);
+  g_now = now;
+}
+
+ShiftedClock::~ShiftedClock() {
+  g_now.reset();
+  if (zone_before_) {
+    ::setenv("TZ", zone_before_->c_str(), 1);
+  } else {
+    ::unsetenv("TZ");
+  }
+}
+
+}  // namespace kestrune::testing

@@ -1,0 +1,27 @@
+// Another date and time zone for the program under test.
+#ifndef KESTRUNE_TESTS_SUPPORT_SHIFTED_CLOCK_H
+#define KESTRUNE_TESTS_SUPPORT_SHIFTED_CLOCK_H
+
+#include <ctime>
+#include <optional>
+#include <string>
+
+namespace kestrune::testing {
+
+// While it lives, time() stands still at `now` (seconds since the epoch) and local time is that of `zone`
+// (as in TZ: "X-1" is an hour ahead of UTC). A program that uses it has its own time() in place of the C
+// library's.
+class ShiftedClock {
+ public:
+  ShiftedClock(std::time_t now, const std::string& zone);
+  ShiftedClock(const ShiftedClock&) = delete;
+  ShiftedClock& operator=(const ShiftedClock&) = delete;
+  ~ShiftedClock();
+
+ private:
+  std::optional<std::string> zone_before_;
+};
+
+}  // namespace kestrune::testing
+
+#endif
