@@ -1,23 +1,221 @@
 #include "sign/signature.h"
 
 #include <gtest/gtest.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/sha.h>
 
+#include <cstdio>
+#include <memory>
 #include <string>
 
 #include "api/kestrune.h"
+#include "core/instance_creator.h"
+#include "tests/support/bytes.h"
 #include "tests/support/key_folder.h"
+#include "tests/support/process.h"
 
 namespace kestrune::testing {
 namespace {
 
-TEST(SigningEntryPoint, NamesTheKeyFile) {
-  const KeyFolder folder;
-  const std::string stem = folder.AddSigningKey("rsa2048-protected", "cle");
-  std::string password = "a-b=c#d";
-  std::string block(2000, '\0');
-  ASSERT_EQ(Api2GetSignatureXMLLight("bonjour", "cle", password.data(), folder.path().c_str(), block.data()),
-            0);
-  EXPECT_EQ(block.find("<SIGN><N>" + stem + "</N>\n<S>"), 0u);
+constexpr std::size_t kPadding = 11;  // what PKCS#1 v1.5 takes at least
+
+// The outside witness: what libcrypto makes of the same key and bytes (padding type 1 leaves nothing open).
+std::string WitnessSignature(const std::string& data_name, const std::string& bytes) {
+  char pass[] = "a_b_c_d";
+  std::FILE* file = std::fopen(DataPath(data_name + ".key").c_str(), "r");
+  EVP_PKEY* key = PEM_read_PrivateKey(file, nullptr, nullptr, pass);
+  std::fclose(file);
+  EVP_PKEY_CTX* context = EVP_PKEY_CTX_new(key, nullptr);
+  std::string signature(1024, '\0');
+  std::size_t length = signature.size();
+  EXPECT_EQ(EVP_PKEY_sign_init(context), 1);
+  EXPECT_EQ(EVP_PKEY_sign(context, reinterpret_cast<unsigned char*>(signature.data()), &length,
+                          reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()),
+            1);
+  EVP_PKEY_CTX_free(context);
+  EVP_PKEY_free(key);
+  signature.resize(length);
+  return signature;
+}
+
+std::string Sha512(const std::string& text) {
+  std::string digest(SHA512_DIGEST_LENGTH, '\0');
+  SHA512(reinterpret_cast<const unsigned char*>(text.data()), text.size(),
+         reinterpret_cast<unsigned char*>(digest.data()));
+  return digest;
+}
+
+// The block around a signature: 57 characters on the first line, then 60 on each.
+std::string Block(const std::string& name, const std::string& signature) {
+  std::string base64(2000, '\0');
+  const int length = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(base64.data()),
+                                     reinterpret_cast<const unsigned char*>(signature.data()),
+                                     static_cast<int>(signature.size()));
+  base64.resize(static_cast<std::size_t>(length));
+  for (std::size_t line = 57; line <= base64.size(); line += 61) base64.insert(line, 1, '\n');
+  return "<SIGN><N>" + name + "</N>\n<S>" + base64 + "</S></SIGN>";
+}
+
+class Signing : public ::testing::Test {
+ protected:
+  struct Answer {
+    int rc;
+    std::string block;
+  };
+  Owned<TypApiV2Signature> Signer(const std::string& name, std::string password, int rc = 0,
+                                  TypV2InstanceCreator* creator = nullptr) {
+    Owned<TypApiV2Signature> signer(creator_.newTypApiV2Signature());
+    EXPECT_EQ(signer.Init(creator == nullptr ? &creator_ : creator, name.c_str(), folder_.path().c_str(),
+                          password.data()),
+              rc);
+    return signer;
+  }
+  static Answer Sign(const Owned<TypApiV2Signature>& signer, const std::string& text, long mode) {
+    char out[2000] = "old";
+    const int rc = signer->GetSignatureXMLLight(reinterpret_cast<const unsigned char*>(text.data()),
+                                                static_cast<std::uint32_t>(text.size()), out, mode);
+    return {rc, out};
+  }
+  KeyFolder folder_;
+  TypV2InstanceCreatorUnix creator_;
+};
+
+TEST_F(Signing, WritesTheBlockThatTheWitnessMakes) {
+  for (const std::size_t bits : {1024, 2048, 3072, 4096}) {
+    for (const char* kind : {"", "-protected"}) {
+      const std::string data = "rsa" + std::to_string(bits) + kind;
+      SCOPED_TRACE(data);
+      const std::string name = folder_.AddSigningKey(data, data);
+      const auto signer = Signer(data, "a-b=c#d");
+      const std::string longest(bits / 8 - kPadding, 'x');
+      for (const std::string& text : {std::string("bonjour"), std::string(), longest}) {
+        const Answer itself = Sign(signer, text, 0);
+        EXPECT_EQ(itself.rc, 0);
+        EXPECT_EQ(itself.block, Block(name, WitnessSignature(data, text)));
+        EXPECT_EQ(Sign(signer, text, 2).block, itself.block);
+        EXPECT_EQ(Sign(signer, text, 1).block, Block(name, WitnessSignature(data, Sha512(text))));
+      }
+      const Answer too_long = Sign(signer, longest + "x", 0);
+      EXPECT_EQ(too_long.rc, -94);
+      EXPECT_EQ(too_long.block, "");
+    }
+  }
+}
+
+TEST_F(Signing, ReadsTheKeyOnceAndForgetsItWhenTold) {
+  const std::string name = folder_.AddSigningKey("rsa1024-protected", "n");
+  const auto signer = Signer("n", "a_b_c_d");
+  unsigned char signature[1024];
+  std::uint32_t length = 9;
+  EXPECT_EQ(signer->SignDigestSHA512(signature, 1, signature, &length), -94);  // not loaded yet
+  EXPECT_EQ(length, 0u);
+  const Answer first = Sign(signer, "text", 0);
+  ASSERT_EQ(first.rc, 0);
+  std::remove(folder_.File(name + ".key").c_str());
+  EXPECT_EQ(signer->ZeroPassword(), 0);
+  EXPECT_EQ(Sign(signer, "text", 0).block, first.block);
+  EXPECT_EQ(signer->FreePrivateKey(), 0);
+  EXPECT_EQ(Sign(signer, "text", 0).rc, -94);
+}
+
+TEST_F(Signing, TellsWhyAKeyDoesNotOpen) {
+  Bytes damaged = ReadFile(DataPath("rsa1024.key"));
+  damaged[damaged.size() / 2] ^= 1;
+  WriteFile(folder_.File("damaged.z." + CertificateYear() + ".key"), damaged);
+  for (const char* data : {"rsa1024", "rsa1024-protected", "ec", "pkcs8-aes"})
+    folder_.AddSigningKey(data, data);
+  const struct {
+    const char *name, *password;
+    int rc;
+  } rows[] = {{"rsa1024", "", 0},
+              {"rsa1024", "not needed", 0},
+              {"rsa1024-protected", "a_b_c_d", 0},
+              {"rsa1024-protected", "wrong", -104},
+              {"rsa1024-protected", "", -104},
+              {"ec", "", -95},
+              {"pkcs8-aes", "a_b_c_d", -95},
+              {"damaged", "", -95},
+              {"missing", "", -103}};
+  for (const auto& row : rows) {
+    const auto signer = Signer(row.name, row.password);
+    EXPECT_EQ(signer->LoadPrivateKey(), row.rc) << row.name;
+    for (const long mode : {0, 1}) {
+      const Answer answer = Sign(signer, "text", mode);
+      EXPECT_EQ(answer.rc, row.rc) << row.name;
+      EXPECT_EQ(answer.block.empty(), row.rc != 0);
+    }
+  }
+  const auto forgetful = Signer("rsa1024-protected", "a_b_c_d");
+  forgetful->ZeroPassword();
+  EXPECT_EQ(forgetful->LoadPrivateKey(), -104);
+}
+
+TEST_F(Signing, DigestsNoMoreThanAThousandMillionBytes) {
+  folder_.AddSigningKey("rsa1024", "n");
+  const auto signer = Signer("n", "");
+  unsigned char out[1024];
+  std::uint32_t length = 9;
+  // Refused before the first byte is looked at: there are not that many here.
+  EXPECT_EQ(signer->DigestSHA512(out, 1'000'000'001, out, &length), -93);
+  EXPECT_EQ(length, 0u);
+  EXPECT_EQ(signer->Signer(out, 1'000'000'001, out, &length), -93);
+}
+
+TEST_F(Signing, ChecksItsArgumentsInOrder) {
+  const std::string name(39, 'n'), folder(2047, 'd'), password(32, '@');
+  const struct {
+    const char* what;
+    std::string name, folder, password;
+    int rc;
+  } rows[] = {{"Longest", name, folder, password, 0},
+              {"Name", name + "n", folder, password, -87},
+              {"Folder", name, folder + "d", password, -86},
+              {"Password", name, folder, password + "@", -88},
+              {"FolderWins", name + "n", folder + "d", password + "@", -86},
+              {"NameBeforePassword", name + "n", folder, password + "@", -87},
+              {"Empty", "", "", "", 0}};
+  for (const auto& row : rows) {
+    Owned<TypApiV2Signature> signer(creator_.newTypApiV2Signature());
+    std::string typed = row.password;
+    EXPECT_EQ(signer.Init(&creator_, row.name.c_str(), row.folder.c_str(), typed.data()), row.rc) << row.what;
+    // The caller's own text is changed, when it is accepted.
+    EXPECT_EQ(typed, row.rc == 0 ? std::string(typed.size(), '_') : row.password);
+  }
+  char empty[] = "";
+  const auto signer = [&] { return Owned<TypApiV2Signature>(creator_.newTypApiV2Signature()); };
+  EXPECT_EQ(signer().Init(&creator_, nullptr, nullptr, nullptr), -86);
+  EXPECT_EQ(signer().Init(&creator_, nullptr, "", empty), -87);
+  EXPECT_EQ(signer().Init(&creator_, "", "", nullptr), -88);
+}
+
+TEST_F(Signing, NeedsItsHelpers) {
+  struct WithoutUtils : TypV2InstanceCreatorUnix {
+    TypV2Utils* newTypV2Utils() override { return nullptr; }
+  } without_utils;
+  struct WithoutKeyUtils : TypV2InstanceCreatorUnix {
+    TypKeyUtils* newTypKeyUtils() override { return nullptr; }
+  } without_key_utils;
+  Signer("n", "", -96, &without_utils);
+  Signer("n", "", -96, &without_key_utils);
+  Signer("n", std::string(33, 'p'), -96, &without_utils);  // before the pass phrase is looked at
+  TypV2InstanceCreator without_files;
+  EXPECT_EQ(Signer("n", "", 0, &without_files)->LoadPrivateKey(), -96);
+}
+
+TEST_F(Signing, HasAnEntryPointThatLeavesItsOutputAloneOrEmpty) {
+  const std::string name = folder_.AddSigningKey("rsa2048-protected", "n");
+  char out[2000] = "old";
+  char password[] = "a-b=c#d";
+  const std::string too_long(33, 'p');
+  std::string long_password = too_long;
+  EXPECT_EQ(Api2GetSignatureXMLLight("x", "n", long_password.data(), folder_.path().c_str(), out), -88);
+  EXPECT_STREQ(out, "old");
+  EXPECT_EQ(Api2GetSignatureXMLLight("x", "m", password, folder_.path().c_str(), out), -103);
+  EXPECT_STREQ(out, "");
+  EXPECT_EQ(Api2GetSignatureXMLLight("bonjour", "n", password, folder_.path().c_str(), out), 0);
+  EXPECT_STREQ(password, "a_b_c_d");
+  EXPECT_EQ(out, Block(name, WitnessSignature("rsa2048-protected", "bonjour")));
 }
 
 }  // namespace

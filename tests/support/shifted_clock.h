@@ -9,7 +9,7 @@
 namespace kestrune::testing {
 
 // While it lives, time() stands still at `now` (seconds since the epoch) and local time is that of `zone`
-// (as in TZ: "X-1" is an hour ahead of UTC). A program that uses it has its own time() in place of the C
+// (as in TZ: "EAST-1" is an hour ahead of UTC). A program that uses it has its own time() in place of the C
 // library's.
 class ShiftedClock {
  public:
