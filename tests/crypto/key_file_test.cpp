@@ -1,0 +1,133 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "crypto/classic.h"
+#include "tests/support/bytes.h"
+#include "tests/support/process.h"
+#include "tests/support/temp_folder.h"
+
+namespace kestrune::testing {
+namespace {
+
+constexpr int kUnreadable = ERR_X509_KEY_INVALID;
+constexpr int kWrong = ERR_X509_KEY_PASSWORD_MISMATCH;
+
+void OpenSsl(std::vector<std::string> words) {
+  words.insert(words.begin(), "openssl");
+  const ProcessResult result = RunProgram(words);
+  EXPECT_EQ(result.status, 0) << result.err;
+}
+
+class KeyFiles : public ::testing::Test {
+ protected:
+  static int Read(const std::string& path, const char* password) {
+    rsa_context key;
+    const int rc = x509parse_keyfile(&key, path.c_str(), password);
+    EXPECT_EQ(rsa_check_privkey(&key) == 0, rc == 0);
+    return rc;
+  }
+  // A PKCS#8 form of the 1024-bit key, protected by "a_b_c_d".
+  std::string Pkcs8(const std::string& name, std::vector<std::string> protection) const {
+    std::vector<std::string> words = {"pkcs8", "-topk8",           "-in",      DataPath("rsa1024.key"),
+                                      "-out",  folder_.File(name), "-passout", "pass:a_b_c_d"};
+    words.insert(words.end(), protection.begin(), protection.end());
+    OpenSsl(words);
+    return folder_.File(name);
+  }
+  TempFolder folder_;
+};
+
+TEST_F(KeyFiles, AreReadInEachFormOrRefused) {
+  const std::string protected_key = DataPath("rsa1024-protected.key");
+  const std::string der = folder_.File("der"), fifo = folder_.File("fifo"), rsa = DataPath("rsa1024.key");
+  const Bytes content = ReadFile(rsa);
+  OpenSsl({"rsa", "-in", rsa, "-outform", "DER", "-traditional", "-out", der});
+  WriteFile(folder_.File("empty"), "");
+  WriteFile(folder_.File("short"), Bytes(content.begin(), content.end() - 40));
+  WriteFile(folder_.File("huge"), Bytes(content.size() + (1 << 20), '\n'));
+  WriteFile(folder_.File("zeros"), Bytes(500));
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  const struct {
+    std::string path;
+    const char* password;
+    int rc;
+  } rows[] = {
+      {rsa, nullptr, 0},
+      {rsa, "unneeded", 0},
+      {der, nullptr, 0},
+      {der, "unneeded", 0},
+      {protected_key, "a_b_c_d", 0},
+      {protected_key, "a_b_c_D", kWrong},
+      {protected_key, "", kWrong},
+      {protected_key, nullptr, kWrong},
+      {Pkcs8("plain", {"-nocrypt"}), nullptr, 0},
+      {Pkcs8("v1", {"-v1", "PBE-SHA1-3DES"}), "a_b_c_d", 0},
+      {Pkcs8("v2", {"-v2", "des3"}), "a_b_c_d", 0},
+      {folder_.File("v2"), "", kWrong},
+      {folder_.File("v2"), nullptr, kWrong},
+      {DataPath("pkcs8-aes.key"), "a_b_c_d", kUnreadable},
+      {DataPath("ec.key"), nullptr, kUnreadable},
+      {DataPath("rsa1024.pem"), nullptr, kUnreadable},
+      {folder_.File("short"), nullptr, kUnreadable},
+      {folder_.File("empty"), nullptr, kUnreadable},
+      {folder_.File("huge"), nullptr, kUnreadable},
+      {folder_.File("zeros"), nullptr, kUnreadable},
+      {folder_.File("missing"), nullptr, kUnreadable},
+      {folder_.path(), nullptr, kUnreadable},
+      {fifo, nullptr, kUnreadable},
+      {"/dev/zero", nullptr, kUnreadable},
+  };
+  for (const auto& row : rows) EXPECT_EQ(Read(row.path, row.password), row.rc) << row.path;
+}
+
+// One wrong phrase in a few hundred deciphers to something that looks like the beginning of a key.
+TEST_F(KeyFiles, NeverTakeAWrongPassPhraseForADamagedKey) {
+  for (const std::string& path :
+       {DataPath("rsa1024-protected.key"), Pkcs8("v1", {"-v1", "PBE-SHA1-3DES", "-iter", "1"}),
+        Pkcs8("v2", {"-v2", "des3", "-iter", "1"})}) {
+    for (int i = 0; i < 1500; ++i) ASSERT_EQ(Read(path, std::to_string(i).c_str()), kWrong) << path << i;
+  }
+}
+
+// Cut anywhere, or with any one byte changed: a code, whatever it is, and never a key that does not sign.
+TEST_F(KeyFiles, SurviveDamage) {
+  for (const char* name : {"rsa1024.key", "rsa1024-protected.key"}) {
+    const Bytes content = ReadFile(DataPath(name));
+    for (std::size_t i = 0; i < content.size(); i += 7) {
+      WriteFile(folder_.File("f"), Bytes(content.begin(), content.begin() + static_cast<std::ptrdiff_t>(i)));
+      EXPECT_NE(Read(folder_.File("f"), "a_b_c_d"), 0);
+      Bytes changed = content;
+      changed[i] ^= 2;
+      WriteFile(folder_.File("f"), changed);
+      rsa_context key;
+      (void)x509parse_keyfile(&key, folder_.File("f").c_str(), "a_b_c_d");
+      (void)rsa_check_privkey(&key);
+    }
+  }
+}
+
+TEST_F(KeyFiles, CertificatesHoldAnRsaKey) {
+  const Bytes content = ReadFile(DataPath("rsa2048.pem"));
+  const std::string der = folder_.File("der");
+  OpenSsl({"x509", "-in", DataPath("rsa2048.pem"), "-outform", "DER", "-out", der});
+  WriteFile(folder_.File("short"), Bytes(content.begin(), content.end() - 40));
+  const struct {
+    std::string path;
+    int rc;
+  } rows[] = {{DataPath("rsa2048.pem"), 0}, {der, 0},
+              {DataPath("ec.pem"), -64},    {DataPath("rsa2048.key"), -64},
+              {folder_.File("short"), -64}, {folder_.File("missing"), -64},
+              {folder_.path(), -64},        {"/dev/zero", -64}};
+  x509_cert certificate;
+  for (const auto& row : rows) {
+    EXPECT_EQ(x509parse_crtfile(&certificate, row.path.c_str()), row.rc) << row.path;
+    EXPECT_EQ(certificate.rsa.len(), row.rc == 0 ? 256u : 0u);  // nothing is left of the one before
+  }
+}
+
+}  // namespace
+}  // namespace kestrune::testing
