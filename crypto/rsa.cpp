@@ -77,7 +77,10 @@ int rsa_pkcs1_sign(rsa_context* key, int mode, int hash_id, std::size_t length, 
   if (!Holds(key) || mode != RSA_PRIVATE || hash_id != SIG_RSA_RAW) return ERR_RSA_BAD_INPUT_DATA;
   if (length > key->len() || length + kPkcs1PaddingBytes > key->len()) return ERR_RSA_BAD_INPUT_DATA;
   // Not the library's signing call: it would check the result with the public half a second time.
-  return rsa_private(key, PaddedForSignature(bytes, length, key->len()).data(), signature);
+  std::vector<unsigned char> block = PaddedForSignature(bytes, length, key->len());
+  const int rc = rsa_private(key, block.data(), signature);
+  wipe(block.data(), block.size());
+  return rc;
 }
 
 int rsa_pkcs1_verify(rsa_context* key, int mode, int hash_id, std::size_t length, const unsigned char* bytes,
