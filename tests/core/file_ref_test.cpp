@@ -63,7 +63,10 @@ TEST(FileRef, TakesRegularFilesAloneSaveForCreating) {
   WriteFile(file("target"), "x");
   std::filesystem::create_symlink(file("target"), file("link"));
   std::filesystem::create_symlink(file("nowhere"), file("dangling"));
-  std::filesystem::create_symlink("/dev/null", file("device"));
+  // Through links: should deleting go wrong, only they are lost, even where the tests run as root.
+  for (const char* device : {"null", "full", "zero"}) {
+    std::filesystem::create_symlink(std::string("/dev/") + device, file(device));
+  }
   std::filesystem::create_directory(file("folder"));
   ASSERT_EQ(::mkfifo(file("fifo").c_str(), 0600), 0);
   MakeSocket(file("socket"));
@@ -80,9 +83,9 @@ TEST(FileRef, TakesRegularFilesAloneSaveForCreating) {
       {file("folder"), -43, -9, -9, -9, false},
       {file("fifo"), -43, -9, -9, -9, false},
       {file("socket"), -43, -9, -9, -9, false},
-      {file("device"), -43, -9, -9, 0, false},
-      {"/dev/full", -43, -9, -9, 0, false},
-      {"/dev/zero", -43, -9, -9, 0, false},
+      {file("null"), -43, -9, -9, 0, false},
+      {file("full"), -43, -9, -9, 0, false},
+      {file("zero"), -43, -9, -9, 0, false},
       {file("no/such/path"), -43, -9, -9, -9, true},
       {"", -43, -9, -9, -9, true},
   };
