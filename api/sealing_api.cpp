@@ -111,8 +111,11 @@ long Api2CrypterMem(const char* text, const char* attachmentFiles, const char* u
                     long verbose) {
   const Result checked = Check({text, attachmentFiles, userName, signName, password, signPassword, folder, to,
                                 cc, bcc, replyTo, subject, dateTime, block, length, messageId});
-  if (messageId != nullptr) *messageId = 0;
-  if (checked != kOk) return checked;
+  if (checked != kOk) {
+    if (messageId != nullptr) *messageId = 0;
+    return checked;
+  }
+  *messageId = 0;
   return EntryPoint([&]() -> long {
     MessageCall call;
     if (const Result rc = call.Init(folder); rc != kOk) return rc;

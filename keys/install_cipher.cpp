@@ -26,7 +26,7 @@ constexpr unsigned char kFiller = ' ';
 
 // Files pass in pieces of this size. A multiple of the grain, so that only the last piece is filled up and
 // the trailer lies wholly in the last one.
-constexpr std::size_t kPieceBytes = 64 * 1024;
+constexpr std::size_t kPieceBytes = 64UL * 1024;
 static_assert(kPieceBytes % kGrainBytes == 0 && kTrailerBytes == kGrainBytes);
 
 // One file on its way into another: Prepare, OpenInput, OpenOutput, then one of the two directions.
