@@ -25,8 +25,10 @@ class GatewayList {
   GatewayList(TypV2Utils* utils, TextBuffer* out) : utils_(utils), out_(out), begin_(out->size()) {}
 
   // What goes beyond the capacity is cut off.
-  void Add(char character) {
-    if (length_ < kAddressCapacity - 1) address_.text()[length_++] = character;
+  void Add(std::string_view piece) {
+    piece = piece.substr(0, kAddressCapacity - 1 - length_);
+    std::memcpy(address_.text() + length_, piece.data(), piece.size());
+    length_ += piece.size();
   }
 
   void FinishAddress() {
@@ -112,11 +114,17 @@ Result AppendGatewayAddresses(std::string_view addresses, TextBuffer* out) {
   Owned<TypV2Utils> utils(creator.newTypV2Utils());
   if (utils.Init() != kOk) return kNoObject;
   GatewayList list(utils.get(), out);
-  for (std::size_t i = 0; i < addresses.size(); ++i) {
-    const char character = addresses[i];
-    if (character == ' ') continue;  // kept so: a space in last place leaves the last address unfinished
-    if (character != ',') list.Add(character);
-    if (character == ',' || i + 1 == addresses.size()) list.FinishAddress();
+  // Each comma becomes a separator, each address may grow by the gateway's domain.
+  const std::size_t commas = Count(addresses, ',');
+  out->Reserve(addresses.size() + commas + (commas + 1) * std::strlen(settings::kGatewayDomain));
+  const auto is_stop = [](char character) { return character == ',' || character == ' '; };
+  while (!addresses.empty()) {
+    const auto stop = static_cast<std::size_t>(std::find_if(addresses.begin(), addresses.end(), is_stop) -
+                                               addresses.begin());
+    list.Add(addresses.substr(0, stop));
+    // Deliberate: a space finishes no address, so one in last place loses the last address.
+    if (stop == addresses.size() || addresses[stop] == ',') list.FinishAddress();
+    addresses.remove_prefix(std::min(stop + 1, addresses.size()));
   }
   return kOk;
 }
