@@ -55,7 +55,7 @@ void AppendClosingBoundary(std::string_view boundary, TextBuffer* out) {
 Result AppendHeaderOf(const TypV2BlockCell& routing_block, TextBuffer* out) {
   TextBuffer routing;
   if (const Result rc = CopyXml(routing_block, &routing); rc != kOk) return rc;
-  const Result rc = AppendHeader(&routing, out);
+  const Result rc = AppendHeader(routing.view(), out);
   return rc == kNoObject ? rc : kOk;
 }
 

@@ -19,9 +19,9 @@
 
 namespace kestrune::mail {
 
-// The folded header block of a routing XML, which is used up on the way. Nothing is appended on failure:
-// kNoObject, or the reader's code for <M> or <I>, without which there is no header block.
-Result AppendHeader(TextBuffer* routing, TextBuffer* out);
+// The folded header block of a routing XML. Nothing is appended on failure: kNoObject, or utils::kTagMissing
+// for <M> or <I>, without which there is no header block.
+Result AppendHeader(std::string_view routing, TextBuffer* out);
 
 // The texts of a tree's "TEXT" blocks. A line stands between two of them, and before the first when
 // `follows_text`.

@@ -125,7 +125,7 @@ Result AttachmentParts::ReadName(const TypV2BlockCell& cell, TextBuffer* name) {
     return utils_->ExtractSmallValueFromXMLLight(from, tag, 1, to, 0, kMostNameCharacters) == kOk;
   };
   if (extract(xml.c_str(), "AT", record.text()) && extract(record.text(), "N", value.text()))
-    name->Append({value.text(), RemoveLineEnds(value.text(), std::strlen(value.text()))});
+    AppendWithoutLineEnds(value.text(), name);
   return kOk;
 }
 

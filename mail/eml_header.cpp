@@ -1,8 +1,11 @@
 // The header block of a mail, out of the routing XML.
-#include <cstring>
+#include <optional>
+#include <string>
+#include <string_view>
 
 #include "api/kestrune.h"
 #include "core/entry_point.h"
+#include "core/owned.h"
 #include "kestrune_settings.h"
 #include "mail/eml.h"
 #include "mail/text_forms.h"
@@ -12,121 +15,93 @@ namespace kestrune::mail {
 namespace {
 
 constexpr std::size_t kMailDateBytes = 200;
-constexpr unsigned long long kAnyLength = 0;
+constexpr std::string_view kOnePerLine = ",\r\n ";  // as limiteemails folds a list
 
-// Reads the elements of a routing record.
-class RoutingReader {
+// What TypV2Utils::ExtractSmallValueFromXMLLight extracts as the first value, in its place: recipient lists
+// may be large, and are not copied once more.
+std::optional<std::string_view> FindValue(std::string_view xml, const std::string& tag) {
+  const std::string opening = "<" + tag + ">";
+  const std::size_t open = xml.find(opening);
+  if (open == std::string_view::npos) return std::nullopt;
+  const std::size_t begin = open + opening.size();
+  const std::size_t end = xml.find("</" + tag + ">", begin);
+  if (end == std::string_view::npos) return std::nullopt;
+  return xml.substr(begin, end - begin);
+}
+
+// Writes header lines out of a routing record.
+class HeaderWriter {
  public:
-  // Replaces the routing XML by what stands inside its <M> element.
-  Result Open(TextBuffer* routing) {
-    if (const Result rc = utils_.Init(); rc != kOk) return rc;
-    record_ = routing;
-    if (record_->empty()) return utils::kTagMissing;
-    // The reader allows a value to be read out of the text that it replaces.
-    const Result rc = Extract("M", record_->data());
-    if (rc == kOk) record_->Truncate(std::strlen(record_->c_str()));
-    return rc;
+  HeaderWriter(std::string_view record, TextBuffer* out) : record_(record), out_(out) {}
+
+  // A line of an element, also when there is none. CR and LF are taken out of the value: it starts no
+  // header line, and no part, of its own.
+  bool AppendLine(std::string_view before, const char* tag, std::string_view behind) {
+    const auto value = FindValue(record_, tag);
+    out_->Append(before);
+    AppendWithoutLineEnds(value.value_or(""), out_);
+    out_->Append(behind);
+    out_->Append(kLineEnd);
+    return value.has_value();
   }
 
-  // The value of an element without its CR and LF, so that none starts a header line or a part of its own.
-  // Empty when it is not there.
-  Result Read(const char* tag, TextBuffer* value) {
-    const Result rc = ReadUnchanged(tag, value);
-    value->Truncate(RemoveLineEnds(value->data(), value->size()));
-    return rc;
+  // A line of an address list, rewritten for the gateway. An empty list leaves out the line, unless that
+  // is wanted.
+  Result AppendAddresses(std::string_view before, const char* tag, std::string_view separator, bool wanted) {
+    std::string_view list = FindValue(record_, tag).value_or("");
+    TextBuffer bare;  // hardly ever needed
+    if (list.find_first_of(kLineEnd) != std::string_view::npos) {
+      AppendWithoutLineEnds(list, &bare);
+      list = bare.view();
+    }
+    const std::size_t line = out_->size();
+    out_->Append(before);
+    const std::size_t begin = out_->size();
+    if (const Result rc = AppendGatewayAddresses(list, separator, out_); rc != kOk) return rc;
+    if (out_->size() != begin || wanted) {
+      out_->Append(kLineEnd);
+    } else {
+      out_->Truncate(line);
+    }
+    return kOk;
   }
 
-  Result ReadUnchanged(const char* tag, TextBuffer* value) {
-    value->Clear();
-    // A value is shorter than the record; the reader terminates it.
-    const Result rc = Extract(tag, value->Extend(record_->size()));
-    value->Truncate(rc == kOk ? std::strlen(value->c_str()) : 0);
-    return rc;
-  }
-
-  // The same of an address list, rewritten for the gateway.
-  Result ReadAddresses(const char* tag, TextBuffer* addresses) {
-    TextBuffer list;
-    (void)Read(tag, &list);  // a list that is not there is an empty one
-    addresses->Clear();
-    return AppendGatewayAddresses(list.view(), addresses);
+  // Only numbers come out of the date, whatever it holds.
+  void AppendDate() {
+    TextBuffer terminated;
+    terminated.Append(FindValue(record_, "TE").value_or(""));
+    SecretArray<kMailDateBytes> date;
+    if (convertkestrunesqldatetoemldate(terminated.c_str(), date.text()) != kOk) return;
+    out_->Append("Date: ");
+    out_->Append(date.text());
+    out_->Append(kLineEnd);
   }
 
  private:
-  Result Extract(const char* tag, char* out) {
-    return utils_->ExtractSmallValueFromXMLLight(record_->c_str(), tag, 1, out, 0, kAnyLength);
-  }
-
-  TypV2InstanceCreatorUnix creator_;
-  Owned<TypV2Utils> utils_{creator_.newTypV2Utils()};
-  TextBuffer* record_ = nullptr;
+  std::string_view record_;
+  TextBuffer* out_;
 };
 
-void AppendLine(std::string_view name, std::string_view value, TextBuffer* header) {
-  header->Append(name);
-  header->Append(value);
-  header->Append(kLineEnd);
-}
-
-Result AppendRecipients(RoutingReader& reader, TextBuffer* header) {
-  TextBuffer addresses;
-  if (const Result rc = reader.ReadAddresses("D", &addresses); rc != kOk) return rc;
-  header->Append("To: ");
-  AppendOneAddressPerLine(addresses.view(), header);
-  header->Append(kLineEnd);
-
-  if (const Result rc = reader.ReadAddresses("CC", &addresses); rc != kOk) return rc;
-  if (addresses.empty()) return kOk;
-  header->Append("Cc: ");
-  AppendOneAddressPerLine(addresses.view(), header);
-  header->Append(kLineEnd);
-  return kOk;
-}
-
-// Only numbers come out of the date, whatever it holds.
-void AppendDate(RoutingReader& reader, TextBuffer* header) {
-  TextBuffer value;
-  (void)reader.ReadUnchanged("TE", &value);
-  SecretArray<kMailDateBytes> date;
-  if (convertkestrunesqldatetoemldate(value.c_str(), date.text()) != kOk) return;
-  AppendLine("Date: ", date.text(), header);
-}
-
-Result AppendLines(RoutingReader& reader, TextBuffer* header) {
-  TextBuffer value;
-  (void)reader.Read("F", &value);  // an element that is not there leaves its line without a value
-  header->Append("From: ");
-  header->Append(value.view());
-  AppendLine(settings::kGatewayDomain, "", header);
-
-  if (const Result rc = AppendRecipients(reader, header); rc != kOk) return rc;
-  AppendDate(reader, header);
-
-  (void)reader.Read("S", &value);  // the sender has encoded it already
-  header->Append("Subject: =?utf-8?B?");
-  AppendLine(value.view(), "?=", header);
-
-  TextBuffer reply_to;
-  if (const Result rc = reader.ReadAddresses("R", &reply_to); rc != kOk) return rc;
-  if (!reply_to.empty()) AppendLine("Reply-To: ", reply_to.view(), header);
-
+Result AppendLines(std::string_view record, TextBuffer* header) {
+  HeaderWriter lines(record, header);
+  lines.AppendLine("From: ", "F", settings::kGatewayDomain);
+  if (const Result rc = lines.AppendAddresses("To: ", "D", kOnePerLine, true); rc != kOk) return rc;
+  if (const Result rc = lines.AppendAddresses("Cc: ", "CC", kOnePerLine, false); rc != kOk) return rc;
+  lines.AppendDate();
+  lines.AppendLine("Subject: =?utf-8?B?", "S", "?=");  // the sender has encoded it already
+  if (const Result rc = lines.AppendAddresses("Reply-To: ", "R", kAddressSeparator, false); rc != kOk)
+    return rc;
   // Deliberate: of all elements this one alone is indispensable.
-  if (const Result rc = reader.Read("I", &value); rc != kOk) return rc;
-  AppendLine("X-KestruneV2MessageID: ", value.view(), header);
-  return kOk;
+  return lines.AppendLine("X-KestruneV2MessageID: ", "I", "") ? kOk : utils::kTagMissing;
 }
 
 }  // namespace
 
-Result AppendHeader(TextBuffer* routing, TextBuffer* out) {
+Result AppendHeader(std::string_view routing, TextBuffer* out) {
+  const auto record = FindValue(routing, "M");
+  if (!record) return utils::kTagMissing;
   TextBuffer header;
-  {
-    RoutingReader reader;
-    if (const Result rc = reader.Open(routing); rc != kOk) return rc;
-    header.Reserve(routing->size());
-    if (const Result rc = AppendLines(reader, &header); rc != kOk) return rc;
-  }
-  routing->Clear();
+  if (const Result rc = AppendLines(*record, &header); rc != kOk) return rc;
   AppendFolded(header.view(), kContinuation, out);
   return kOk;
 }
@@ -140,10 +115,8 @@ int getHeaderMimeFromRoutXML(const char* xml, char** header) {
   if (header == nullptr) return argument::kNoOutput;
   *header = nullptr;
   return EntryPoint([&]() -> Result {
-    mail::TextBuffer routing;
-    routing.Append(xml);
     mail::TextBuffer folded;
-    if (const Result rc = mail::AppendHeader(&routing, &folded); rc != kOk) return rc;
+    if (const Result rc = mail::AppendHeader(xml, &folded); rc != kOk) return rc;
     *header = folded.Release();
     return kOk;
   });

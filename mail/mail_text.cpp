@@ -73,7 +73,7 @@ void limiteemails(char* addresses) {
 }
 
 void enleverlf(char* text) {
-  if (text != nullptr) text[mail::RemoveLineEnds(text, std::strlen(text))] = 0;
+  RewriteInPlace(text, mail::AppendWithoutLineEnds);
 }
 
 void convertlftocrlf(char* text) {
@@ -88,7 +88,9 @@ int convertaddressestomss(const char* addresses, char* out) {
   }
   const Result rc = EntryPoint([&]() -> Result {
     TextBuffer list;  // the two may be the same buffer
-    if (const Result made = mail::AppendGatewayAddresses(addresses, &list); made != kOk) return made;
+    if (const Result made = mail::AppendGatewayAddresses(addresses, mail::kAddressSeparator, &list);
+        made != kOk)
+      return made;
     std::memcpy(out, list.c_str(), list.size() + 1);
     return kOk;
   });

@@ -13,7 +13,10 @@ namespace {
 
 constexpr std::size_t kFoldedLineCharacters = 78;
 constexpr std::size_t kAddressCapacity = 2048;  // of one address or half of one, terminator counted
-constexpr std::string_view kAddressSeparator = ", ";
+
+bool IsLineEnd(char character) {
+  return character == '\r' || character == '\n';
+}
 
 std::size_t Count(std::string_view text, char character) {
   return static_cast<std::size_t>(std::count(text.begin(), text.end(), character));
@@ -22,7 +25,8 @@ std::size_t Count(std::string_view text, char character) {
 // Rewrites one address after the other into a list.
 class GatewayList {
  public:
-  GatewayList(TypV2Utils* utils, TextBuffer* out) : utils_(utils), out_(out), begin_(out->size()) {}
+  GatewayList(TypV2Utils* utils, std::string_view separator, TextBuffer* out)
+      : utils_(utils), separator_(separator), out_(out), begin_(out->size()) {}
 
   // What goes beyond the capacity is cut off.
   void Add(std::string_view piece) {
@@ -33,7 +37,7 @@ class GatewayList {
 
   void FinishAddress() {
     address_.text()[length_] = 0;
-    if (out_->size() != begin_) out_->Append(kAddressSeparator);
+    if (out_->size() != begin_) out_->Append(separator_);
     // An empty entry between two commas stays one: it has no domain to be judged by.
     if (length_ != 0) AppendAddress();
     length_ = 0;
@@ -51,6 +55,7 @@ class GatewayList {
   }
 
   TypV2Utils* utils_;
+  std::string_view separator_;
   TextBuffer* out_;
   std::size_t begin_;
   std::size_t length_ = 0;
@@ -67,7 +72,7 @@ void AppendFolded(std::string_view text, std::string_view line_break, TextBuffer
   std::size_t copied = 0;
   for (std::size_t i = 0; i < text.size(); ++i) {
     ++line;
-    if (text[i] == '\r' || text[i] == '\n') line = 0;
+    if (IsLineEnd(text[i])) line = 0;
     if (line != kFoldedLineCharacters || i + 1 == text.size()) continue;
     // Kept so: wherever the 78th character lies, in the middle of a word or of an encoded one.
     out->Append(text.substr(copied, i + 1 - copied));
@@ -91,10 +96,14 @@ void AppendOneAddressPerLine(std::string_view addresses, TextBuffer* out) {
   out->Append(addresses);
 }
 
-std::size_t RemoveLineEnds(char* text, std::size_t length) {
-  char* const end = std::remove_if(text, text + length,
-                                   [](char character) { return character == '\r' || character == '\n'; });
-  return static_cast<std::size_t>(end - text);
+void AppendWithoutLineEnds(std::string_view text, TextBuffer* out) {
+  out->Reserve(text.size());
+  while (!text.empty()) {
+    const auto stop =
+        static_cast<std::size_t>(std::find_if(text.begin(), text.end(), IsLineEnd) - text.begin());
+    out->Append(text.substr(0, stop));
+    text.remove_prefix(std::min(stop + 1, text.size()));
+  }
 }
 
 void AppendWithCarriageReturns(std::string_view text, TextBuffer* out) {
@@ -109,14 +118,15 @@ void AppendWithCarriageReturns(std::string_view text, TextBuffer* out) {
   }
 }
 
-Result AppendGatewayAddresses(std::string_view addresses, TextBuffer* out) {
+Result AppendGatewayAddresses(std::string_view addresses, std::string_view separator, TextBuffer* out) {
   TypV2InstanceCreatorUnix creator;
   Owned<TypV2Utils> utils(creator.newTypV2Utils());
   if (utils.Init() != kOk) return kNoObject;
-  GatewayList list(utils.get(), out);
+  GatewayList list(utils.get(), separator, out);
   // Each comma becomes a separator, each address may grow by the gateway's domain.
   const std::size_t commas = Count(addresses, ',');
-  out->Reserve(addresses.size() + commas + (commas + 1) * std::strlen(settings::kGatewayDomain));
+  out->Reserve(addresses.size() + commas * separator.size() +
+               (commas + 1) * std::strlen(settings::kGatewayDomain));
   const auto is_stop = [](char character) { return character == ',' || character == ' '; };
   while (!addresses.empty()) {
     const auto stop = static_cast<std::size_t>(std::find_if(addresses.begin(), addresses.end(), is_stop) -

@@ -15,6 +15,7 @@ namespace kestrune::mail {
 
 inline constexpr std::string_view kLineEnd = "\r\n";
 inline constexpr std::string_view kContinuation = "\r\n ";
+inline constexpr std::string_view kAddressSeparator = ", ";
 
 // Quoted-printable (RFC 2045, 6.7), with the oddities that api2encodeQuotedPrintable tells of. It is
 // measured first, so that it can be written once, in its place: there is no working copy to scrub.
@@ -36,15 +37,14 @@ void AppendFolded(std::string_view text, std::string_view line_break, TextBuffer
 // Each address behind a comma goes to a continuation line of its own.
 void AppendOneAddressPerLine(std::string_view addresses, TextBuffer* out);
 
-// Takes every CR and LF out of the first `length` characters, in place; returns what is left of them.
-std::size_t RemoveLineEnds(char* text, std::size_t length);
+void AppendWithoutLineEnds(std::string_view text, TextBuffer* out);
 
 // A carriage return before every line feed, also before one that has it already.
 void AppendWithCarriageReturns(std::string_view text, TextBuffer* out);
 
-// Addresses of the service's own domains are routed through the interop gateway. kNoObject, and nothing
-// appended, when no utilities object could be made.
-Result AppendGatewayAddresses(std::string_view addresses, TextBuffer* out);
+// Addresses of the service's own domains are routed through the interop gateway; `separator` stands between
+// two addresses. kNoObject, and nothing appended, when no utilities object could be made.
+Result AppendGatewayAddresses(std::string_view addresses, std::string_view separator, TextBuffer* out);
 
 }  // namespace kestrune::mail
 

@@ -1,0 +1,86 @@
+// The red block of a message, as it comes out of its seal: any records at all. Whatever the tree holds, the
+// mail has the header lines of a mail and no others, and as many parts as it has attachments.
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "api/kestrune.h"
+#include "blocks/block_cell.h"
+#include "core/instance_creator.h"
+#include "core/owned.h"
+#include "mail/tree_walk.h"
+
+namespace {
+
+constexpr std::array<std::string_view, 10> kLineBeginnings = {"From: ",
+                                                              "To: ",
+                                                              "Cc: ",
+                                                              "Date: ",
+                                                              "Subject: =?utf-8?B?",
+                                                              "Reply-To: ",
+                                                              "X-KestruneV2MessageID: ",
+                                                              "MIME-Version: 1.0\r\n",
+                                                              "Content-Type: ",
+                                                              "Content-Transfer-Encoding: "};
+
+// An end of the program is what the search looks for.
+void Expect(bool holds) {
+  if (!holds) std::abort();
+}
+
+void ExpectHeaderLines(std::string_view mail) {
+  std::size_t next_name = 0;  // the lines keep their order
+  while (!mail.starts_with("\r\n")) {
+    const std::size_t end = mail.find('\n');
+    Expect(end != std::string_view::npos && end > 0 && mail.find('\r') == end - 1);
+    if (!mail.starts_with(' ')) {
+      const auto is_next = [&](std::string_view name) { return mail.starts_with(name); };
+      const auto* name = std::find_if(kLineBeginnings.begin(), kLineBeginnings.end(), is_next);
+      Expect(name != kLineBeginnings.end());
+      const auto place = static_cast<std::size_t>(name - kLineBeginnings.begin());
+      Expect(place >= next_name || mail.starts_with("MIME-Version"));  // behind Content-Type when multipart
+      next_name = place;
+    }
+    mail.remove_prefix(end + 1);
+  }
+}
+
+void ExpectParts(std::string_view mail, std::size_t attachments) {
+  const std::size_t mark = mail.find("Content-Type: multipart/mixed; boundary=\"");
+  const bool multipart = mark < mail.find("\r\n\r\n");
+  Expect(multipart == (attachments != 0));
+  if (!multipart) return;
+  const std::string_view boundary = mail.substr(mail.find('"', mark) + 1, 35);
+  std::size_t lines = 0;
+  for (std::size_t at = mark; (at = mail.find(boundary, at + 1)) != std::string_view::npos;) ++lines;
+  Expect(lines == 1 + 1 + attachments + 1);  // named, text, attachments, end
+  Expect(mail.ends_with("--\r\n"));
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  TypV2InstanceCreatorUnix creator;
+  kestrune::Owned<TypV2BlockCell> red(creator.newTypV2BlockCell());
+  Expect(red.Init(&creator) == 0);
+  unsigned long long position = 0;
+  if (red->LoadFromFlatData(data, &position, size) != 0) return 0;
+
+  std::size_t attachments = 0;
+  const auto count = [&](const TypV2BlockCell& cell) {
+    attachments += kestrune::mail::HasBlockName(cell, "PJ") && cell.GetDataForkLen() != 0 ? 1 : 0;
+    return kestrune::kOk;
+  };
+  Expect(kestrune::mail::VisitBlocks(red.get(), count) == kestrune::kOk);
+  char* mail = nullptr;
+  Expect(Api2ConvertRedBlockToEml(red.Release(), &mail) == 0);
+  if (mail == nullptr) return 0;  // no "ROUT" block
+  ExpectHeaderLines(mail);
+  ExpectParts(mail, attachments);
+  std::free(mail);
+  return 0;
+}
