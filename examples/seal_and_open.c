@@ -2,7 +2,9 @@
  * Seals the text in a file, takes the grey block out of the transport block, as the relay does, and opens
  * it again, as the recipient does.
  *
- *   make_keys keys/ && seal_and_open keys/ note.txt
+ *   make_keys keys/ && seal_and_open keys/ note.txt [GREY_FILE]
+ *
+ * The grey block is kept in GREY_FILE; grey_to_eml makes a mail of it.
  */
 #include <stdio.h>
 #include <stdlib.h>
@@ -22,13 +24,20 @@ static char* read_text(const char* path) {
   return file == NULL ? (free(text), NULL) : text;
 }
 
+static int write_file(const char* path, const unsigned char* bytes, size_t length) {
+  FILE* file = fopen(path, "wb");
+  if (file == NULL) return 0;
+  const int written = fwrite(bytes, 1, length, file) == length;
+  return fclose(file) == 0 && written;
+}
+
 static int failed(const char* step, long code) {
   fprintf(stderr, "%s: %ld\n", step, code);
   return EXIT_FAILURE;
 }
 
 int main(int argc, char** argv) {
-  if (argc != 3) return failed("usage: seal_and_open KEY_FOLDER/ TEXT_FILE", 0);
+  if (argc != 3 && argc != 4) return failed("usage: seal_and_open KEY_FOLDER/ TEXT_FILE [GREY_FILE]", 0);
   const char* folder = argv[1];
   char* text = read_text(argv[2]);
   if (text == NULL) return failed("text file", 0);
@@ -50,6 +59,7 @@ int main(int argc, char** argv) {
   free(block);
   if (code != 0) return failed("checking the transport block", code);
   printf("The signature of %s holds.\n", kSigner);
+  if (argc == 4 && !write_file(argv[3], grey, grey_length)) return failed("grey file", 0);
 
   char* xml = NULL;
   code = Api2DecrypterGrisMem(grey, grey_length, folder, kPassPhrase, &xml);

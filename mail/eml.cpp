@@ -5,7 +5,6 @@
 
 #include "api/kestrune.h"
 #include "core/entry_point.h"
-#include "core/object.h"
 #include "mail/text_forms.h"
 #include "mail/tree_walk.h"
 
@@ -95,22 +94,6 @@ Result ConvertTree(const TypV2BlockCell* red, std::string_view boundary, char** 
   return kOk;
 }
 
-// The tree that a conversion uses up.
-class ConsumedTree {
- public:
-  explicit ConsumedTree(TypV2BlockCell* tree) : tree_(tree) {}
-  ConsumedTree(const ConsumedTree&) = delete;
-  ConsumedTree& operator=(const ConsumedTree&) = delete;
-  ~ConsumedTree() {
-    tree_->Kill();
-    DeleteObject(tree_);
-  }
-  const TypV2BlockCell* get() const { return tree_; }
-
- private:
-  TypV2BlockCell* tree_;
-};
-
 }  // namespace
 
 void AppendTexts(const TypV2BlockCell* tree, bool follows_text, TextBuffer* out) {
@@ -145,6 +128,7 @@ int Api2ConvertRedBlockToEml(TypV2BlockCell* red, char** eml) {
   GetMimeSeparator(boundary.text());
   if (red == nullptr) return mail::kNoTree;
   if (eml == nullptr) return mail::kNoEmlOutput;
-  const mail::ConsumedTree tree(red);
+  Owned<TypV2BlockCell> tree;
+  tree.Adopt(red);
   return EntryPoint([&]() -> Result { return mail::ConvertTree(tree.get(), boundary.text(), eml); });
 }
