@@ -1,6 +1,7 @@
 // Short texts: Api2Aes, Api2AesFile, Api2AesPub, Api2DeAesPriv.
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 
 #include "api/kestrune.h"
@@ -50,10 +51,12 @@ std::string AesForm(const std::string& iv_text, const std::string& plain, const 
 }
 
 TEST(AesText, AgreesWithOpensslBothWays) {
+  std::set<std::string> ivs;
   for (const std::size_t length : LengthsWorthTrying()) {
     const Opened form = Aes(Sample(length), kKey, 0);
     ASSERT_EQ(form.first, 0) << length;
     const std::string iv = Element(form.second, "IV"), ae = Element(form.second, "AE");
+    EXPECT_TRUE(ivs.insert(iv).second) << "drawn twice";
     EXPECT_EQ(form.second, "<IV>" + iv + "</IV><AE>" + ae + "</AE>");
     EXPECT_EQ(Aes256Cbc("-d", FromBase64(ae), kKey, iv), Padded(Sample(length))) << length;
     EXPECT_EQ(Aes(AesForm(kIv, Padded(Sample(length)), kKey, kIv), kKey, 1), Opened(0, Sample(length)));
