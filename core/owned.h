@@ -10,6 +10,7 @@
 #include <string_view>
 #include <utility>
 
+#include "core/memory.h"
 #include "core/object.h"
 #include "core/result.h"
 #include "crypto/classic.h"
@@ -120,7 +121,15 @@ class BasicCBuffer {
   // size of 0 gives a buffer too.
   [[nodiscard]] bool Allocate(std::size_t size) {
     Clear();
-    bytes_ = static_cast<unsigned char*>(std::calloc(size == 0 ? 1 : size, 1));
+    bytes_ = static_cast<unsigned char*>(AllocateZeroed(size));
+    size_ = bytes_ == nullptr ? 0 : size;
+    return bytes_ != nullptr;
+  }
+
+  // The same with bytes of any value, for what is overwritten from end to end anyway.
+  [[nodiscard]] bool AllocateUncleared(std::size_t size) {
+    Clear();
+    bytes_ = static_cast<unsigned char*>(kestrune::AllocateUncleared(size));
     size_ = bytes_ == nullptr ? 0 : size;
     return bytes_ != nullptr;
   }

@@ -21,6 +21,7 @@ using Bytes64 = unsigned long long;
 constexpr Bytes64 kMost = std::numeric_limits<Bytes64>::max();
 constexpr Bytes64 kHeaderBytes = sizeof(TypV2KeyHeader);
 constexpr Bytes64 kChunkBytes = TypV2AES::kChunkBytes;
+constexpr Bytes64 kPieceBytes = 64 * kChunkBytes;  // deciphered while the processor still holds what it read
 constexpr Bytes64 kOneTimePasswordBytes = 32;
 constexpr Bytes64 kLeastRestOfPad = 8;  // the offset may not be set nearer to the end of the first pad
 constexpr std::size_t kPathBytes = 2048;
@@ -144,7 +145,7 @@ int TypV2KestruneKey::GetLineaKey(unsigned char** out, unsigned long long length
   const Bytes64 page = RoundDown(offset);
   const Bytes64 counted = RoundDown(length + kChunkBytes - 1) + (offset == page ? 0 : kChunkBytes);
   SecretCBuffer run;
-  if (!run.Allocate(counted)) return kNoObject;
+  if (!run.AllocateUncleared(counted)) return kNoObject;
   if (const Result rc = ReadRun(run.data(), length); rc != kOk) return rc;
   wipe(run.data() + length, counted - length);
 
@@ -166,7 +167,7 @@ Result TypV2KestruneKey::ReadRun(unsigned char* to, unsigned long long length) {
   Bytes64 skip = header_.OffsetOTPChiffrement - page;  // bytes of the next piece that are not wanted
   Bytes64 wanted = length;
   while (wanted > 0) {
-    Bytes64 bytes = std::min(RoundDown(skip + wanted + kChunkBytes - 1), pad - page);
+    Bytes64 bytes = std::min({RoundDown(skip + wanted + kChunkBytes - 1), pad - page, kPieceBytes});
     if (skip > 0) {
       // A chunk that is entered in its middle is read apart, so that all the others land in their place.
       bytes = std::min(bytes, kChunkBytes);

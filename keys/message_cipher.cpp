@@ -105,7 +105,7 @@ Result Unmask(SecretCBuffer& body, Bytes64 length, const unsigned char* personal
   const auto from = static_cast<Bytes64>(start);
   *clear_length = static_cast<Bytes64>(end - start) + 1;
   mask.Apply(bytes, bytes + from, personal + from, master + from - kHeadBytes, *clear_length);
-  wipe(bytes + *clear_length, length - *clear_length);
+  wipe(bytes + *clear_length, body.size() - *clear_length);
   return kOk;
 }
 
@@ -249,7 +249,7 @@ Result TypKestruneV2::Open(const unsigned char* in, unsigned long long length, c
   if (!utils_) return kNoObject;
   // The copy that is deciphered becomes the clear body; it has the room behind it from the start.
   SecretCBuffer copy;
-  if (length > kMost - kSpareBytes || !copy.Allocate(length + kSpareBytes)) return kNoObject;
+  if (length > kMost - kSpareBytes || !copy.AllocateUncleared(length + kSpareBytes)) return kNoObject;
   Owned<TypV2AES> aes(creator_->newTypV2AES());
   if (const Result rc = aes.Init(creator_); rc != kOk) return rc;
   char year[4] = {};
