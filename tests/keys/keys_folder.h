@@ -1,9 +1,18 @@
-// A folder with a personal key and the master key of the current year.
+// A folder with a personal key and the master key of the current year, and files that can be made to fail.
 #ifndef KESTRUNE_TESTS_KEYS_KEYS_FOLDER_H
 #define KESTRUNE_TESTS_KEYS_KEYS_FOLDER_H
 
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <new>
 #include <string>
 
+#include "core/file_ref.h"
+#include "core/instance_creator.h"
+#include "core/owned.h"
+#include "core/result.h"
 #include "tests/support/key_files.h"
 #include "tests/support/key_folder.h"
 #include "tests/support/sealed_body.h"
@@ -23,9 +32,59 @@ struct KeysFolder : TempFolder {
     WriteFile(File(master_name), master.File());
   }
   Pads pads() const { return {personal.first_pad, personal.second_pad, master.pad}; }
-  Bytes PersonalFile() const { return ReadFile(File(personal_name)); }
-  Bytes MasterFile() const { return ReadFile(File(master_name)); }
 };
+
+// The factory for Unix, whose files count what is read and whose writes can be made to fail.
+struct ProbedCreator : TypV2InstanceCreatorUnix {
+  unsigned long long bytes_read = 0;
+  bool writes_fail = false;
+  bool has_files = true;
+
+  struct File : TypV2FileRefUnix {
+    ProbedCreator* creator = nullptr;
+    int Read(void* buffer, unsigned long long count) override {
+      creator->bytes_read += count;
+      return TypV2FileRefUnix::Read(buffer, count);
+    }
+    int Write(const void* buffer, unsigned long long count) override {
+      return creator->writes_fail ? file::kWrite : TypV2FileRefUnix::Write(buffer, count);
+    }
+  };
+  TypV2FileRef* newTypV2FileRef() override {
+    if (!has_files) return nullptr;
+    auto* const made = new (std::nothrow) File;
+    made->creator = this;
+    return made;
+  }
+};
+
+// Whether another process could lock the file for update now.
+inline bool IsUnlocked(const std::string& path) {
+  const int fd = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  const bool got = ::fcntl(fd, F_OFD_SETLK, &lock) == 0;
+  ::close(fd);
+  return got;
+}
+
+// `count` bytes of a pad that starts again at its end.
+inline Bytes RunOf(const Bytes& pad, std::uint64_t offset, std::size_t count) {
+  Bytes run;
+  for (std::size_t i = 0; i < count; ++i) run.push_back(pad[(offset + i) % pad.size()]);
+  return run;
+}
+
+// A hand-out of either key, with the room that its buffer must have beyond the run.
+template <class Key>
+Result Take(Key& key, std::size_t length, Bytes* run, unsigned long long* offset) {
+  unsigned char* bytes = nullptr;
+  const Result rc = key.GetLineaKey(&bytes, length, offset);
+  run->clear();
+  if (bytes != nullptr) run->assign(bytes, bytes + length);
+  std::free(bytes);
+  return rc;
+}
 
 }  // namespace kestrune::testing
 

@@ -2,29 +2,45 @@
 
 #include <gtest/gtest.h>
 
-#include "core/instance_creator.h"
-#include "core/owned.h"
-#include "core/result.h"
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+#include "keys/trap.h"
 #include "tests/keys/keys_folder.h"
+
+namespace {
+int trapped = 0;
+}
+
+// In these tests the trap lets go, and the code that led into it comes back.
+void kestrune::SleepForEver() {
+  ++trapped;
+}
 
 namespace kestrune::testing {
 namespace {
 
 struct CipherTest : ::testing::Test {
   KeysFolder folder;
-  TypV2InstanceCreatorUnix creator;
+  ProbedCreator creator;
   TypKestruneV2Unix cipher;
+  std::string name = folder.personal_name;
+  std::string password = folder.personal.hex_password;
 
-  void SetUp() override {
-    ASSERT_EQ(cipher.InitCreate(&creator, "cle", folder.path().c_str(), folder.personal.hex_password.c_str()),
-              0);
+  void SetUp() override { ASSERT_EQ(Init("cle", folder.path(), password), kOk); }
+  ~CipherTest() override { cipher.Kill(); }
+
+  Result Init(const std::string& key, const std::string& path, const std::string& hex) {
+    return cipher.InitCreate(&creator, key.c_str(), path.c_str(), hex.c_str());
   }
-  void TearDown() override { cipher.Kill(); }
-
   Result Seal(const Bytes& body, Bytes* sealed) {
     SecretCBuffer out;
+    const unsigned char none = 0;
     const Result rc = out.Receive([&](auto** bytes, auto* length) {
-      return cipher.Low_crypter(body.empty() ? sealed->data() : body.data(), body.size(), bytes, length);
+      return cipher.Low_crypter(body.empty() ? &none : body.data(), body.size(), bytes, length);
     });
     sealed->assign(out.span().begin(), out.span().end());
     return rc;
@@ -32,33 +48,206 @@ struct CipherTest : ::testing::Test {
   Result Open(const Bytes& sealed, Bytes* body) {
     SecretCBuffer out;
     const Result rc = out.Receive([&](auto** bytes, auto* length) {
-      return cipher.Low_decrypter(sealed.data(), sealed.size(), folder.personal_name.c_str(),
-                                  folder.personal.hex_password.c_str(), bytes, length);
+      return cipher.Low_decrypter(sealed.data(), sealed.size(), name.c_str(), password.c_str(), bytes,
+                                  length);
     });
     body->assign(out.span().begin(), out.span().end());
+    if (rc == kOk) {
+      const unsigned char* const behind = out.data() + out.size();
+      EXPECT_EQ(std::count(behind, behind + 10000, 0), 10000);
+    }
     return rc;
   }
 };
 
 TEST_F(CipherTest, IsReadByTheWitnessAndReadsIt) {
   const Pads pads = folder.pads();
-  for (const std::size_t length : {1, 2, 13, 100, 4096, 70000, 5, 33, 8191}) {
+  std::set<std::size_t> r1_lengths;
+  for (const std::size_t length : {1, 2, 13, 100, 4096, 70000, 5, 33, 8191, 14, 15, 16, 31, 255, 256, 3}) {
     const Bytes body = PadOf(length, length);
-    Bytes sealed(1), opened;
-    ASSERT_EQ(Seal(body, &sealed), 0);
+    Bytes sealed, opened;
+    ASSERT_EQ(Seal(body, &sealed), kOk);
     SealedParts parts;
     ASSERT_TRUE(OpenParts(sealed, pads, &parts));
     EXPECT_EQ(parts.body, body);
-    ASSERT_EQ(Open(sealed, &opened), 0);
+    const std::size_t l = parts.r1.size(), p = parts.r2.size();
+    EXPECT_TRUE((l >= 15 && l <= 30) || (l >= 43 && l <= 58)) << l;
+    EXPECT_TRUE(p >= 33 && p <= 48 && (16 + l + length + p) % 16 == 0) << p;
+    EXPECT_EQ(std::count(parts.r1.begin(), parts.r1.end(), 0), 0);
+    EXPECT_EQ(std::count(parts.r2.begin(), parts.r2.end(), 0), 0);
+    ASSERT_EQ(Open(sealed, &opened), kOk);
     EXPECT_EQ(opened, body);
     parts = PartsOf(body, 15 + length % 44);
     parts.password_offset = 64;
     parts.run_offset = 60000;
     parts.master_offset = 4099;
-    ASSERT_EQ(Open(SealParts(parts, pads), &opened), 0);
+    ASSERT_EQ(Open(SealParts(parts, pads), &opened), kOk);
     EXPECT_EQ(opened, body);
   }
 }
+
+TEST_F(CipherTest, DrawsRandomStringsOfBothRanges) {
+  std::srand(1);
+  std::set<int> lengths;
+  for (int i = 0; i < 1000; ++i) {
+    Bytes room(59, 0);
+    const int length = cipher.loadRNstring(reinterpret_cast<char*>(room.data()));
+    lengths.insert(length);
+    EXPECT_EQ(room[0], length);
+    EXPECT_EQ(std::find(room.begin(), room.end(), 0) - room.begin(), length);
+  }
+  std::set<int> want;
+  for (int i = 0; i < 16; ++i) want.insert({15 + i, 43 + i});
+  EXPECT_EQ(lengths, want);
+}
+
+// What the lying lengths of a body lead to; the trap where they leave nothing between them.
+TEST_F(CipherTest, TrapsBodiesWithoutABody) {
+  struct Row {
+    std::size_t body;
+    int first, last;  // stated lengths
+    Result want;
+    std::size_t opened;
+  };
+  for (const Row& row :
+       {Row{0, 20, 44, cipher::kEndBeforeStart, 0}, Row{1, 20, 43, kOk, 1},
+        Row{1, 255, 0, cipher::kEndBeforeStart, 0}, Row{300, 255, 255, cipher::kEndBeforeStart, 0},
+        Row{1, 0, 0, kOk, 64}, Row{1, 1, 0, kOk, 63}, Row{1, 63, 0, kOk, 1},
+        Row{1, 64, 0, cipher::kEndBeforeStart, 0}, Row{1, 0, 255, cipher::kEndBeforeStart, 0},
+        Row{1, 0, 87, cipher::kNoEnd, 0}, Row{1, 0, 64, cipher::kEndBeforeStart, 0}}) {
+    SealedParts parts = PartsOf(Bytes(row.body, 'x'), 20);
+    parts.r1[0] = static_cast<unsigned char>(row.first);
+    parts.r2.back() = static_cast<unsigned char>(row.last);
+    Bytes opened;
+    trapped = 0;
+    EXPECT_EQ(Open(SealParts(parts, folder.pads()), &opened), row.want) << row.first << ' ' << row.last;
+    EXPECT_EQ(opened.size(), row.opened);
+    EXPECT_EQ(trapped, row.want == kOk ? 0 : 1);
+  }
+  Bytes sealed, opened;
+  ASSERT_EQ(Seal({}, &sealed), kOk);
+  EXPECT_EQ(Open(sealed, &opened), cipher::kEndBeforeStart);
+}
+
+TEST_F(CipherTest, AnswersInTheOrderOfItsSteps) {
+  const Bytes sealed = SealParts(PartsOf(ToBytes("bonjour")), folder.pads());
+  const Bytes head(sealed.begin(), sealed.begin() + 24);
+  SealedParts far = PartsOf(ToBytes("bonjour"));
+  far.run_offset = folder.personal.first_pad.size() - 7;
+  const Bytes beyond = SealParts(far, folder.pads());
+  struct Row {
+    const Bytes& body;
+    std::string name, password;
+    Result want;
+  };
+  const std::string right = password, personal = name, year = PersonalKeyYear();
+  for (const Row& row : {
+           Row{sealed, "226", right, utils::kBadFileName},
+           Row{sealed, std::string(45, '2'), right, utils::kBadFileName},
+           Row{sealed, "cle.126", right, utils::kNoYearSuffix},
+           Row{head, "cle.200", right, file::kMissing},  // no master key of that year
+           Row{sealed, "autre." + year, right, file::kOpen},
+           Row{head, "../" + folder.path().substr(5) + personal, right, file::kOpen},
+           Row{sealed, "./" + personal, right, file::kOpen},
+           Row{head, personal, HexPassword("autre"), key::kCheckFailed},
+           Row{head, personal, right, cipher::kNoInput},
+           Row{{}, personal, right, cipher::kNoInput},
+           Row{beyond, personal, right, key::kOffset},
+           Row{sealed, personal, right, kOk},
+       }) {
+    name = row.name;
+    password = row.password;
+    Bytes body;
+    const Bytes given = row.body.empty() ? Bytes(1) : row.body;
+    EXPECT_EQ(Open(given, &body), row.want) << row.name;
+    EXPECT_EQ(body, row.want == kOk ? ToBytes("bonjour") : Bytes());
+    EXPECT_TRUE(IsUnlocked(folder.File(folder.personal_name)));
+  }
+  unsigned char* out = nullptr;
+  unsigned long long length = 0;
+  EXPECT_EQ(cipher.Low_decrypter(nullptr, 1, nullptr, nullptr, &out, &length), cipher::kNoInput);
+  EXPECT_EQ(cipher.Low_decrypter(sealed.data(), 1, nullptr, nullptr, &out, &length), cipher::kKeyName);
+  EXPECT_EQ(cipher.Low_decrypter(sealed.data(), 1, "cle", nullptr, &out, &length), cipher::kPassword);
+  EXPECT_EQ(cipher.Low_crypter(nullptr, 1, &out, &length), cipher::kNoInput);
+  EXPECT_EQ(cipher.Low_crypter(sealed.data(), ~0ull, &out, &length), kNoObject);
+}
+
+TEST_F(CipherTest, SealsWithTheKeysOfTheYearOrNotAtAll) {
+  Bytes sealed;
+  EXPECT_EQ(cipher.SetPassword(password.substr(1).c_str()), cipher::kPassword);
+  EXPECT_EQ(cipher.SetPassword((password + "0").c_str()), cipher::kPassword);
+  EXPECT_EQ(Seal(Bytes(9), &sealed), kOk);
+  EXPECT_EQ(cipher.SetPassword(HexPassword("autre").c_str()), kOk);
+  EXPECT_EQ(Seal(Bytes(9), &sealed), key::kCheckFailed);
+  for (const std::string& file : {folder.personal_name, folder.master_name}) {
+    EXPECT_TRUE(IsUnlocked(folder.File(file)));
+  }
+  cipher.SetPassword(password.c_str());
+  creator.writes_fail = true;
+  EXPECT_EQ(Seal(Bytes(9), &sealed), file::kWrite);
+  EXPECT_TRUE(sealed.empty());
+  creator.writes_fail = false;
+  WriteFile(folder.File("Master.299"), "");
+  std::filesystem::remove(folder.File(folder.master_name));
+  EXPECT_EQ(Seal(Bytes(9), &sealed), file::kMissing);
+  creator.has_files = false;
+  EXPECT_EQ(Seal(Bytes(9), &sealed), kNoObject);
+}
+
+TEST_F(CipherTest, LooksAtNameFolderAndPassword) {
+  const std::string path = folder.path();
+  EXPECT_EQ(Init(std::string(39, 'n'), path, ""), kOk);
+  EXPECT_EQ(Init(std::string(40, 'n'), path, ""), cipher::kKeyName);
+  EXPECT_EQ(Init(std::string(40, 'n'), std::string(2048, '/'), ""), cipher::kFolder);
+  EXPECT_EQ(Init("cle", std::string(2047, '/'), "abc"), cipher::kPassword);
+  EXPECT_EQ(cipher.InitCreate(&creator, nullptr, nullptr, ""), cipher::kFolder);
+}
+
+TEST_F(CipherTest, LoadsTheHeaderOfTheFileInTheCurrentFolder) {
+  const std::string file = "cle." + CertificateYear();
+  const auto start = std::filesystem::current_path();
+  std::filesystem::current_path(folder.path());
+  EXPECT_EQ(cipher.LoadLinearKey(nullptr, nullptr, 10), file::kOpen);
+  WriteFile(file, Bytes(511));
+  EXPECT_EQ(cipher.LoadLinearKey(nullptr, nullptr, 10), file::kRead);
+  WriteFile(file, Bytes(512));
+  EXPECT_EQ(cipher.LoadLinearKey(nullptr, nullptr, 10), kOk);
+  EXPECT_TRUE(IsUnlocked(file));
+  EXPECT_EQ(cipher.LoadLinearKey(nullptr, nullptr, ~0ull), kNoObject);
+  std::filesystem::current_path(start);
+}
+
+#if !defined(__SANITIZE_ADDRESS__)
+std::size_t StatusBytes(const std::string& field) {
+  std::ifstream status("/proc/self/status");
+  for (std::string word; status >> word;) {
+    std::size_t kibibytes = 0;
+    if (word == field && status >> kibibytes) return kibibytes * 1024;
+  }
+  return 0;
+}
+
+TEST_F(CipherTest, TakesFiveTimesTheBodyAtMost) {
+  constexpr std::size_t kBody = 20000000;
+  folder.personal.first_pad.resize(24000000 / 4096 * 4096);
+  folder.Write();
+  const Bytes body(kBody, 'x');
+  SecretCBuffer sealed, opened;
+  for (const bool seal : {true, false}) {
+    std::ofstream("/proc/self/clear_refs") << 5;  // the peak is counted anew
+    const std::size_t before = StatusBytes("VmRSS:");
+    const Result rc = (seal ? sealed : opened).Receive([&](auto** bytes, auto* length) {
+      return seal ? cipher.Low_crypter(body.data(), kBody, bytes, length)
+                  : cipher.Low_decrypter(sealed.data(), sealed.size(), name.c_str(), password.c_str(), bytes,
+                                         length);
+    });
+    ASSERT_EQ(rc, kOk);
+    EXPECT_LE(StatusBytes("VmHWM:") - before + kBody,
+              5 * kBody + IvAreaBytes(folder.personal.first_pad.size(), 16384) + 1048576);
+  }
+  EXPECT_EQ(std::count(opened.data(), opened.data() + opened.size(), 'x'), static_cast<long>(kBody));
+}
+#endif
 
 }  // namespace
 }  // namespace kestrune::testing
