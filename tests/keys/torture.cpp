@@ -1,0 +1,233 @@
+// Programs that seal with one key at the same time and are killed while they do.
+//
+//   keys_torture KILLS [PROCESSES]
+//
+// Children seal short bodies as fast as they can, each writing what it sealed into a log of its own; the
+// parent kills one after the other with SIGKILL at random moments and starts another in its place. In between
+// it takes the files' locks as a stranger would and looks at the headers; at the end it opens every sealed
+// body with the second reading and looks for pad bytes that were handed out twice. The one trap is tried as
+// it is, too.
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/instance_creator.h"
+#include "core/owned.h"
+#include "keys/message_cipher.h"
+#include "tests/support/key_files.h"
+#include "tests/support/key_folder.h"
+#include "tests/support/sealed_body.h"
+
+namespace {
+
+using namespace kestrune;
+using namespace kestrune::testing;
+
+constexpr unsigned kDeadlineSeconds = 120;  // and one for each kill
+constexpr std::size_t kHeader = 512;
+
+struct Range {
+  std::uint64_t begin, length;
+};
+
+void OrStop(bool fine, const char* what) {
+  if (fine) return;
+  std::printf("FAILED: %s\n", what);
+  std::exit(1);
+}
+
+struct Yard : TempFolder {
+  PersonalKey personal;
+  MasterKey master;
+  std::string personal_path = File("cle." + PersonalKeyYear());
+  std::string master_path = File("Master." + PersonalKeyYear());
+
+  Yard() {
+    personal.first_pad = PadOf(std::size_t{64} << 20, 1);
+    personal.second_pad = PadOf(std::size_t{4} << 20, 2);
+    master.pad = PadOf(std::size_t{64} << 20, 3);
+    WriteFile(personal_path, personal.File());
+    WriteFile(master_path, master.File());
+  }
+};
+
+// One child: seals until it is killed.
+[[noreturn]] void SealForEver(const Yard& yard, const std::string& log, unsigned seed) {
+  TypV2InstanceCreatorUnix creator;
+  TypKestruneV2Unix cipher;
+  if (cipher.InitCreate(&creator, "cle", yard.path().c_str(), yard.personal.hex_password.c_str()) != 0)
+    ::_exit(2);
+  const int fd = ::open(log.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND, 0600);
+  std::minstd_rand random(seed);
+  for (;;) {
+    const Bytes body(1 + random() % 2000, 'x');
+    CBuffer sealed;
+    if (sealed.Receive([&](auto** bytes, auto* length) {
+          return cipher.Low_crypter(body.data(), body.size(), bytes, length);
+        }) != 0) {
+      ::_exit(3);
+    }
+    Bytes record(8);
+    SetNumberAt(record, 0, sealed.size());
+    record.insert(record.end(), sealed.data(), sealed.data() + sealed.size());
+    if (::write(fd, record.data(), record.size()) != static_cast<ssize_t>(record.size())) ::_exit(4);
+  }
+}
+
+pid_t StartSealing(const Yard& yard, unsigned number) {
+  const pid_t child = ::fork();
+  if (child == 0) SealForEver(yard, yard.File("log" + std::to_string(number)), number + 1);
+  return child;
+}
+
+// The header, read while nobody else may write it. Waits for the lock; the deadline ends a lock left behind.
+Bytes LockedHeader(const std::string& path) {
+  const int fd = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  OrStop(::fcntl(fd, F_OFD_SETLKW, &lock) == 0, "a lock cannot be had");
+  Bytes header(kHeader);
+  OrStop(::pread(fd, header.data(), header.size(), 0) == static_cast<ssize_t>(header.size()), "no header");
+  ::close(fd);
+  return header;
+}
+
+// Neither pad starts again in a run this long, so offsets and counters say the same; the rest never changes.
+void CheckHeader(const Bytes& now, const Bytes& first) {
+  OrStop(NumberAt(now, kFirstOffsetAt) == NumberAt(now, kUsedBytesAt), "a torn header");
+  OrStop(NumberAt(now, kCyclesAt) == 0, "a pad that started again: the run is too long for its pads");
+  Bytes rest = now;
+  for (std::size_t at : {kFirstOffsetAt, kSecondOffsetAt, kUsesAt, kUsedBytesAt}) {
+    SetNumberAt(rest, at, NumberAt(first, at));
+  }
+  OrStop(rest == Bytes(first.begin(), first.begin() + kHeader), "a header with other bytes changed");
+}
+
+void CheckOnce(std::vector<Range> ranges, const char* what) {
+  std::sort(ranges.begin(), ranges.end(), [](const Range& a, const Range& b) { return a.begin < b.begin; });
+  for (std::size_t i = 1; i < ranges.size(); ++i) {
+    OrStop(ranges[i].begin - ranges[i - 1].begin >= ranges[i - 1].length, what);
+  }
+}
+
+// Opens everything in the logs; a record that was cut short by a kill ends its log.
+std::size_t CheckLogs(const Yard& yard, unsigned logs) {
+  const Pads pads{yard.personal.first_pad, yard.personal.second_pad, yard.master.pad};
+  std::vector<Range> first, second, master;
+  for (unsigned number = 0; number < logs; ++number) {
+    const std::string path = yard.File("log" + std::to_string(number));
+    if (!std::filesystem::exists(path)) continue;
+    const Bytes log = ReadFile(path);
+    for (std::size_t at = 0; log.size() - at >= 8;) {
+      const std::uint64_t length = NumberAt(log, at);
+      at += 8;
+      if (length > log.size() - at) break;
+      const auto begin = log.begin() + static_cast<std::ptrdiff_t>(at);
+      const Bytes sealed(begin, begin + static_cast<std::ptrdiff_t>(length));
+      at += length;
+      SealedParts parts;
+      OrStop(OpenParts(sealed, pads, &parts) && parts.body == Bytes(parts.body.size(), 'x'),
+             "a body that does not open");
+      first.push_back({parts.run_offset, length});
+      second.push_back({parts.password_offset, 32});
+      master.push_back({parts.master_offset, length - 24});
+    }
+  }
+  CheckOnce(first, "bytes of the first pad handed out twice");
+  CheckOnce(second, "a one-time password handed out twice");
+  CheckOnce(master, "bytes of the master pad handed out twice");
+  return first.size();
+}
+
+void KillAndCheck(unsigned kills, unsigned processes) {
+  const Yard yard;
+  const Bytes personal = ReadFile(yard.personal_path), master = ReadFile(yard.master_path);
+  std::minstd_rand random(std::random_device{}());
+  unsigned started = 0;
+  std::vector<pid_t> children;
+  while (started < processes) children.push_back(StartSealing(yard, started++));
+  for (unsigned i = 0; i < kills; ++i) {
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 30000));
+    pid_t& child = children[random() % processes];
+    ::kill(child, SIGKILL);
+    int status = 0;
+    OrStop(::waitpid(child, &status, 0) == child && WIFSIGNALED(status), "a child that ended by itself");
+    CheckHeader(LockedHeader(yard.personal_path), personal);
+    CheckHeader(LockedHeader(yard.master_path), master);
+    child = StartSealing(yard, started++);
+  }
+  for (const pid_t child : children) ::kill(child, SIGKILL);
+  while (::wait(nullptr) > 0) {
+  }
+  const std::size_t sealed = CheckLogs(yard, started);
+  const std::uint64_t uses = NumberAt(LockedHeader(yard.personal_path), kUsesAt);
+  OrStop(sealed > 0 && sealed <= uses, "more bodies than hand-outs");
+  std::printf(
+      "%u processes at a time, %u killed: %zu bodies sealed, %llu hand-outs, no pad byte twice, no header "
+      "torn, "
+      "no lock left\n",
+      processes, kills + processes, sealed, static_cast<unsigned long long>(uses));
+}
+
+// The trap as it is: it sleeps, its files closed, and a signal does not let it go.
+void CheckTrap() {
+  const Yard yard;
+  const Bytes sealed =
+      SealParts(PartsOf({}), {yard.personal.first_pad, yard.personal.second_pad, yard.master.pad});
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::signal(SIGUSR1, [](int) {});
+    TypV2InstanceCreatorUnix creator;
+    TypKestruneV2Unix cipher;
+    cipher.InitCreate(&creator, "cle", yard.path().c_str(), "");
+    unsigned char* out = nullptr;
+    unsigned long long length = 0;
+    cipher.Low_decrypter(sealed.data(), sealed.size(), ("cle." + PersonalKeyYear()).c_str(),
+                         yard.personal.hex_password.c_str(), &out, &length);
+    ::_exit(0);
+  }
+  const std::string proc = "/proc/" + std::to_string(child);
+  const auto state = [&] {
+    std::string word;
+    std::ifstream stat(proc + "/stat");
+    for (int i = 0; i < 3; ++i) stat >> word;
+    return word;
+  };
+  for (int i = 0; i < 3; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    OrStop(state() == "S", "the trap does not sleep");
+    ::kill(child, SIGUSR1);
+  }
+  for (const auto& entry : std::filesystem::directory_iterator(proc + "/fd")) {
+    const std::string target = std::filesystem::read_symlink(entry.path());
+    OrStop(target.rfind(yard.path(), 0) != 0, "a key file is open in the trap");
+  }
+  ::kill(child, SIGKILL);
+  ::waitpid(child, nullptr, 0);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const auto number = [&](int i, unsigned otherwise) {
+    return i < argc ? static_cast<unsigned>(std::strtoul(argv[i], nullptr, 10)) : otherwise;
+  };
+  const unsigned kills = number(1, 20);
+  ::alarm(kDeadlineSeconds + kills);
+  CheckTrap();
+  KillAndCheck(kills, number(2, 4));
+  return 0;
+}
