@@ -65,8 +65,8 @@ Result ConvertTree(const TypV2BlockCell* red, std::string_view boundary, char** 
   if (routing == nullptr) return kOk;
   *eml = nullptr;
 
-  TextBuffer head;
-  if (const Result rc = AppendHeaderOf(*routing, &head); rc != kOk) return rc;
+  TextBuffer header;
+  if (const Result rc = AppendHeaderOf(*routing, &header); rc != kOk) return rc;
   TextBuffer text;
   AppendTexts(red, false, &text);
   AttachmentParts attachments(boundary);
@@ -75,17 +75,18 @@ Result ConvertTree(const TypV2BlockCell* red, std::string_view boundary, char** 
   if (const Result rc = attachments.Measure(red, &attached); rc != kOk) return rc;
 
   const bool multipart = attached != 0;
-  TextBuffer closing;
+  TextBuffer opening, closing;
   if (multipart) {
-    AppendMultipartHead(boundary, &head);
+    AppendMultipartHead(boundary, &opening);
     AppendClosingBoundary(boundary, &closing);
   } else {
-    head.Append(kSingleHead);
+    opening.Append(kSingleHead);
   }
   const std::size_t encoded = QuotedPrintableLength(text.view());
   TextBuffer message;
-  message.Reserve(head.size() + encoded + kLineEnd.size() + attached + closing.size());
-  message.Append(head.view());
+  message.Reserve(header.size() + opening.size() + encoded + kLineEnd.size() + attached + closing.size());
+  message.Append(header.view());
+  message.Append(opening.view());
   WriteQuotedPrintable(text.view(), message.Extend(encoded));
   message.Append(kLineEnd);
   if (const Result rc = attachments.Append(red, &message); rc != kOk) return rc;

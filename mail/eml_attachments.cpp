@@ -15,7 +15,8 @@ namespace {
 
 constexpr unsigned long long kMostNameCharacters = 600;  // of an attachment's <AT> element
 constexpr std::size_t kBase64LineCharacters = 64;
-constexpr std::size_t kBytesAtOnce = 48 * 1024;  // a multiple of 3, so that no padding falls inside
+constexpr std::size_t kBytesAtOnce =
+    std::size_t{48} * 1024;  // a multiple of 3, so that no padding falls inside
 
 constexpr std::size_t Base64Length(std::size_t bytes) {
   return (bytes + 2) / 3 * 4;

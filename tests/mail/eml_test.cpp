@@ -5,7 +5,8 @@
 #include <pthread.h>
 
 #include <cstring>
-#include <functional>
+#include <random>
+#include <regex>
 
 #include "kestrune_settings.h"
 #include "tests/mail/red_tree.h"
@@ -27,16 +28,23 @@ std::string Base64(std::string_view bytes) {
   return text;
 }
 
-std::string BoundaryOf(const std::string& mail) {
-  const std::string_view mark = "boundary=\"";
-  const std::size_t at = mail.find(mark);
-  return at == std::string::npos ? "" : mail.substr(at + mark.size(), 35);
-}
-
 std::string AllBytes(std::size_t count) {
   std::string bytes;
   for (std::size_t i = 0; i < count; ++i) bytes += static_cast<char>(i * 7);
   return bytes;
+}
+
+std::string Replaced(const std::string& text, const std::string& from, const std::string& to) {
+  return std::regex_replace(text, std::regex(from), to);
+}
+
+// The file has LF for CR LF, GATEWAY for the gateway's domain, and BOUNDARY for the boundary that was drawn.
+void ExpectMail(std::string mail, const std::string& file) {
+  const std::string want = ToText(ReadFile(DataPath("mail/" + file)));
+  std::smatch boundary;
+  if (std::regex_search(mail, boundary, std::regex("boundary=\"([A-Z]{35})\"")))
+    mail = Replaced(mail, boundary.str(1), "BOUNDARY");
+  EXPECT_EQ(mail, Replaced(Replaced(want, "\n", "\r\n"), "GATEWAY", kGateway));
 }
 
 TEST(Eml, SinglePartToTheByte) {
@@ -48,60 +56,18 @@ TEST(Eml, SinglePartToTheByte) {
   RedTree tree;
   tree.Add("TEXT", "<S>", "\xC3\xA9t\xC3\xA9\n").Add("PJ", AttachmentXml("YQ=="), "");
   tree.Add("TEXT", "", std::string_view("deux\0trois", 10)).Add("ROUT", routing.Xml(), "");
-  EXPECT_EQ(tree.Convert(), "From: cle1" + kGateway +
-                                "\r\n"
-                                "To: a@ailleurs.example,\r\n b" +
-                                kGateway +
-                                "\r\n"
-                                "Cc: c@ailleurs.example\r\n"
-                                "Date: Wed, 15 Mai 2024 09:05:00 +002\r\n"
-                                "Subject: =?utf-8?B?Qm9uam91cg==?=\r\n"
-                                "Reply-To: cle2" +
-                                kGateway +
-                                "\r\n"
-                                "X-KestruneV2MessageID: ID1\r\n"
-                                "MIME-Version: 1.0\r\n"
-                                "Content-Type: text/plain; charset=utf-8; format=flowed\r\n"
-                                "Content-Transfer-Encoding: quoted-printable\r\n"
-                                "\r\n"
-                                "=C3=A9t=C3=A9=0A------- Autre section texte -----=0Adeux\r\n");
+  ExpectMail(tree.Convert(), "single_part.eml");
 }
 
 TEST(Eml, MultipartToTheByte) {
   Routing routing;
   routing.date = "hier";
   routing.subject = routing.sender = "";
-  const std::string name(30, 'N');
-  const std::string data(97, '\xFF');
-  const std::string mail = RedTree()
-                               .Add("ROUT", routing.Xml(), "")
-                               .Add("TEXT", "", "Voir\r\n")
-                               .Add("PJ", AttachmentXml(name.substr(0, 15) + "\r\n" + name.substr(15)), data)
-                               .Add("PJ", "<N>x</N>", "a")
-                               .Convert();
-  const std::string boundary = BoundaryOf(mail);
-  const std::string encoded = Base64(data);
-  ASSERT_EQ(encoded.size(), 132u);
-  const std::string part = "\r\n--" + boundary + "\r\nContent-Transfer-Encoding: base64\r\n";
-  EXPECT_EQ(mail, "From: " + kGateway +
-                      "\r\n"
-                      "To: r1@ailleurs.example\r\n"
-                      "Subject: =?utf-8?B?\?=\r\n"
-                      "X-KestruneV2MessageID: ID1\r\n"
-                      "Content-Type: multipart/mixed; boundary=\"" +
-                      boundary + "\"\r\nMIME-Version: 1.0\r\n\r\n--" + boundary +
-                      "\r\nContent-Type: text/plain; charset=UTF8; format=flowed\r\n"
-                      "Content-Transfer-Encoding: quoted-printable\r\n"
-                      "\r\n"
-                      "Voir\r\n\r\n" +
-                      part + "Content-Type: application/octet-stream; name=\"=?utf-8?B?" +
-                      name.substr(0, 22) + "\r\n " + name.substr(22) +
-                      "?=\"\r\nContent-Disposition: attachment; filename=\"=?utf-8?B?" + name.substr(0, 25) +
-                      "\r\n " + name.substr(25) + "?=\"\r\n\r\n" + encoded.substr(0, 65) + "\r\n" +
-                      encoded.substr(65, 64) + "\r\n" + encoded.substr(129) + "\r\n" + part +
-                      "Content-Type: application/octet-stream; name=\"=?utf-8?B?\?=\"\r\n"
-                      "Content-Disposition: attachment; filename=\"=?utf-8?B?\?=\"\r\n\r\nYQ==\r\n--" +
-                      boundary + "--\r\n");
+  RedTree tree;
+  tree.Add("ROUT", routing.Xml(), "").Add("TEXT", "", "Voir\r\n");
+  tree.Add("PJ", AttachmentXml("1234567890123456\r\n78901234567890"), std::string(97, '\xFF'));
+  tree.Add("PJ", "<N>x</N>", "a");
+  ExpectMail(tree.Convert(), "multipart.eml");
 }
 
 TEST(Eml, Refusals) {
@@ -140,17 +106,16 @@ TEST(Eml, PiecesComeInTheTreesOrderAndSize) {
   EXPECT_STREQ(text.data(), want.c_str());
 
   // The growth that the contract of GetMimePJFromRedBlock states, in a block of exactly that size.
-  for (std::size_t n : {0, 18, 19, 21, 22, 97, 593, 594}) {
-    for (std::size_t d : {1, 48, 49, 49150, 49153, 98305}) {
-      RedTree attached;
-      attached.Add("PJ", AttachmentXml(std::string(n, 'n')), AllBytes(d));
-      const std::size_t named = n > 593 ? 0 : n;  // <AT> would hold more than 600 characters
-      const std::size_t e = 4 * ((d + 2) / 3);
-      std::vector<char> parts(
-          1 + 164 + 1 + 2 * named + 3 * ((59 + named) / 78 + (56 + named) / 78) + e + 2 * ((e - 1) / 64), 0);
-      EXPECT_EQ(GetMimePJFromRedBlock(attached.get(), parts.data(), "B"), kOk);
-      EXPECT_EQ(std::strlen(parts.data()) + 1, parts.size());
-    }
+  for (const auto& [n, d] : std::vector<std::pair<std::size_t, std::size_t>>{
+           {0, 1}, {18, 48}, {19, 49}, {21, 49150}, {22, 49153}, {97, 98305}, {593, 1}, {594, 1}}) {
+    RedTree attached;
+    attached.Add("PJ", AttachmentXml(std::string(n, 'n')), AllBytes(d));
+    const std::size_t named = n > 593 ? 0 : n;  // <AT> would hold more than 600 characters
+    const std::size_t e = 4 * ((d + 2) / 3);
+    std::string parts(
+        164 + 1 + 2 * named + 3 * ((59 + named) / 78 + (56 + named) / 78) + e + 2 * ((e - 1) / 64), '\0');
+    EXPECT_EQ(GetMimePJFromRedBlock(attached.get(), parts.data(), "B"), kOk);
+    EXPECT_EQ(std::strlen(parts.data()), parts.size());
   }
 }
 
@@ -221,67 +186,64 @@ class Mails {
   }
 
   std::string File(const std::string& name) const { return folder_.File(name); }
-  const std::string& path() const { return folder_.path(); }
 
  private:
   static std::string Hex(const std::string& bytes) {
-    std::string hex = ToHex(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
-    for (char& digit : hex) digit = static_cast<char>(std::tolower(digit));
-    return hex;
+    return ToHex(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
   }
 
   TempFolder folder_;
   std::vector<std::pair<std::string, std::string>> rows_;
 };
 
-// What a reader shows of the headers; what is empty is not there.
-struct Shown {
-  std::string to = "r1@ailleurs.example";
-  std::string subject = "Bonjour";
-  std::string sender = "cle1";
-  std::string copies = "";
-  std::string date = "Wed, 15 Mai 2024 09:05:00 +002";
-  std::string reply_to = "";
-  std::string identifier = "ID1";
-
-  std::string Report() const {
-    return "From: " + sender + kGateway + "\n" + Line("To", to) + Line("Cc", copies) + Line("Date", date) +
-           Line("Subject", subject) + Line("Reply-To", reply_to) + Line("X-KestruneV2MessageID", identifier);
+// What a reader shows of the headers of a mail with these values.
+std::string Report(const Routing& shown) {
+  std::string report = "From: " + shown.sender + kGateway + "\n";
+  for (const auto& [name, value] : {std::pair{"To", shown.to},
+                                    {"Cc", shown.copies},
+                                    {"Date", shown.date},
+                                    {"Subject", shown.subject},
+                                    {"Reply-To", shown.reply_to},
+                                    {"X-KestruneV2MessageID", shown.identifier}}) {
+    if (!value.empty()) report += std::string(name) + ": " + value + "\n";
   }
+  return report;
+}
 
- private:
-  static std::string Line(const std::string& name, const std::string& value) {
-    return value.empty() ? "" : name + ": " + value + "\n";
-  }
-};
+const Routing kShown = {.date = "Wed, 15 Mai 2024 09:05:00 +002", .subject = "Bonjour"};
 
 TEST(EmlReaders, ReadBackWhatWasSent) {
   Mails mails;
   const Routing routing;
   mails.Add("text_alone", routing, {"Cher confr\xC3\xA8re,\r\n \r\n" + std::string(300, 'x') + " \t\r\nfin="},
-            {}, Shown().Report());
-  mails.Add("no_text", routing, {}, {{"a.bin", "x"}}, Shown().Report());
-  mails.Add("two_texts", routing, {"un\n", "deux"}, {}, Shown().Report());
-  mails.Add("many_texts", routing, std::vector<std::string>(1000, "x"), {}, Shown().Report());
-  Routing accents;
-  accents.subject = Base64("R\xC3\xA9sultats d'\xC3\xA9t\xC3\xA9");
-  const std::vector<Attachment> accented = {{"\xC3\xA9t\xC3\xA9.pdf", AllBytes(5000)},
-                                            {"vide", ""},
-                                            {"b c.bin", AllBytes(2)},
-                                            {std::string(250, 'n'), "long"}};
-  mails.Add("attachments", accents, {"Voir"}, accented,
-            Shown{.subject = "R\xC3\xA9sultats d'\xC3\xA9t\xC3\xA9"}.Report());
+            {}, Report(kShown));
+  mails.Add("no_text", routing, {}, {{"a.bin", "x"}}, Report(kShown));
+  mails.Add("two_texts", routing, {"un\n", "deux"}, {}, Report(kShown));
+  // The readers decode quoted-printable of all bytes that a text can hold, and of those whose order matters.
+  std::mt19937 random(20);
+  for (const std::string& alphabet : {AllBytes(256).substr(1), std::string(" \t\r\n=ab")}) {
+    std::string text;
+    while (text.size() < 100'000) text += alphabet[random() % alphabet.size()];
+    mails.Add("random_" + std::to_string(alphabet.size()), routing, {text + "."}, {}, Report(kShown));
+  }
+  mails.Add("many_texts", routing, std::vector<std::string>(1000, "x"), {}, Report(kShown));
+  Routing accents, shown = kShown;
+  shown.subject = "R\xC3\xA9sultats d'\xC3\xA9t\xC3\xA9";
+  accents.subject = Base64(shown.subject);
+  const std::string long_name(250, 'n');
+  const std::vector<Attachment> accented = {
+      {"\xC3\xA9t\xC3\xA9.pdf", AllBytes(5000)}, {"vide", ""}, {"b c.bin", AllBytes(2)}, {long_name, "x"}};
+  mails.Add("attachments", accents, {"Voir"}, accented, Report(shown));
   std::vector<Attachment> attachments;
   for (std::size_t i = 0; i < 300; ++i) attachments.push_back({"pj" + std::to_string(i), AllBytes(i)});
-  mails.Add("attachments_300", routing, {"--\r\n--x--\r\n"}, attachments, Shown().Report());
+  mails.Add("attachments_300", routing, {"--\r\n--x--\r\n"}, attachments, Report(kShown));
   Routing crowd;
-  std::string want;
-  crowd.to.clear();
+  shown = kShown;
   for (int i = 0; i < 10'000; ++i) {
-    crowd.to += (i == 0 ? "d" : ",d") + std::to_string(i) + "@ailleurs.example";
-    want += (i == 0 ? "d" : ", d") + std::to_string(i) + "@ailleurs.example";
+    crowd.to += ",d" + std::to_string(i) + "@ailleurs.example";
+    shown.to += ", d" + std::to_string(i) + "@ailleurs.example";
   }
-  mails.Add("recipients_10000", crowd, {""}, {}, Shown{.to = want}.Report());
+  mails.Add("recipients_10000", crowd, {""}, {}, Report(shown));
   mails.ExpectPythonAgrees();
 
   for (const auto& [mail, attached] :
@@ -301,48 +263,31 @@ TEST(EmlReaders, ReadBackWhatWasSent) {
 // Whatever a routing value or a file name holds: one header line each, one text, one attachment.
 TEST(EmlReaders, NothingIsInjected) {
   Mails mails;
-  const std::vector<std::string> payloads = {"\r",
-                                             "\n",
-                                             "\r\n",
-                                             "\r\n\r\n",
-                                             "\r\n--" + std::string(35, 'A') + "\r\n",
-                                             "\"",
-                                             "zzzzzzzzzzzzz",
-                                             "zzzzzzzzzzzzzzzz",
-                                             "\"\r\n\"",
-                                             std::string(1, '\0')};
-  const std::vector<std::pair<std::string Routing::*, std::string Shown::*>> fields = {
-      {&Routing::sender, &Shown::sender},
-      {&Routing::to, &Shown::to},
-      {&Routing::copies, &Shown::copies},
-      {&Routing::reply_to, &Shown::reply_to},
-      {&Routing::date, &Shown::date},
-      {&Routing::subject, &Shown::subject},
-      {&Routing::identifier, &Shown::identifier}};
+  const std::string boundary_line = "\r\n--" + std::string(35, 'A') + "\r\n";
+  const std::string zero(1, '\0'), folds_behind_name(13, 'z'), folds_behind_file_name(16, 'z');
   int mail = 0;
-  for (const std::string& payload : payloads) {
+  for (const std::string& payload :
+       {std::string("\r"), std::string("\n"), std::string("\r\n"), std::string("\r\n\r\n"), std::string("\""),
+        std::string("\"\r\n\""), boundary_line, zero, folds_behind_name, folds_behind_file_name}) {
     const std::string value = "v" + payload + "Bcc:x";
-    std::string bare;
-    for (const char character : value) {
-      if (character != '\r' && character != '\n') bare += character;
-    }
+    const std::string bare = Replaced(value, "[\r\n]", "");
     const bool is_cut = bare.find('\0') != std::string::npos;  // no </M>, and so no header block; no </N>
-    for (const auto& [field, shown_field] : fields) {
-      Routing routing;
-      Shown shown;
+    for (std::string Routing::*field : {&Routing::sender, &Routing::to, &Routing::copies, &Routing::reply_to,
+                                        &Routing::date, &Routing::subject, &Routing::identifier}) {
+      Routing routing, shown = kShown;
       routing.*field = value;
-      shown.*shown_field = bare;
+      shown.*field = bare;
       if (field == &Routing::to || field == &Routing::copies || field == &Routing::reply_to)
-        shown.*shown_field += kGateway;
+        shown.*field += kGateway;
       if (field == &Routing::subject) shown.subject = "=?utf-8?B?" + bare + "?=";
       if (field == &Routing::date) shown.date = bare.size() == 19 ? ", 0  0 00:00:00 +002" : "";
       mails.Add("mail" + std::to_string(++mail), routing, {"texte"}, {{"pj", "x"}},
-                is_cut ? "" : shown.Report());
+                is_cut ? "" : Report(shown));
     }
     RedTree tree;
     tree.Add("ROUT", Routing().Xml(), "").Add("PJ", AttachmentXml(value), "x");
     mails.AddMade("mail" + std::to_string(++mail), tree.Convert(),
-                  Shown().Report() + "text/plain; UTF8; None: 0d0a\napplication/octet-stream; None; " +
+                  Report(kShown) + "text/plain; UTF8; None: 0d0a\napplication/octet-stream; None; " +
                       (is_cut ? "" : "=?utf-8?B?" + bare + "?=") + ": 78\n");
   }
   mails.ExpectPythonAgrees();
