@@ -6,7 +6,7 @@
 
 #include <cstring>
 #include <random>
-#include <regex>
+#include <string>
 
 #include "kestrune_settings.h"
 #include "tests/mail/red_tree.h"
@@ -34,17 +34,20 @@ std::string AllBytes(std::size_t count) {
   return bytes;
 }
 
-std::string Replaced(const std::string& text, const std::string& from, const std::string& to) {
-  return std::regex_replace(text, std::regex(from), to);
+std::string Replaced(std::string text, std::string_view from, std::string_view to) {
+  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
+    text.replace(at, from.size(), to);
+  return text;
 }
 
 // The file has LF for CR LF, GATEWAY for the gateway's domain, and BOUNDARY for the boundary that was drawn.
-void ExpectMail(std::string mail, const std::string& file) {
+void ExpectMail(const std::string& mail, const std::string& file) {
   const std::string want = ToText(ReadFile(DataPath("mail/" + file)));
-  std::smatch boundary;
-  if (std::regex_search(mail, boundary, std::regex("boundary=\"([A-Z]{35})\"")))
-    mail = Replaced(mail, boundary.str(1), "BOUNDARY");
-  EXPECT_EQ(mail, Replaced(Replaced(want, "\n", "\r\n"), "GATEWAY", kGateway));
+  const std::string_view mark = "boundary=\"";
+  const std::size_t at = mail.find(mark);
+  const std::string boundary = at == std::string::npos ? "none" : mail.substr(at + mark.size(), 35);
+  EXPECT_EQ(Replaced(mail, boundary, "BOUNDARY"),
+            Replaced(Replaced(want, "\n", "\r\n"), "GATEWAY", kGateway));
 }
 
 TEST(Eml, SinglePartToTheByte) {
@@ -232,7 +235,7 @@ TEST(EmlReaders, ReadBackWhatWasSent) {
   accents.subject = Base64(shown.subject);
   const std::string long_name(250, 'n');
   const std::vector<Attachment> accented = {
-      {"\xC3\xA9t\xC3\xA9.pdf", AllBytes(5000)}, {"vide", ""}, {"b c.bin", AllBytes(2)}, {long_name, "x"}};
+      {"\xC3\xA9t\xC3\xA9.pdf", AllBytes(150000)}, {"vide", ""}, {"b c.bin", AllBytes(2)}, {long_name, "x"}};
   mails.Add("attachments", accents, {"Voir"}, accented, Report(shown));
   std::vector<Attachment> attachments;
   for (std::size_t i = 0; i < 300; ++i) attachments.push_back({"pj" + std::to_string(i), AllBytes(i)});
@@ -270,7 +273,7 @@ TEST(EmlReaders, NothingIsInjected) {
        {std::string("\r"), std::string("\n"), std::string("\r\n"), std::string("\r\n\r\n"), std::string("\""),
         std::string("\"\r\n\""), boundary_line, zero, folds_behind_name, folds_behind_file_name}) {
     const std::string value = "v" + payload + "Bcc:x";
-    const std::string bare = Replaced(value, "[\r\n]", "");
+    const std::string bare = Replaced(Replaced(value, "\r", ""), "\n", "");
     const bool is_cut = bare.find('\0') != std::string::npos;  // no </M>, and so no header block; no </N>
     for (std::string Routing::*field : {&Routing::sender, &Routing::to, &Routing::copies, &Routing::reply_to,
                                         &Routing::date, &Routing::subject, &Routing::identifier}) {
