@@ -2,12 +2,12 @@
 
 #include <cstring>
 #include <string>
-#include <string_view>
 
 #include "core/instance_creator.h"
 #include "core/password.h"
 #include "core/result.h"
 #include "sign/digest.h"
+#include "sign/signature_block.h"
 
 using namespace kestrune;
 
@@ -15,12 +15,6 @@ namespace {
 
 constexpr long kDigestMode = 1;
 constexpr std::size_t kSignatureBytes = 4096;
-constexpr std::size_t kBase64BufferBytes = 16384;
-// Deliberate: a quarter of the buffer is declared, so signatures of more than 3069 bytes are refused.
-constexpr std::size_t kBase64DeclaredBytes = 4096;
-constexpr std::size_t kKeySuffixCharacters = 4;  // ".key"
-constexpr std::size_t kLineCharacters = 60;
-constexpr std::string_view kOpenSignature = "<S>";
 
 }  // namespace
 
@@ -91,27 +85,7 @@ int TypApiV2Signature::WriteBlock(char* out, Sign&& sign) {
   std::uint32_t signature_length = 0;
   if (const Result rc = sign(signature.data(), &signature_length); rc != kOk) return rc;
   if (signature_length > kSignatureBytes) return signer::kSignatureTooLong;
-  return AppendBlock(signature.data(), signature_length, out);
-}
-
-int TypApiV2Signature::AppendBlock(const unsigned char* signature, std::uint32_t length, char* out) const {
-  CBuffer base64;
-  if (!base64.Allocate(kBase64BufferBytes)) return kNoObject;
-  std::size_t characters = kBase64DeclaredBytes;
-  if (base64_encode(base64.data(), &characters, signature, length) != 0) return signer::kBase64;
-
-  std::string_view name(key_file_name_.data());
-  if (name.size() > kKeySuffixCharacters) name.remove_suffix(kKeySuffixCharacters);
-  std::string block;
-  block.append("<SIGN><N>").append(name).append("</N>\n").append(kOpenSignature);
-  for (std::size_t i = 0; i < characters; ++i) {
-    block.push_back(base64.text()[i]);
-    // The tag counts as part of the first line.
-    if ((i + kOpenSignature.size()) % kLineCharacters == kLineCharacters - 1) block.push_back('\n');
-  }
-  block.append("</S></SIGN>");
-  std::memcpy(out, block.c_str(), block.size() + 1);
-  return kOk;
+  return WriteSignatureBlock(key_file_name_.data(), signature.data(), signature_length, out);
 }
 
 int TypApiV2Signature::LoadPrivateKey() {

@@ -85,7 +85,6 @@ class KESTRUNE_API TypApiV2Signature : public kestrune::LibraryObject<TypApiV2Si
 
   template <class Sign>
   int WriteBlock(char* out, Sign&& sign);
-  int AppendBlock(const unsigned char* signature, std::uint32_t length, char* out) const;
 
   TypV2InstanceCreator* creator_ = nullptr;
   kestrune::Owned<TypV2Utils> utils_;

@@ -11,6 +11,7 @@
 
 #include "api/kestrune.h"
 #include "core/instance_creator.h"
+#include "sign/signature_block.h"
 #include "tests/support/bytes.h"
 #include "tests/support/key_folder.h"
 #include "tests/support/process.h"
@@ -48,13 +49,32 @@ std::string Sha512(const std::string& text) {
 
 // The block around a signature: 57 characters on the first line, then 60 on each.
 std::string Block(const std::string& name, const std::string& signature) {
-  std::string base64(2000, '\0');
+  std::string base64(5000, '\0');
   const int length = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(base64.data()),
                                      reinterpret_cast<const unsigned char*>(signature.data()),
                                      static_cast<int>(signature.size()));
   base64.resize(static_cast<std::size_t>(length));
   for (std::size_t line = 57; line <= base64.size(); line += 61) base64.insert(line, 1, '\n');
   return "<SIGN><N>" + name + "</N>\n<S>" + base64 + "</S></SIGN>";
+}
+
+TEST(SignatureBlock, IsLaidOutForEveryLength) {
+  const std::string key_file = "n.z.126.key";
+  // From none to the longest; 42 and 87 bytes end closest to a line's end.
+  for (const std::size_t length : {0, 1, 42, 43, 45, 87, 88, 128, 1024, 3069, 3070}) {
+    const std::string signature(length, '\x9c');
+    char out[5000] = "old";
+    const Result rc = WriteSignatureBlock(key_file, reinterpret_cast<const unsigned char*>(signature.data()),
+                                          signature.size(), out);
+    EXPECT_EQ(rc, length <= 3069 ? 0 : -71);
+    EXPECT_EQ(out, length <= 3069 ? Block("n.z.126", signature) : "old") << length;
+  }
+  const unsigned char byte = 0;
+  for (const char* name : {"", "n", "key", ".key", "n.key"}) {
+    char out[100];
+    EXPECT_EQ(WriteSignatureBlock(name, &byte, 1, out), 0);
+    EXPECT_EQ(out, Block(std::string(name) == "n.key" ? "n" : name, std::string(1, '\0')));
+  }
 }
 
 class Signing : public ::testing::Test {
