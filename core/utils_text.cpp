@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "core/owned.h"
 #include "core/result.h"
@@ -38,16 +39,20 @@ bool IsDigit(char character) {
 class FoldedPattern {
  public:
   // False when there is no memory.
-  [[nodiscard]] bool Prepare(const unsigned char* pattern, std::size_t length) {
+  [[nodiscard]] bool Prepare(std::string_view pattern) {
+    const std::size_t length = pattern.size();
     words_ = (length + kWordBits - 1) / kWordBits;
     if (!bits_.Allocate((UCHAR_MAX + 2) * words_ * sizeof(Word))) return false;
     masks_ = reinterpret_cast<Word*>(bits_.data());
     state_ = masks_ + (UCHAR_MAX + 1) * words_;
     last_ = Word{1} << (length - 1) % kWordBits;
-    for (std::size_t i = 0; i < length; ++i) {
-      for (const int byte : {pattern[i] - kCaseDistance, +pattern[i], pattern[i] + kCaseDistance}) {
+    std::size_t i = 0;
+    for (const char letter : pattern) {
+      const int character = static_cast<unsigned char>(letter);
+      for (const int byte : {character - kCaseDistance, character, character + kCaseDistance}) {
         if (byte >= 0 && byte <= UCHAR_MAX) Mask(byte)[i / kWordBits] |= Word{1} << i % kWordBits;
       }
+      ++i;
     }
     return true;
   }
@@ -186,7 +191,7 @@ long long TypV2Utils::possubstringsimplenocase(const unsigned char* buffer, unsi
   if (sub_length > length || start > length - sub_length) return -1;
   if (sub_length == 0) return static_cast<long long>(start);
   FoldedPattern pattern;
-  if (!pattern.Prepare(reinterpret_cast<const unsigned char*>(sub), sub_length)) return -1;
+  if (!pattern.Prepare({sub, sub_length})) return -1;
   for (unsigned long long i = start; i < length; ++i) {
     if (pattern.Step(buffer[i])) return static_cast<long long>(i + 1 - sub_length);
   }
