@@ -13,66 +13,48 @@
 namespace kestrune::testing {
 namespace {
 
-struct Moment {
-  const char* name;
-  std::time_t now;
-  const char* zone;
-  int year;  // of the local calendar
-  const char *certificate, *personal, *v1, *v2;
-  const char* text;   // local date and time
-  const char* stamp;  // day of the year, second of the day
-};
-
-class Dates : public ::testing::TestWithParam<Moment> {};
-
-TEST_P(Dates, FollowTheLocalClock) {
-  const Moment& want = GetParam();
-  const ShiftedClock clock(want.now, want.zone);
-  char out[64];
-  TypV2Utils utils;
-  EXPECT_EQ(utils.GetCurrentYear(), want.year);
-  utils.GetKeyFilenameExtensionV1(out);
-  EXPECT_STREQ(out, want.v1);
-  utils.GetKeyFilenameExtensionV2(out);
-  EXPECT_STREQ(out, want.v2);
-  utils.GetSQLDateTime(out);
-  EXPECT_STREQ(out, want.text);
-
-  TypKeyUtils keys;
-  EXPECT_EQ(keys.GetYearCert(out), static_cast<int>(std::string(want.certificate).size()));
-  EXPECT_STREQ(out, want.certificate);
-  EXPECT_EQ(keys.GetYearKestruneKey(out), static_cast<int>(std::string(want.personal).size()));
-  EXPECT_STREQ(out, want.personal);
-  EXPECT_EQ(keys.GetKestruneKeyName("x", out), out);
-  EXPECT_EQ(out, std::string("x.") + want.certificate);
-  const int written = keys.GetTimeStamp(out);
-  EXPECT_EQ(static_cast<std::size_t>(written), std::string(out).size());
-  EXPECT_EQ(std::string(out).find(want.stamp), 0u) << out;
-  EXPECT_NE(out[std::string(want.stamp).size()], '-');
+// Personal keys carry 100 more than certificates, and the second generation of names 100 more than the first.
+TEST(Dates, FollowTheLocalClock) {
+  const struct {
+    std::time_t now;
+    const char* zone;
+    int year, certificate;
+    const char *text, *stamp;  // local date and time; day of the year and second of the day
+  } rows[] = {// Half an hour before the turn of the year in UTC, an hour to the east and an hour to the west.
+              {1798759800, "EAST-1", 2027, 127, "2027-01-01 00:30:00", "0.1800."},
+              {1798759800, "WEST1", 2026, 126, "2026-12-31 22:30:00", "364.81000."},
+              {1798761600, "UTC0", 2027, 127, "2027-01-01 00:00:00", "0.0."},
+              {1835481599, "UTC0", 2028, 128, "2028-02-29 23:59:59", "59.86399."},
+              {631151999, "UTC0", 1989, 189, "1989-12-31 23:59:59", "364.86399."},
+              {631152000, "UTC0", 1990, 90, "1990-01-01 00:00:00", "0.0."},
+              {-152665139, "UTC0", 1965, 165, "1965-03-01 01:01:01", "59.3661."},
+              {-2209075200, "UTC0", 1899, 99, "1899-12-31 00:00:00", "364.0."},
+              {4102444800, "UTC0", 2100, 200, "2100-01-01 00:00:00", "0.0."}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text);
+    const ShiftedClock clock(row.now, row.zone);
+    const std::string certificate = std::to_string(row.certificate);
+    char out[64];
+    TypV2Utils utils;
+    EXPECT_EQ(utils.GetCurrentYear(), row.year);
+    utils.GetKeyFilenameExtensionV1(out);
+    EXPECT_EQ(out, std::to_string(row.year - 1900));
+    utils.GetKeyFilenameExtensionV2(out);
+    EXPECT_EQ(out, std::to_string(row.year - 1800));
+    utils.GetSQLDateTime(out);
+    EXPECT_STREQ(out, row.text);
+    TypKeyUtils keys;
+    EXPECT_EQ(keys.GetYearCert(out), static_cast<int>(certificate.size()));
+    EXPECT_EQ(out, certificate);
+    EXPECT_EQ(keys.GetYearKestruneKey(out), 3);
+    EXPECT_EQ(out, std::to_string(row.certificate + 100));
+    EXPECT_EQ(keys.GetKestruneKeyName("x", out), out);
+    EXPECT_EQ(out, "x." + certificate);
+    const int written = keys.GetTimeStamp(out);
+    EXPECT_EQ(static_cast<std::size_t>(written), std::string(out).size());
+    EXPECT_TRUE(std::string(out).starts_with(row.stamp)) << out;
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Moments, Dates,
-    ::testing::Values(
-        // Half an hour before the turn of the year in UTC, an hour to the east and an hour to the west.
-        Moment{"TurnEast", 1798759800, "EAST-1", 2027, "127", "227", "127", "227", "2027-01-01 00:30:00",
-               "0.1800."},
-        Moment{"TurnWest", 1798759800, "WEST1", 2026, "126", "226", "126", "226", "2026-12-31 22:30:00",
-               "364.81000."},
-        Moment{"Midnight", 1798761600, "UTC0", 2027, "127", "227", "127", "227", "2027-01-01 00:00:00",
-               "0.0."},
-        Moment{"LeapDay", 1835481599, "UTC0", 2028, "128", "228", "128", "228", "2028-02-29 23:59:59",
-               "59.86399."},
-        Moment{"Before1990", 631151999, "UTC0", 1989, "189", "289", "89", "189", "1989-12-31 23:59:59",
-               "364.86399."},
-        Moment{"From1990", 631152000, "UTC0", 1990, "90", "190", "90", "190", "1990-01-01 00:00:00", "0.0."},
-        Moment{"BeforeTheEpoch", -152665139, "UTC0", 1965, "165", "265", "65", "165", "1965-03-01 01:01:01",
-               "59.3661."},
-        Moment{"Before1900", -2209075200, "UTC0", 1899, "99", "199", "-1", "99", "1899-12-31 00:00:00",
-               "364.0."},
-        Moment{"From2100", 4102444800, "UTC0", 2100, "200", "300", "200", "300", "2100-01-01 00:00:00",
-               "0.0."}),
-    [](const auto& row) { return std::string(row.param.name); });
 
 TEST(KeyUtils, SizesTheIvArea) {
   const struct {
