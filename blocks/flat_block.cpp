@@ -41,8 +41,8 @@ unsigned long long GetLength(TypV2Utils* utils, const unsigned char* bytes) {
   return value;
 }
 
-bool HasTrailer(const unsigned char* flat, unsigned long long end, const FlatDigests& digests) {
-  return std::memcmp(digests.trailer.data(), flat + end, kSha512Bytes) == 0;
+bool HasTrailer(const unsigned char* flat, unsigned long long end, const Sha512Digest& digest) {
+  return std::memcmp(digest.data(), flat + end, kSha512Bytes) == 0;
 }
 
 }  // namespace
@@ -178,10 +178,12 @@ int TypV2BlockCell::Flatten(unsigned char** out, unsigned long long* out_length,
   unsigned long long position = 0;
   if (Result rc = PushDataInPtr(flat.data(), &position, length); rc != kOk) return rc;
   if (position != length) return block::kNoRoom;  // a subclass wrote more or less than it had measured
-  *digests = SealFlatTree(flat.data(), length);
-  *out = flat.release();
-  *out_length = length + kSha512Bytes;
-  return kOk;
+  return EntryPoint([&]() -> Result {
+    *digests = SealFlatTree(flat.data(), length);
+    *out = flat.release();
+    *out_length = length + kSha512Bytes;
+    return kOk;
+  });
 }
 
 // ---- Reading -------------------------------------------------------------------------------------------
@@ -300,7 +302,9 @@ int TypV2BlockCell::LoadFromFlatData(const unsigned char* buffer, unsigned long 
 int TypV2BlockCell::LoadFlatData(const unsigned char* buffer, unsigned long long length) {
   if (buffer == nullptr || length < kSha512Bytes) return block::kTooShort;
   const unsigned long long end = length - kSha512Bytes;
-  if (!HasTrailer(buffer, end, DigestFlatTree(buffer, length))) return block::kDigestMismatch;
+  Sha512Digest digest;
+  sha4(buffer, end, digest.data(), 0);
+  if (!HasTrailer(buffer, end, digest)) return block::kDigestMismatch;
   unsigned long long position = 0;
   return LoadFromFlatData(buffer, &position, end);
 }
@@ -309,7 +313,7 @@ int TypV2BlockCell::LoadLentFlatData(const unsigned char* buffer, unsigned long 
                                      const FlatDigests& digests) {
   if (buffer == nullptr || length < kSha512Bytes) return block::kTooShort;
   const unsigned long long end = length - kSha512Bytes;
-  if (!HasTrailer(buffer, end, digests)) return block::kDigestMismatch;
+  if (!HasTrailer(buffer, end, digests.trailer)) return block::kDigestMismatch;
   unsigned long long position = 0;
   return FlatReader(buffer, &position, end, true).Read(this);
 }

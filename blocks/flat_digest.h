@@ -8,10 +8,12 @@
 
 namespace kestrune {
 
+using Sha512Digest = std::array<unsigned char, kSha512Bytes>;
+
 // Both come from one pass: the second is the first one's text and the trailer behind it.
 struct FlatDigests {
-  std::array<unsigned char, kSha512Bytes> trailer{};  // SHA-512 of all bytes before the trailer
-  std::array<unsigned char, kSha512Bytes> whole{};    // SHA-512 of all bytes, the trailer's included
+  Sha512Digest trailer{};  // SHA-512 of all bytes before the trailer
+  Sha512Digest whole{};    // SHA-512 of all bytes, the trailer's included
 };
 
 // Of the `length` bytes of a flat tree. Of fewer than 64 bytes, only the second one. Null when length is 0.

@@ -59,11 +59,5 @@ TEST(LargeTree, Nested) {
   OnSmallStack(UseTree, &flat);
 }
 
-TEST(LargeTree, BuiltCellByCell) {
-  const Cell root = NewCell("S");
-  for (std::size_t i = 1; i < kCells; ++i) Add(root, "A");
-  EXPECT_EQ(root->GetDataLen(), kCells * 24);
-}
-
 }  // namespace
 }  // namespace kestrune::testing
