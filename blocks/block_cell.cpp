@@ -262,9 +262,5 @@ int TypV2BlockCell::AddSubBlockWithData(const char* name, const char* xml, const
 }
 
 void TypV2BlockCell::MoveToCreator(TypV2InstanceCreator* creator) {
-  const auto move = [creator](TypV2BlockCell& cell) {
-    cell.creator_ = creator;
-    return true;
-  };
-  Walk(this, true, move, [](TypV2BlockCell&) { return true; });
+  ForEach(this, true, [creator](TypV2BlockCell& cell) { cell.creator_ = creator; });
 }

@@ -199,6 +199,9 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   template <class Cell, class Enter, class Leave>
   static void Walk(Cell* start, bool with_next_blocks, Enter&& enter, Leave&& leave);
 
+  template <class Cell, class Visit>
+  static void ForEach(Cell* start, bool with_next_blocks, Visit&& visit);
+
   void StoreName(std::string_view name);
   bool HasName(std::string_view name) const;
   std::string_view PrintedName() const;
@@ -221,7 +224,7 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   unsigned char* data_fork_ = nullptr;
   unsigned char* xml_fork_ = nullptr;
   bool data_is_lent_ = false;                   // the data fork is somebody else's
-  mutable const TypV2BlockCell* up_ = nullptr;  // the cell above, while a walk is below it
+  mutable const TypV2BlockCell* up_ = nullptr;  // where a walk goes on, while it is below
   TypV2BlockCell* tail_ = nullptr;              // where addnextblock last appended; the end is not before it
 };
 

@@ -55,11 +55,8 @@ unsigned long long TypV2BlockCell::RecordBytes() const {
 
 unsigned long long TypV2BlockCell::Measure(bool with_next_blocks) const {
   unsigned long long bytes = 0;
-  const auto add = [&bytes](const TypV2BlockCell& cell) {
-    bytes = SaturatingAdd(bytes, cell.RecordBytes());
-    return true;
-  };
-  Walk(this, with_next_blocks, add, [](const TypV2BlockCell&) { return true; });
+  ForEach(this, with_next_blocks,
+          [&bytes](const TypV2BlockCell& cell) { bytes = SaturatingAdd(bytes, cell.RecordBytes()); });
   return bytes;
 }
 

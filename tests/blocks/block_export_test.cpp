@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "blocks/v1structure.h"
+#include "blocks/v1_structure.h"
 #include "tests/blocks/tree.h"
 
 namespace kestrune::testing {
