@@ -196,7 +196,7 @@ TypV2BlockCell* TypV2BlockCell::GetSubBlock() const {
 }
 
 bool TypV2BlockCell::issuperblock() const {
-  return head_.super_flag == kSuper;
+  return IsSuper();
 }
 
 unsigned char* TypV2BlockCell::GetDataForkPtr() const {

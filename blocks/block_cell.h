@@ -205,6 +205,7 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   void StoreName(std::string_view name);
   bool HasName(std::string_view name) const;
   std::string_view PrintedName() const;
+  bool IsSuper() const { return head_.super_flag == kSuper; }
   bool HasXml() const { return xml_fork_ != nullptr && xml_length_ != 0; }
   bool HasData() const { return data_fork_ != nullptr && data_length_ != 0; }
   void ClearXml();

@@ -41,7 +41,7 @@ class TypV2BlockCell::Printer {
  private:
   void PrintLine(const TypV2BlockCell& cell) const {
     cell.displayindent(indent_);
-    const char mark = cell.issuperblock() ? '*' : ' ';
+    const char mark = cell.IsSuper() ? '*' : ' ';
     std::printf("%c[%.*s", mark, static_cast<int>(kNameBytes), cell.head_.name);
     if (cell.xml_length_ != 0) {
       std::printf(" (xmllen =%llu)", cell.xml_length_);

@@ -80,13 +80,13 @@ class TypV2BlockCell::FlatWriter {
   bool Enter(const TypV2BlockCell& cell) {
     rc_ = Write(cell);
     if (rc_ != kOk) return false;
-    if (cell.issuperblock()) open_.push_back(position_);
+    if (cell.IsSuper()) open_.push_back(position_);
     return true;
   }
 
   bool Leave(const TypV2BlockCell& cell) {
     if (rc_ != kOk) return false;
-    if (!cell.issuperblock()) return true;
+    if (!cell.IsSuper()) return true;
     const unsigned long long sub_blocks = open_.back();
     open_.pop_back();
     TypV2Utils* const utils = utils_.Of(cell.creator_);
@@ -211,7 +211,7 @@ class TypV2BlockCell::FlatReader {
     TypV2BlockCell* cell = first;
     for (;;) {
       if (Result rc = ReadRecord(cell); rc != kOk) return rc;
-      if (cell->issuperblock()) {
+      if (cell->IsSuper()) {
         Owned<TypV2BlockCell> made;
         if (Result rc = Make(cell->creator_, &made); rc != kOk) return rc;
         ends_above_.push_back(end_);
@@ -254,7 +254,7 @@ class TypV2BlockCell::FlatReader {
     std::memcpy(&cell->head_, head, sizeof cell->head_);
     cell->xml_length_ = GetLength(utils, head + kXmlLengthOffset);
     const unsigned long long second = GetLength(utils, head + kSecondLengthOffset);
-    cell->data_length_ = cell->issuperblock() ? 0 : second;
+    cell->data_length_ = cell->IsSuper() ? 0 : second;
     sub_bytes_ = second;
     position_ += kHeadBytes;
 
