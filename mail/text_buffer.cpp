@@ -25,7 +25,8 @@ void TextBuffer::Reserve(std::size_t count) {
 
 void TextBuffer::Scrub() noexcept {
   ScrubWithRandom(bytes_.data(), size_);
-  Clear();
+  bytes_.Clear();
+  size_ = 0;
 }
 
 char* TextBuffer::Release() {

@@ -6,14 +6,13 @@
 #include <string_view>
 
 #include "core/owned.h"
-#include "crypto/export.h"
 
 namespace kestrune::mail {
 
 // A text that grows as it is appended to, always zero-terminated. It holds clear text: what it leaves
-// behind when it grows, is cleared or ends is wiped. Where there is no memory, std::bad_alloc is thrown
+// behind when it grows, is replaced or ends is wiped. Where there is no memory, std::bad_alloc is thrown
 // (the entry points turn it into -96) and the text is what it was.
-class KESTRUNE_API TextBuffer {
+class TextBuffer {
  public:
   TextBuffer() = default;
 
@@ -24,7 +23,6 @@ class KESTRUNE_API TextBuffer {
   void Append(std::string_view text) {
     if (!text.empty()) std::memcpy(Extend(text.size()), text.data(), text.size());
   }
-  void Append(char character) { *Extend(1) = character; }
 
   // Lengthens the text by `count` characters and returns where they begin; the caller writes them all.
   char* Extend(std::size_t count) {
@@ -47,18 +45,12 @@ class KESTRUNE_API TextBuffer {
     bytes_.Adopt(text, size_ + 1);
   }
 
-  void Clear() noexcept {
-    bytes_.Clear();
-    size_ = 0;
-  }
-
   // Overwrites the text with random bytes and clears.
   void Scrub() noexcept;
 
   bool empty() const noexcept { return size_ == 0; }
   std::size_t size() const noexcept { return size_; }
   std::string_view view() const noexcept { return {c_str(), size_}; }
-  char* data() noexcept { return bytes_.text(); }
   const char* c_str() const noexcept { return bytes_ ? bytes_.text() : ""; }
 
   // Hands the text out: zero-terminated, from malloc, never null.

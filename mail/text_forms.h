@@ -8,7 +8,6 @@
 #include <string_view>
 
 #include "core/result.h"
-#include "crypto/export.h"
 #include "mail/text_buffer.h"
 
 namespace kestrune::mail {
