@@ -6,6 +6,7 @@
 #include "blocks/block_cell.h"
 #include "blocks/tree_walk.h"
 #include "blocks/v1_structure.h"
+#include "core/entry_point.h"
 #include "core/owned.h"
 #include "core/result.h"
 #include "crypto/classic.h"
@@ -94,11 +95,13 @@ class TypV2BlockCell::V1Export {
 };
 
 int TypV2BlockCell::ExportBlockAsV1Struct(TypV1SimpleStruc* structure) const {
-  V1Export exporter(structure);
-  Walk(
-      this, true, [&exporter](const TypV2BlockCell& cell) { return exporter.Enter(cell); },
-      [&exporter](const TypV2BlockCell& cell) { return exporter.Leave(cell); });
-  return exporter.rc();
+  return EntryPoint([&]() -> Result {
+    V1Export exporter(structure);
+    Walk(
+        this, true, [&exporter](const TypV2BlockCell& cell) { return exporter.Enter(cell); },
+        [&exporter](const TypV2BlockCell& cell) { return exporter.Leave(cell); });
+    return exporter.rc();
+  });
 }
 
 // ---- Tagged text ---------------------------------------------------------------------------------------
