@@ -1,13 +1,10 @@
-# Makes keys in a new folder, runs a program with the folder and an argument, and compares what both print with
-# a file, in which @CERTIFICATE_YEAR@ and @KEY_YEAR@ stand for the year numbers of today.
-file(REMOVE_RECURSE ${FOLDER})
-execute_process(COMMAND ${MAKE_KEYS} ${FOLDER} OUTPUT_VARIABLE keys COMMAND_ERROR_IS_FATAL ANY)
-execute_process(COMMAND ${PROGRAM} ${FOLDER} ${ARGUMENT} OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
-string(TIMESTAMP year "%Y")
-math(EXPR CERTIFICATE_YEAR "${year} - 1900")
-math(EXPR KEY_YEAR "${year} - 1800")
-file(READ ${EXPECTED} expected)
-string(CONFIGURE "${expected}" expected @ONLY)
-if(NOT "${keys}${output}" STREQUAL "${expected}")
-  message(FATAL_ERROR "printed:\n${keys}${output}\nexpected:\n${expected}")
+# Runs a program in the folder, keeps what it prints there, and compares it with a file.
+include(${CMAKE_CURRENT_LIST_DIR}/compare.cmake)
+set(input)
+if(INPUT)
+  set(input INPUT_FILE ${FOLDER}${INPUT})
 endif()
+execute_process(COMMAND ${PROGRAM} ${ARGUMENTS} ${input} OUTPUT_VARIABLE printed WORKING_DIRECTORY ${FOLDER}
+  COMMAND_ERROR_IS_FATAL ANY)
+file(WRITE ${FOLDER}${PRINTED} "${printed}")
+compare("${printed}" ${EXPECTED})
