@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -122,10 +123,30 @@ void Bare(const unsigned char* body, std::size_t bytes, int direction, Memory me
   }
 }
 
+std::size_t StatusBytes(const std::string& field) {
+  std::ifstream status("/proc/self/status");
+  for (std::string word; status >> word;) {
+    std::size_t kibibytes = 0;
+    if (word == field && status >> kibibytes) return kibibytes * 1024;
+  }
+  return 0;
+}
+
+// Memory at the peak of the operation, the caller's own body counted, without the IV area, in bodies.
+template <class Operation>
+double Peak(std::size_t bytes, Operation&& operation) {
+  std::ofstream("/proc/self/clear_refs") << 5;  // the peak is counted anew
+  const std::size_t before = StatusBytes("VmRSS:");
+  operation();
+  const auto taken = static_cast<double>(StatusBytes("VmHWM:") - before) - static_cast<double>(kFirstPadAt);
+  return 1 + taken / static_cast<double>(bytes);
+}
+
 template <class Operation>
 void Compare(benchmark::State& state, const unsigned char* body, std::size_t bytes, int direction,
              Operation&& operation) {
   std::vector<double> own, bare, warm;
+  state.counters["peak_bodies"] = Peak(bytes, operation);
   for (auto _ : state) {
     const double start = Milliseconds();
     operation();

@@ -23,188 +23,138 @@ struct KestruneKeyTest : ::testing::Test {
   unsigned char password[32] = {};
 
   ~KestruneKeyTest() override { key.Kill(); }
-
-  Result Open(unsigned long long mode) {
-    return key.InitCreate(&creator, "cle", 1, folder.path().c_str(), folder.personal.hex_password.c_str(),
-                          mode);
+  Result Open(unsigned long long mode, const std::string& hex = HexPassword("a_b_c_d")) {
+    return key.InitCreate(&creator, "cle", 1, folder.path().c_str(), hex.c_str(), mode);
   }
-  Bytes FileNow() const { return ReadFile(folder.File(folder.personal_name)); }
-  void Put(const Bytes& file) const { WriteFile(folder.File(folder.personal_name), file); }
+  std::string path() const { return folder.File(folder.personal_name); }
+  Bytes FileNow() const { return ReadFile(path()); }
   bool GotPassword(std::uint64_t at) const {
     return std::equal(password, password + 32, folder.personal.second_pad.begin() + static_cast<long>(at));
   }
 };
 
-// The header's numbers that a hand-out may change; all else in the file stays.
-Bytes WithNumbers(Bytes file, std::initializer_list<std::pair<std::size_t, std::uint64_t>> numbers) {
-  for (const auto& [at, value] : numbers) SetNumberAt(file, at, value);
-  return file;
-}
-
 TEST_F(KestruneKeyTest, HandsOutRunsOnceAndRecordsThem) {
   struct Row {
     std::uint64_t offset, length, next, cycles;
   };
-  for (const Row& row : {
-           Row{0, 1, 1, 0},
-           Row{4096, 8192, 12288, 0},
-           Row{5, 4091, 4096, 0},
-           Row{5000, 9000, 14000, 0},
-           Row{kFirst - 100, 300, 200, 1},
-           Row{kFirst - 4096, 4096, 0, 1},
-           Row{7, 3 * kFirst + 5, 12, 3},
-           Row{kFirst - 5000, 10, kFirst - 4990, 1},  // counted by the whole chunks that belong to it
-           Row{10, 0, 10, 0},
-       }) {
+  for (const Row& row : {Row{4096, 8192, 12288, 0}, Row{5000, 9000, 14000, 0}, Row{kFirst - 100, 300, 200, 1},
+                         Row{kFirst - 4096, 4096, 0, 1}, Row{7, 3 * kFirst + 5, 12, 3}, Row{10, 0, 10, 0},
+                         Row{kFirst - 5000, 10, kFirst - 4990, 1}}) {  // counted by its whole chunks
     folder.personal.first_offset = row.offset;
     folder.Write();
-    const Bytes before = FileNow();
-    ASSERT_EQ(Open(1), kOk);
-    ASSERT_EQ(Take(key, row.length, &run, &offset), kOk);
-    EXPECT_EQ(offset, row.offset);
-    EXPECT_EQ(run, RunOf(folder.personal.first_pad, row.offset, row.length)) << row.offset;
-    EXPECT_EQ(FileNow(), WithNumbers(before, {{kFirstOffsetAt, row.next},
-                                              {kCyclesAt, row.cycles},
-                                              {kUsesAt, 1},
-                                              {kUsedBytesAt, row.length}}));
-    EXPECT_FALSE(IsUnlocked(folder.File(folder.personal_name)));
-    key.Kill();
-    EXPECT_TRUE(IsUnlocked(folder.File(folder.personal_name)));
+    Bytes want = FileNow();
+    for (const unsigned long long mode : {0, 1}) {
+      ASSERT_EQ(Open(mode), kOk);
+      EXPECT_EQ(IsUnlocked(path()), mode == 0);
+      ASSERT_EQ(Take(key, row.length, &run, &offset), kOk);
+      EXPECT_EQ(offset, row.offset);
+      EXPECT_EQ(run, RunOf(folder.personal.first_pad, row.offset, row.length)) << row.offset;
+      if (mode == 1) {
+        SetNumberAt(want, kFirstOffsetAt, row.next);
+        SetNumberAt(want, kCyclesAt, row.cycles);
+        SetNumberAt(want, kUsesAt, 1);
+        SetNumberAt(want, kUsedBytesAt, row.length);
+      }
+      EXPECT_EQ(FileNow(), want) << row.offset;
+      key.Kill();
+      EXPECT_TRUE(IsUnlocked(path()));
+    }
   }
 }
 
 TEST_F(KestruneKeyTest, HandsOutOneTimePasswordsUpToTheEndOfThePad) {
   folder.personal.second_offset = kSecond - 64;
   folder.Write();
-  const Bytes before = FileNow();
   ASSERT_EQ(Open(1), kOk);
   for (const std::uint64_t at : {kSecond - 64, kSecond - 32, std::uint64_t{0}}) {
     ASSERT_EQ(key.GetOTPassword(password, &offset), kOk);
     EXPECT_EQ(offset, at);
     EXPECT_TRUE(GotPassword(at)) << at;
   }
-  EXPECT_EQ(FileNow(), WithNumbers(before, {{kSecondOffsetAt, 32}}));
-  for (const std::uint64_t at : {std::uint64_t{4080}, kSecond - 31, kSecond, kFar - 15, kFar - 4095}) {
+  for (const std::uint64_t at : {std::uint64_t{4080}, kSecond, kFar - 15, kFar - 4095}) {
     ASSERT_EQ(key.SetOffsetOTPassword(at), kOk);
     EXPECT_EQ(key.GetOTPassword(password, &offset), key::kOffset) << at;
-    EXPECT_EQ(offset, at);
     EXPECT_TRUE(GotPassword(0));
   }
   EXPECT_EQ(NumberAt(FileNow(), kSecondOffsetAt), 32u);
-}
-
-TEST_F(KestruneKeyTest, ReadOnlyMovesOnInMemoryAlone) {
-  const Bytes before = FileNow();
-  ASSERT_EQ(Open(0), kOk);
-  for (const std::uint64_t at : {0, 32}) {
-    ASSERT_EQ(key.GetOTPassword(password, &offset), kOk);
-    EXPECT_TRUE(GotPassword(at));
-  }
+  EXPECT_EQ(key.SetOffsetOTPChiffrement(kFirst - 8), kOk);
   EXPECT_EQ(key.SetOffsetOTPChiffrement(kFirst - 7), key::kOffset);
-  ASSERT_EQ(key.SetOffsetOTPChiffrement(kFirst - 8), kOk);
-  ASSERT_EQ(Take(key, 20, &run, &offset), kOk);
-  EXPECT_EQ(run, RunOf(folder.personal.first_pad, kFirst - 8, 20));
-  EXPECT_EQ(FileNow(), before);
 }
 
-TEST_F(KestruneKeyTest, RefusesPasswordsAndModes) {
+TEST_F(KestruneKeyTest, RefusesPasswordsModesAndDamage) {
+  const std::string right = HexPassword("a_b_c_d"), longest = right + "0123456789ABCDEF";
   struct Row {
     std::string password;
     unsigned long long mode;
+    std::size_t damaged;
     Result want;
   };
-  const std::string right = folder.personal.hex_password;
-  for (const Row& row :
-       {Row{HexPassword("autre"), 1, key::kCheckFailed}, Row{"", 1, key::kCheckFailed},
-        Row{right.substr(0, 62), 1, key::kCheckFailed}, Row{right + "0123456789ABCDEF", 1, kOk},
-        Row{right + "0123456789ABCDEF0", 1, key::kCheckFailed}, Row{right, 3, key::kMode},
-        Row{right, kFar, key::kMode}, Row{right, 2, file::kRead}}) {
-    TypV2KestruneKey other;
-    EXPECT_EQ(other.InitCreate(&creator, folder.personal_name.c_str(), 0, folder.path().c_str(),
-                               row.password.c_str(), row.mode),
-              row.want);
-    EXPECT_EQ(IsUnlocked(folder.File(folder.personal_name)), row.want != kOk);
-    EXPECT_EQ(other.GetOTPassword(password, &offset), row.want == kOk ? kOk : kNoObject);
-    other.Kill();
-  }
-  EXPECT_EQ(key.InitCreate(&creator, "aucune", 1, folder.path().c_str(), right.c_str(), 0), file::kOpen);
-  EXPECT_EQ(
-      key.InitCreate(&creator, std::string(3000, 'n').c_str(), 1, folder.path().c_str(), right.c_str(), 0),
-      file::kBadName);
-}
-
-TEST_F(KestruneKeyTest, DigestCovers16384BytesOfTheIvArea) {
   folder.personal.first_pad = PadOf(1100 * kPadChunk, 1);
   const Bytes file = folder.personal.File();
-  for (const auto& [at, want] : {std::pair{512 + 16383, key::kCheckFailed},
-                                 {512 + 16384 + 16, kOk},
-                                 {13, key::kCheckFailed},
-                                 {111, key::kCheckFailed},
-                                 {113, kOk}}) {
+  for (const Row& row :
+       {Row{HexPassword("autre"), 1, 511, key::kCheckFailed}, Row{"", 1, 511, key::kCheckFailed},
+        Row{longest, 1, 511, kOk}, Row{longest + "0", 1, 511, key::kCheckFailed},
+        Row{right, 0, 13, key::kCheckFailed}, Row{right, 0, 111, key::kCheckFailed},
+        Row{right, 0, 512 + 16383, key::kCheckFailed}, Row{right, 0, 512 + 16400, kOk},
+        Row{right, 3, 511, key::kMode}, Row{right, kFar, 511, key::kMode}, Row{right, 2, 511, file::kRead}}) {
     Bytes damaged = file;
-    damaged[static_cast<std::size_t>(at)] ^= 1;
-    Put(damaged);
-    EXPECT_EQ(Open(0), want) << at;
+    damaged[row.damaged] ^= 1;
+    WriteFile(path(), damaged);
+    EXPECT_EQ(Open(row.mode, row.password), row.want) << row.damaged;
+    EXPECT_EQ(IsUnlocked(path()), row.want != kOk || row.mode == 0);
+    EXPECT_EQ(key.GetOTPassword(password, &offset), row.want == kOk ? kOk : kNoObject);
   }
+  const char* const folder_path = folder.path().c_str();
+  EXPECT_EQ(key.InitCreate(&creator, "aucune", 1, folder_path, right.c_str(), 0), file::kOpen);
+  EXPECT_EQ(key.InitCreate(&creator, std::string(3000, 'n').c_str(), 1, folder_path, right.c_str(), 0),
+            file::kBadName);
 }
 
-// Headers that lie under a right digest: every number is looked at where it is used.
+// Headers that lie under a right digest, and files cut anywhere: every number is looked at where it is used, and no
+// byte is made up.
 TEST_F(KestruneKeyTest, BelievesNoHeader) {
   struct Row {
     std::size_t at;
     std::uint64_t value;
     Result open, take, password;
+    std::size_t bytes = kFar;
   };
   const Bytes file = FileNow();
+  const std::size_t pads = file.size() - kFirst - kSecond;
   for (const Row& row : {
            Row{kFirstPadBytesAt, 0, kOk, key::kOffset, kOk},
            Row{kSecondPadBytesAt, 0, kOk, kOk, key::kOffset},
            Row{kFirstPadBytesAt, kFar, kOk, kOk, key::kOffset},  // the sum wraps
            Row{kFirstPadBytesAt, kFar - kSecond + 1, kOk, kOk, key::kOffset},
-           Row{kSecondPadBytesAt, kFar - kFirst + 1, kOk, kOk, kOk},  // still within the area
-           Row{kFirstPadBytesAt, kFar / 2, file::kRead, kNoObject,
-               kNoObject},                           // the IV area exceeds the file
+           Row{kFirstPadBytesAt, kFar / 2, file::kRead, kNoObject, kNoObject},
            Row{kFirstPadBytesAt, 1, kOk, kOk, kOk},  // no multiple of a chunk: handed out as it is
            Row{kFirstOffsetAt, kFirst, kOk, key::kOffset, kOk},
            Row{kFirstOffsetAt, kFar, kOk, key::kOffset, kOk},
            Row{kSecondOffsetAt, kFar - 31, kOk, kOk, key::kOffset},
+           Row{kUsesAt, 0, file::kRead, kNoObject, kNoObject, 511},
+           Row{kUsesAt, 0, file::kRead, kNoObject, kNoObject, pads - 1},
+           Row{kUsesAt, 0, kOk, file::kRead, file::kRead, pads + 8191},
+           Row{kUsesAt, 0, kOk, kOk, file::kRead, pads + 8192},
+           Row{kUsesAt, 0, kOk, kOk, file::kRead, pads + kFirst + 4095},
+           Row{kUsesAt, 0, kOk, kOk, kOk, pads + kFirst + 4096},
        }) {
     Bytes damaged = file;
     SetNumberAt(damaged, row.at, row.value);
     Reseal(damaged, folder.personal.hex_password);
-    Put(damaged);
-    EXPECT_EQ(Open(0), row.open) << row.at << ' ' << row.value;
-    const Result take = Take(key, 5000, &run, &offset);
-    EXPECT_EQ(take, row.take) << row.at << ' ' << row.value;
-    EXPECT_EQ(run.empty(), take != kOk);
-    EXPECT_EQ(key.GetOTPassword(password, &offset), row.password) << row.at << ' ' << row.value;
-  }
-}
-
-TEST_F(KestruneKeyTest, MakesUpNoByteThatTheFileDoesNotHold) {
-  const Bytes file = FileNow();
-  const std::size_t pads = file.size() - kFirst - kSecond;
-  struct Row {
-    std::size_t bytes;
-    Result open, take, password;
-  };
-  for (const Row& row :
-       {Row{0, file::kRead, kNoObject, kNoObject}, Row{511, file::kRead, kNoObject, kNoObject},
-        Row{pads - 1, file::kRead, kNoObject, kNoObject}, Row{pads, kOk, file::kRead, file::kRead},
-        Row{pads + 8191, kOk, file::kRead, file::kRead}, Row{pads + 8192, kOk, kOk, file::kRead},
-        Row{pads + kFirst + 4095, kOk, kOk, file::kRead}, Row{pads + kFirst + 4096, kOk, kOk, kOk}}) {
-    Put(Bytes(file.begin(), file.begin() + static_cast<long>(row.bytes)));
-    EXPECT_EQ(Open(1), row.open) << row.bytes;
-    const Bytes before = FileNow();
-    EXPECT_EQ(Take(key, 5000, &run, &offset), row.take) << row.bytes;
-    EXPECT_EQ(FileNow() == before, row.take != kOk);
-    EXPECT_EQ(key.GetOTPassword(password, &offset), row.password) << row.bytes;
+    damaged.resize(std::min(row.bytes, damaged.size()));
+    WriteFile(path(), damaged);
+    EXPECT_EQ(Open(1), row.open) << row.at << ' ' << row.value;
+    EXPECT_EQ(Take(key, 5000, &run, &offset), row.take) << row.at << ' ' << row.value << ' ' << row.bytes;
+    EXPECT_EQ(run.empty(), row.take != kOk);
+    EXPECT_EQ(FileNow() == damaged, row.take != kOk);
+    EXPECT_EQ(key.GetOTPassword(password, &offset), row.password)
+        << row.at << ' ' << row.value << ' ' << row.bytes;
   }
   EXPECT_EQ(Take(key, kFar, &run, &offset), kNoObject);
   EXPECT_EQ(Take(key, std::size_t{1} << 62, &run, &offset), kNoObject);
 }
 
-TEST_F(KestruneKeyTest, HandsNothingOutWithoutADurableHeader) {
+TEST_F(KestruneKeyTest, HandsNothingOutWithoutADurableHeaderOrAFile) {
   const Bytes before = FileNow();
   ASSERT_EQ(Open(1), kOk);
   creator.writes_fail = true;
@@ -217,15 +167,12 @@ TEST_F(KestruneKeyTest, HandsNothingOutWithoutADurableHeader) {
   ASSERT_EQ(Take(key, 100, &run, &offset), kOk);
   EXPECT_EQ(offset, 0u);
   EXPECT_EQ(NumberAt(FileNow(), kUsesAt), 1u);
-}
 
-TEST_F(KestruneKeyTest, AnswersWithNothingOpened) {
   creator.has_files = false;
   EXPECT_EQ(Open(1), kOk);
-  Bytes chunk(kPadChunk);
   for (const Result rc :
        {key.SetOffsetOTPChiffrement(0), key.SetOffsetOTPassword(0), key.LoadHeader(), key.WriteHeader(),
-        key.LoadAndDecryptIV(), key.DecryptageIV(), key.DecryptageAESChunk(chunk.data(), 0, 1),
+        key.LoadAndDecryptIV(), key.DecryptageIV(), key.DecryptageAESChunk(run.data(), 0, 0),
         key.GetOTPassword(password, &offset), Take(key, 1, &run, &offset)}) {
     EXPECT_EQ(rc, kNoObject);
   }
@@ -242,18 +189,34 @@ TEST_F(KestruneKeyTest, ReadsHeaderIvAreaAndOneChunkForAPassword) {
 
 TEST_F(KestruneKeyTest, KeepsItsKeyInNoFreedObject) {
   alignas(TypV2KestruneKey) unsigned char room[sizeof(TypV2KestruneKey)] = {};
-  const Bytes tail = FromHex(folder.personal.hex_password.substr(2));
+  const std::string hex = folder.personal.hex_password;
+  const Bytes tail = FromHex(hex.substr(2));
   const auto held = [&] {
     return std::search(room, std::end(room), tail.begin(), tail.end()) != std::end(room);
   };
   auto* const placed = ::new (static_cast<void*>(room)) TypV2KestruneKey;
-  ASSERT_EQ(
-      placed->InitCreate(&creator, "cle", 1, folder.path().c_str(), folder.personal.hex_password.c_str(), 0),
-      kOk);
+  ASSERT_EQ(placed->InitCreate(&creator, "cle", 1, folder.path().c_str(), hex.c_str(), 0), kOk);
   placed->Kill();
   EXPECT_TRUE(held());  // Kill overwrites two single bytes, no more
   placed->~TypV2KestruneKey();
   EXPECT_FALSE(held());
+}
+
+TEST_F(KestruneKeyTest, PageShowsAKeyFile) {
+  folder.personal.first_pad = Bytes(4096, 0x11);
+  folder.personal.second_pad = Bytes(4096, 0x22);
+  const auto rows = PageRows("key_files.md");
+  Bytes file = folder.personal.File();
+  std::fill(file.begin(), file.begin() + 512, 0);
+  for (const auto& [at, bytes] : rows) std::copy(bytes.begin(), bytes.end(), file.begin() + at);
+  WriteFile(path(), file);
+  ASSERT_EQ(Open(0), kOk);
+  ASSERT_EQ(Take(key, 3096, &run, &offset), kOk);
+  EXPECT_EQ(offset, 1000u);
+  EXPECT_EQ(run, Bytes(3096, 0x11));
+  ASSERT_EQ(Take(key, 16, &run, &offset), kOk);  // the chunk's first bytes, which the page shows
+  EXPECT_EQ(run, Bytes(16, 0x11));
+  EXPECT_EQ(rows.size(), 9u);
 }
 
 }  // namespace

@@ -7,7 +7,10 @@
 #include <unistd.h>
 
 #include <new>
+#include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "core/file_ref.h"
 #include "core/instance_creator.h"
@@ -84,6 +87,22 @@ Result Take(Key& key, std::size_t length, Bytes* run, unsigned long long* offset
   if (bytes != nullptr) run->assign(bytes, bytes + length);
   std::free(bytes);
   return rc;
+}
+
+// The hexadecimal rows of a page's examples, each with the number behind its '#' (0 without one).
+inline std::vector<std::pair<long, Bytes>> PageRows(const std::string& name) {
+  std::vector<std::pair<long, Bytes>> rows;
+  std::istringstream page(ToText(ReadFile(DataPath("../../docs/" + name))));
+  bool inside = false;
+  for (std::string line; std::getline(page, line);) {
+    if (line.rfind("```", 0) == 0) {
+      inside = !inside;
+    } else if (inside) {
+      const std::size_t mark = line.find('#');
+      rows.emplace_back(mark == std::string::npos ? 0 : std::atol(&line[mark + 1]), FromHex(line));
+    }
+  }
+  return rows;
 }
 
 }  // namespace kestrune::testing
