@@ -146,7 +146,7 @@ int TypV2KestruneKey::GetLineaKey(unsigned char** out, unsigned long long length
   const Bytes64 counted = RoundDown(length + kChunkBytes - 1) + (offset == page ? 0 : kChunkBytes);
   SecretCBuffer run;
   if (!run.AllocateUncleared(counted)) return kNoObject;
-  if (const Result rc = ReadRun(run.data(), length); rc != kOk) return rc;
+  if (const Result rc = ReadRun(run.data(), length, counted); rc != kOk) return rc;
   wipe(run.data() + length, counted - length);
 
   TypV2KeyHeader advanced = header_;
@@ -159,15 +159,15 @@ int TypV2KestruneKey::GetLineaKey(unsigned char** out, unsigned long long length
   return kOk;
 }
 
-// Reads the chunks of the first pad that hold the next `length` bytes, these at `to`, which has room for the
-// rest of the last chunk.
-Result TypV2KestruneKey::ReadRun(unsigned char* to, unsigned long long length) {
+// Reads the chunks of the first pad that hold the next `length` bytes, these at `to`, but never more than `room`
+// bytes: behind the odd end of a pad that is no multiple of 4096, whole chunks may not fit any more.
+Result TypV2KestruneKey::ReadRun(unsigned char* to, unsigned long long length, unsigned long long room) {
   const Bytes64 pad = header_.TailleOTPChiffrement;
   Bytes64 page = RoundDown(header_.OffsetOTPChiffrement);
   Bytes64 skip = header_.OffsetOTPChiffrement - page;  // bytes of the next piece that are not wanted
   Bytes64 wanted = length;
   while (wanted > 0) {
-    Bytes64 bytes = std::min({RoundDown(skip + wanted + kChunkBytes - 1), pad - page, kPieceBytes});
+    Bytes64 bytes = std::min({RoundDown(skip + wanted + kChunkBytes - 1), pad - page, kPieceBytes, room});
     if (skip > 0) {
       // A chunk that is entered in its middle is read apart, so that all the others land in their place.
       bytes = std::min(bytes, kChunkBytes);
@@ -180,6 +180,7 @@ Result TypV2KestruneKey::ReadRun(unsigned char* to, unsigned long long length) {
     to += bytes - skip;
     wanted -= std::min(wanted, bytes - skip);
     skip = 0;
+    room -= bytes;
     page = pad - page == bytes ? 0 : page + bytes;
   }
   return kOk;

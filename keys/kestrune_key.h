@@ -34,9 +34,8 @@ class KESTRUNE_API TypV2KestruneKey : public kestrune::LibraryObject<TypV2Kestru
  public:
   // Opens folder + name (+ "." + the key year when with_year is 1) and checks the password.
   //   folder        a prefix: it ends with the separator. The whole path has at most 255 characters, else -99
-  //   hex_password  the key in hexadecimal (TypV2Utils::BuildHexPassword); of more than 64 digits the rest
-  //   does
-  //                 not count, more than 80 are -92
+  //   hex_password  the key in hexadecimal (TypV2Utils::BuildHexPassword); what follows 64 digits does not
+  //                 count, more than 80 are -92
   //   open_mode     0: the file is never written. 1: offsets are kept in the file. 2: the file is created or
   //                 emptied, and what is read from it fails. Any other: -90
   // The factory must outlive the object, the texts need not. -9: no such regular file, or it cannot be
@@ -83,7 +82,7 @@ class KESTRUNE_API TypV2KestruneKey : public kestrune::LibraryObject<TypV2Kestru
 
   kestrune::Result Open(const char* name, long with_year, const char* folder, const char* hex_password);
   kestrune::Result OpenFile(const char* name, long with_year, const char* folder);
-  kestrune::Result ReadRun(unsigned char* to, unsigned long long length);
+  kestrune::Result ReadRun(unsigned char* to, unsigned long long length, unsigned long long room);
   kestrune::Result ReadPad(unsigned long long first_byte, unsigned char* to, unsigned long long bytes);
   bool HasIvs(unsigned long long first_chunk, unsigned long long chunk_count) const;
   kestrune::Result Commit(const TypV2KeyHeader& advanced);

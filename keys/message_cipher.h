@@ -30,8 +30,7 @@ class KESTRUNE_API TypKestruneV2 : public kestrune::LibraryObject<TypKestruneV2>
   // Keeps the factory (it must outlive the object), copies the rest and seeds the random generator.
   //   key_name      personal key without year, at most 39 characters, else -87
   //   folder        where the keys are, a prefix that ends with the separator; at most 2047 characters, else
-  //   -86,
-  //                 which replaces -87
+  //                 -86, which replaces -87
   //   hex_password  64 characters, else -88; empty: none is set
   virtual int InitCreate(TypV2InstanceCreator* creator, const char* key_name, const char* folder,
                          const char* hex_password);
@@ -48,8 +47,7 @@ class KESTRUNE_API TypKestruneV2 : public kestrune::LibraryObject<TypKestruneV2>
   // Seals `length` bytes under the current year's personal and master keys.
   //   in           only read; may be anything but null (-89)
   //   *out         new buffer that the caller frees, its first *out_length bytes the sealed body; null and 0
-  //   on
-  //                failure
+  //                on failure
   // Pad bytes taken stay taken when a later step fails. An empty body is sealed, but see Low_decrypter.
   // Codes: those of the two key files, unchanged; -2064: so long (2 GiB) that AES refuses; -96: no memory or
   // object.
@@ -59,8 +57,7 @@ class KESTRUNE_API TypKestruneV2 : public kestrune::LibraryObject<TypKestruneV2>
   // Opens a sealed body with the personal key file `key_file_name` (full name with its year suffix) in this
   // object's folder and `hex_password`, not the one held; both keys are only read.
   //   *out         new buffer of the body's length + 10000 bytes, zeros behind the body, that the caller
-  //   wipes
-  //                and frees; null and 0 on failure
+  //                wipes and frees; null and 0 on failure
   //
   // DOES NOT RETURN for a body whose random strings leave no room for a byte between them: a forged or
   // damaged one, one opened with a key of another year, and the sealed empty body. The call then sleeps for

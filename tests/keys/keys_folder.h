@@ -80,7 +80,7 @@ inline Bytes RunOf(const Bytes& pad, std::uint64_t offset, std::size_t count) {
 
 // A hand-out of either key, with the room that its buffer must have beyond the run.
 template <class Key>
-Result Take(Key& key, std::size_t length, Bytes* run, unsigned long long* offset) {
+[[gnu::noinline]] Result Take(Key& key, std::size_t length, Bytes* run, unsigned long long* offset) {
   unsigned char* bytes = nullptr;
   const Result rc = key.GetLineaKey(&bytes, length, offset);
   run->clear();
