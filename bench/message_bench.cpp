@@ -264,11 +264,8 @@ void OpenMem(benchmark::State& state) {
 }
 
 void Sizes(benchmark::internal::Benchmark* benchmark) {
-  benchmark->Args({1000, 0})->Iterations(40);
-  benchmark->Args({1000000, 0})->Iterations(12);
-  benchmark->Args({10000000, 0})->Iterations(6);
-  benchmark->Args({0, 99})->Iterations(4);
-  benchmark->UseManualTime()->Unit(benchmark::kMillisecond);
+  benchmark->Args({1000, 0})->Args({1000000, 0})->Args({10000000, 0})->Args({0, 99});
+  benchmark->UseManualTime()->Unit(benchmark::kMillisecond)->MinTime(2);
 }
 
 }  // namespace
