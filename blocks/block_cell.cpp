@@ -251,10 +251,20 @@ int TypV2BlockCell::addnextblock(TypV2BlockCell* child) {
 
 int TypV2BlockCell::AddSubBlockWithData(const char* name, const char* xml, const unsigned char* data,
                                         unsigned long long length, TypV2BlockCell** out) {
+  return AddSubBlock(out, [&](TypV2BlockCell* cell) { return cell->SetData(name, xml, data, length); });
+}
+
+int TypV2BlockCell::AddSubBlockWithLentData(const char* name, const char* xml, const unsigned char* data,
+                                            unsigned long long length) {
+  return AddSubBlock(nullptr, [&](TypV2BlockCell* cell) { return cell->LendData(name, xml, data, length); });
+}
+
+template <class Fill>
+int TypV2BlockCell::AddSubBlock(TypV2BlockCell** out, Fill&& fill) {
   if (creator_ == nullptr) return kNoObject;
   Owned<TypV2BlockCell> cell(creator_->newTypV2BlockCell());
   if (Result rc = cell.Init(creator_); rc != kOk) return rc;
-  if (Result rc = cell->SetData(name, xml, data, length); rc != kOk) return rc;
+  if (Result rc = fill(cell.get()); rc != kOk) return rc;
   if (Result rc = addsubblock(cell.get()); rc != kOk) return rc;
   TypV2BlockCell* const added = cell.Release();
   if (out != nullptr) *out = added;

@@ -156,18 +156,13 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   // so), -105: no out, -62: no position, -89: negative position, -96: no object or memory.
   int ExportBlockAsXML(char* out, long long* position, long long capacity, long flags);
 
-  // SetData, GetFlatData and LoadFlatData for blocks too large to be copied without need.
-  //
-  // LendData: the data fork is the caller's bytes themselves, which must outlive the cell and are neither
-  // changed, wiped nor freed by it.
+  // SetData, AddSubBlockWithData and LoadFlatData for blocks too large to be copied without need: the data
+  // forks are the caller's bytes themselves, which must outlive the tree and are neither changed, wiped nor
+  // freed by it. When a tree is written over its own lent bytes, they must lie where they belong.
   int LendData(const char* name, const char* xml, const unsigned char* data, unsigned long long length);
-
-  // `signed_digest` (64 bytes) gets the SHA-512 of the whole flat tree, trailer included: what a signature of
-  // it signs. Untouched on failure.
-  int GetFlatDataToSign(unsigned char** out, unsigned long long* out_length,
-                        unsigned char* signed_digest) const;
-
-  // The data forks of all cells lie in the buffer, as for LendData. `digests` are those of the buffer.
+  int AddSubBlockWithLentData(const char* name, const char* xml, const unsigned char* data,
+                              unsigned long long length);
+  // `digests` are those of the buffer.
   int LoadLentFlatData(const unsigned char* buffer, unsigned long long length,
                        const kestrune::FlatDigests& digests);
 
@@ -212,7 +207,8 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   void ClearData();
   static void KillTree(TypV2BlockCell* first);
   void LendFork(const unsigned char* data, unsigned long long length);
-  int Flatten(unsigned char** out, unsigned long long* out_length, kestrune::FlatDigests* digests) const;
+  template <class Fill>
+  int AddSubBlock(TypV2BlockCell** out, Fill&& fill);
   unsigned long long RecordBytes() const;
   unsigned long long Measure(bool with_next_blocks) const;
 

@@ -124,7 +124,8 @@ class TypV2BlockCell::FlatWriter {
   }
 
   void Put(const unsigned char* bytes, unsigned long long count) {
-    std::memcpy(buffer_ + position_, bytes, count);
+    // Lent bytes may be where they belong already.
+    if (bytes != buffer_ + position_) std::memcpy(buffer_ + position_, bytes, count);
     position_ += count;
   }
 
@@ -150,21 +151,6 @@ int TypV2BlockCell::PushDataInPtr(unsigned char* buffer, unsigned long long* pos
 
 int TypV2BlockCell::GetFlatData(unsigned char** out, unsigned long long* out_length,
                                 unsigned char* digest_out) const {
-  FlatDigests digests;
-  const Result rc = Flatten(out, out_length, &digests);
-  if (rc == kOk && digest_out != nullptr) std::memcpy(digest_out, digests.trailer.data(), kSha512Bytes);
-  return rc;
-}
-
-int TypV2BlockCell::GetFlatDataToSign(unsigned char** out, unsigned long long* out_length,
-                                      unsigned char* signed_digest) const {
-  FlatDigests digests;
-  const Result rc = Flatten(out, out_length, &digests);
-  if (rc == kOk) std::memcpy(signed_digest, digests.whole.data(), kSha512Bytes);
-  return rc;
-}
-
-int TypV2BlockCell::Flatten(unsigned char** out, unsigned long long* out_length, FlatDigests* digests) const {
   if (out == nullptr || out_length == nullptr) return block::kNoOutput;
   *out = nullptr;
   *out_length = 0;
@@ -174,13 +160,13 @@ int TypV2BlockCell::Flatten(unsigned char** out, unsigned long long* out_length,
   if (!flat.Allocate(length + kSha512Bytes)) return kNoObject;
   unsigned long long position = 0;
   if (Result rc = PushDataInPtr(flat.data(), &position, length); rc != kOk) return rc;
-  if (position != length) return block::kNoRoom;  // a subclass wrote more or less than it had measured
-  return EntryPoint([&]() -> Result {
-    *digests = SealFlatTree(flat.data(), length);
-    *out = flat.release();
-    *out_length = length + kSha512Bytes;
-    return kOk;
-  });
+  if (position > length) return block::kNoRoom;  // a subclass wrote more than it had measured
+  unsigned char* const trailer = flat.data() + position;
+  sha4(flat.data(), length, trailer, 0);
+  if (digest_out != nullptr) std::memcpy(digest_out, trailer, kSha512Bytes);
+  *out = flat.release();
+  *out_length = length + kSha512Bytes;
+  return kOk;
 }
 
 // ---- Reading -------------------------------------------------------------------------------------------

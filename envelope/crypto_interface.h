@@ -13,6 +13,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "core/object.h"
 #include "core/owned.h"
@@ -27,6 +28,7 @@ class TypV2InstanceCreator;
 
 namespace kestrune {
 
+class FlatBlock;
 struct FlatDigests;
 
 // Room that callers provide, terminators counted.
@@ -248,30 +250,29 @@ class KESTRUNE_API TypV2CryptoInterface : public kestrune::LibraryObject<TypV2Cr
   static constexpr std::size_t kFolderLimit = 2049;
   static constexpr std::size_t kNameLimit = 41;
   struct Letter;
-  struct FlatBlock;
   struct Transport;
 
-  // Sealing: each layer consumes the one inside it.
+  // Sealing: each layer takes the place of the one inside it.
   static int CheckLetter(const Letter& letter, const char* signing_password, bool has_outputs);
-  int SealRed(TypApiV2Signature* signer, const Letter& letter, FlatBlock* red, char* red_signature);
-  int SealGreen(const Letter& letter, const char* red_signature, FlatBlock red, kestrune::CBuffer* green);
-  int SealGrey(const Letter& letter, kestrune::CBuffer green, FlatBlock* grey);
-  int SealTransport(TypApiV2Signature* signer, FlatBlock grey, FlatBlock* transport);
+  int SealRed(TypApiV2Signature* signer, const Letter& letter, kestrune::FlatBlock* red, char* red_signature);
+  int SealGreen(const Letter& letter, const char* red_signature, kestrune::FlatBlock red,
+                kestrune::CBuffer* green);
+  int SealGrey(const Letter& letter, kestrune::CBuffer green, std::size_t xml_room,
+               kestrune::FlatBlock* grey);
+  int SealTransport(TypApiV2Signature* signer, kestrune::FlatBlock* grey);
 
   int AddRouting(TypV2BlockCell* tree, const Letter& letter);
   static int AddText(TypApiV2Signature* signer, TypV2BlockCell* tree, const char* text);
-  int AddAttachments(TypApiV2Signature* signer, TypV2BlockCell* tree, const char* attachments);
+  int AddAttachments(TypApiV2Signature* signer, TypV2BlockCell* tree, const char* attachments,
+                     std::vector<kestrune::SecretCBuffer>* contents);
   int ReadAttachment(TypV2FileRef* file, kestrune::SecretCBuffer* content);
-  int Encipher(const char* key_name, const char* hex_password, const FlatBlock& kest, unsigned char** green,
-               unsigned long long* green_length);
+  int Encipher(const char* key_name, const char* hex_password, const kestrune::FlatBlock& kest,
+               unsigned char** green, unsigned long long* green_length);
   int FlattenGrey(const Letter& letter, const unsigned char* green, unsigned long long green_length,
-                  FlatBlock* grey);
+                  std::size_t xml_room, kestrune::FlatBlock* grey);
   int FlattenLeaf(const char* name, const char* xml, const unsigned char* data, unsigned long long length,
-                  FlatBlock* flat);
-  static int Flatten(const TypV2BlockCell& tree, FlatBlock* flat);
-  static int SignFlat(TypApiV2Signature* signer, const FlatBlock& flat, char* xml);
-  template <class Seal>
-  static int HandOut(unsigned char** out, unsigned long long* length, Seal&& seal);
+                  std::size_t xml_room, kestrune::FlatBlock* flat);
+  int Wrap(const char* name, const char* xml, kestrune::FlatBlock* flat);
 
   // Opening.
   int OpenTransport(const unsigned char* block, unsigned long long length, Transport* transport);

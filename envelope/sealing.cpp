@@ -12,12 +12,14 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "blocks/block_cell.h"
 #include "core/file_ref.h"
 #include "core/instance_creator.h"
 #include "core/result.h"
 #include "envelope/crypto_interface.h"
+#include "envelope/flat_block.h"
 #include "keys/message_cipher.h"
 #include "sign/digest.h"
 #include "sign/signature.h"
@@ -53,6 +55,12 @@ std::uint32_t SignedLength(unsigned long long length) {
 
 Result Sign(TypApiV2Signature* signer, const unsigned char* data, unsigned long long length, char* xml) {
   return signer->GetSignatureXMLLight(data, SignedLength(length), xml, kDigestMode);
+}
+
+Result SignFlat(TypApiV2Signature* signer, const FlatBlock& flat, char* xml) {
+  // Too long a block is for the signer to refuse, as it would with the block itself in its hands.
+  if (flat.size() > kMostSignedBytes) return Sign(signer, flat.data(), flat.size(), xml);
+  return signer->GetSignatureXMLLightOfDigest(flat.digest(), xml);
 }
 
 // <AT><N>FILE NAME IN BASE64</N></AT>, then the signature.
@@ -109,12 +117,6 @@ struct TypV2CryptoInterface::Letter {
   const char* attachments;
 };
 
-// A flat tree, and the digest that a signature of all of it signs.
-struct TypV2CryptoInterface::FlatBlock {
-  SecretCBuffer bytes;
-  std::array<unsigned char, kSha512Bytes> digest{};
-};
-
 int TypV2CryptoInterface::CrypterSigner(const char* key_name, const char* hex_password,
                                         const char* signing_key_name, char* signing_password, const char* to,
                                         const char* cc, const char* bcc, const char* reply_to,
@@ -132,17 +134,16 @@ int TypV2CryptoInterface::CrypterSigner(const char* key_name, const char* hex_pa
 
   Owned<TypApiV2Signature> signer(creator_->newTypApiV2Signature());
   SignatureXml red_signature;
-  FlatBlock red, grey, transport;
+  FlatBlock red, transport;
   CBuffer green;
   rc = signer.Init(creator_, letter.sender, signing_key_folder_.data(), signing_password);
   if (rc == kOk) rc = SealRed(signer.get(), letter, &red, red_signature.data());
   if (rc == kOk) rc = SealGreen(letter, red_signature.data(), std::move(red), &green);
-  if (rc == kOk) rc = SealGrey(letter, std::move(green), &grey);
-  if (rc == kOk) rc = SealTransport(signer.get(), std::move(grey), &transport);
+  if (rc == kOk) rc = SealGrey(letter, std::move(green), std::strlen(red_signature.data()), &transport);
+  if (rc == kOk) rc = SealTransport(signer.get(), &transport);
   if (rc != kOk) return rc;
   GetLastMessageID(identifier);
-  *length = transport.bytes.size();
-  *block = transport.bytes.release();
+  transport.HandOut(block, length);
   return kOk;
 }
 
@@ -182,10 +183,8 @@ int TypV2CryptoInterface::GetRouge(TypApiV2Signature* signer, const char* key_na
                       subject,  te,      ready_recipients, text, attachments};
   FlatBlock flat;
   const Result rc = SealRed(signer, letter, &flat, red_signature);
-  if (rc != kOk) return rc;
-  *red_length = flat.bytes.size();
-  *red = flat.bytes.release();
-  return kOk;
+  if (rc == kOk) flat.HandOut(red, red_length);
+  return rc;
 }
 
 int TypV2CryptoInterface::SealRed(TypApiV2Signature* signer, const Letter& letter, FlatBlock* red,
@@ -195,12 +194,12 @@ int TypV2CryptoInterface::SealRed(TypApiV2Signature* signer, const Letter& lette
   if (const Result rc = tree.Init(creator_); rc != kOk) return rc;
   if (const Result rc = tree->SetBlockName("RED"); rc != kOk) return rc;
   // Deliberate: each part is added whatever became of the one before, and the last result counts.
+  std::vector<SecretCBuffer> contents;  // of the attachments, which the tree has on loan, as it has the text
   Result rc = AddRouting(tree.get(), letter);
   if (letter.text != nullptr) rc = AddText(signer, tree.get(), letter.text);
-  if (letter.attachments != nullptr) rc = AddAttachments(signer, tree.get(), letter.attachments);
-  if (rc != kOk) return rc;
-  if (rc = Flatten(*tree.get(), red); rc != kOk) return rc;
-  return SignFlat(signer, *red, red_signature);
+  if (letter.attachments != nullptr) rc = AddAttachments(signer, tree.get(), letter.attachments, &contents);
+  if (rc == kOk) rc = red->Flatten(*tree.get(), kSignatureXmlBytes);
+  return rc == kOk ? SignFlat(signer, *red, red_signature) : rc;
 }
 
 int TypV2CryptoInterface::AddRouting(TypV2BlockCell* tree, const Letter& letter) {
@@ -217,11 +216,11 @@ int TypV2CryptoInterface::AddText(TypApiV2Signature* signer, TypV2BlockCell* tre
   const std::size_t length = std::strlen(text);
   SignatureXml xml;
   if (const Result rc = Sign(signer, bytes, length, xml.data()); rc != kOk) return rc;
-  return tree->AddSubBlockWithData("TEXT", xml.data(), bytes, length, nullptr);
+  return tree->AddSubBlockWithLentData("TEXT", xml.data(), bytes, length);
 }
 
 int TypV2CryptoInterface::AddAttachments(TypApiV2Signature* signer, TypV2BlockCell* tree,
-                                         const char* attachments) {
+                                         const char* attachments, std::vector<SecretCBuffer>* contents) {
   ElementList list(utils_.get());
   Result rc = list.Split(attachments, kListSeparator);
   if (rc != kOk) return rc;
@@ -232,8 +231,9 @@ int TypV2CryptoInterface::AddAttachments(TypApiV2Signature* signer, TypV2BlockCe
       return GetDF(signer, path, data, length, xml.data());
     });
     if (rc != kOk) continue;  // Deliberate: a file that cannot be read is left out
-    rc = tree->AddSubBlockWithData("PJ", xml.data(), content.data(), content.size(), nullptr);
+    rc = tree->AddSubBlockWithLentData("PJ", xml.data(), content.data(), content.size());
     if (rc != kOk) break;
+    contents->push_back(std::move(content));
   }
   return rc;
 }
@@ -283,18 +283,15 @@ int TypV2CryptoInterface::GetVert(const char* key_name, const char* hex_password
   *green = nullptr;
   *green_length = 0;
   FlatBlock kest;
-  if (const Result rc = FlattenLeaf("KEST", red_signature, red, red_length, &kest); rc != kOk) return rc;
-  return Encipher(key_name, hex_password, kest, green, green_length);
+  const Result rc = FlattenLeaf("KEST", red_signature, red, red_length, 0, &kest);
+  return rc == kOk ? Encipher(key_name, hex_password, kest, green, green_length) : rc;
 }
 
 int TypV2CryptoInterface::SealGreen(const Letter& letter, const char* red_signature, FlatBlock red,
                                     CBuffer* green) {
-  FlatBlock kest;
-  const Result rc = FlattenLeaf("KEST", red_signature, red.bytes.data(), red.bytes.size(), &kest);
-  if (rc != kOk) return rc;
-  red.bytes.Clear();  // the cipher takes several times the message
+  if (const Result rc = Wrap("KEST", red_signature, &red); rc != kOk) return rc;
   return green->Receive([&](unsigned char** bytes, unsigned long long* length) {
-    return Encipher(letter.key_name, letter.hex_password, kest, bytes, length);
+    return Encipher(letter.key_name, letter.hex_password, red, bytes, length);
   });
 }
 
@@ -302,8 +299,7 @@ int TypV2CryptoInterface::Encipher(const char* key_name, const char* hex_passwor
                                    unsigned char** green, unsigned long long* green_length) {
   Owned<TypKestruneV2> cipher(creator_->newTypKestruneV2());
   const Result rc = cipher.Init(creator_, key_name, message_key_folder_.data(), hex_password);
-  if (rc != kOk) return rc;
-  return cipher->Low_crypter(kest.bytes.data(), kest.bytes.size(), green, green_length);
+  return rc == kOk ? cipher->Low_crypter(kest.data(), kest.size(), green, green_length) : rc;
 }
 
 // ---- Grey ------------------------------------------------------------------------------------------
@@ -312,32 +308,41 @@ int TypV2CryptoInterface::GetGris(const char* key_name, const char* sender, cons
                                   const char* bcc, const char* reply_to, const char* subject, const char* te,
                                   const unsigned char* green, unsigned long long green_length,
                                   unsigned char** grey, unsigned long long* grey_length) {
+  *grey = nullptr;
+  *grey_length = 0;
   const Letter letter{key_name, nullptr, sender, to,      cc,      bcc,
                       reply_to, subject, te,     nullptr, nullptr, nullptr};
-  return HandOut(grey, grey_length,
-                 [&](FlatBlock* flat) { return FlattenGrey(letter, green, green_length, flat); });
+  FlatBlock flat;
+  const Result rc = FlattenGrey(letter, green, green_length, 0, &flat);
+  if (rc == kOk) flat.HandOut(grey, grey_length);
+  return rc;
 }
 
 int TypV2CryptoInterface::GetGrisWithReadyXML(const char* /*unused*/, const char* xml,
                                               const unsigned char* green, unsigned long long green_length,
                                               unsigned char** grey, unsigned long long* grey_length) {
-  return HandOut(grey, grey_length,
-                 [&](FlatBlock* flat) { return FlattenLeaf("DATA", xml, green, green_length, flat); });
+  *grey = nullptr;
+  *grey_length = 0;
+  FlatBlock flat;
+  const Result rc = FlattenLeaf("DATA", xml, green, green_length, 0, &flat);
+  if (rc == kOk) flat.HandOut(grey, grey_length);
+  return rc;
 }
 
-int TypV2CryptoInterface::SealGrey(const Letter& letter, CBuffer green, FlatBlock* grey) {
-  return FlattenGrey(letter, green.data(), green.size(), grey);
+int TypV2CryptoInterface::SealGrey(const Letter& letter, CBuffer green, std::size_t xml_room,
+                                   FlatBlock* grey) {
+  return FlattenGrey(letter, green.data(), green.size(), xml_room, grey);
 }
 
 int TypV2CryptoInterface::FlattenGrey(const Letter& letter, const unsigned char* green,
-                                      unsigned long long green_length, FlatBlock* grey) {
+                                      unsigned long long green_length, std::size_t xml_room,
+                                      FlatBlock* grey) {
   CBuffer routing;
   const Result rc = routing.ReceiveText([&](char** xml) {
     return GetBasicServiceXML(xml, letter.key_name, letter.sender, letter.to, letter.cc, letter.bcc,
                               letter.reply_to, letter.subject, letter.te);
   });
-  if (rc != kOk) return rc;
-  return FlattenLeaf("DATA", routing.text(), green, green_length, grey);
+  return rc == kOk ? FlattenLeaf("DATA", routing.text(), green, green_length, xml_room, grey) : rc;
 }
 
 // ---- Transport -------------------------------------------------------------------------------------
@@ -345,49 +350,35 @@ int TypV2CryptoInterface::FlattenGrey(const Letter& letter, const unsigned char*
 int TypV2CryptoInterface::GetPourHTTPS(TypApiV2Signature* signer, const unsigned char* grey,
                                        unsigned long long grey_length, unsigned char** block,
                                        unsigned long long* block_length) {
-  return HandOut(block, block_length, [&](FlatBlock* flat) {
-    SignatureXml signature;
-    const Result rc = Sign(signer, grey, grey_length, signature.data());
-    return rc == kOk ? FlattenLeaf("AUTH", signature.data(), grey, grey_length, flat) : rc;
-  });
+  *block = nullptr;
+  *block_length = 0;
+  SignatureXml signature;
+  FlatBlock flat;
+  Result rc = Sign(signer, grey, grey_length, signature.data());
+  if (rc == kOk) rc = FlattenLeaf("AUTH", signature.data(), grey, grey_length, 0, &flat);
+  if (rc == kOk) flat.HandOut(block, block_length);
+  return rc;
 }
 
-int TypV2CryptoInterface::SealTransport(TypApiV2Signature* signer, FlatBlock grey, FlatBlock* transport) {
+int TypV2CryptoInterface::SealTransport(TypApiV2Signature* signer, FlatBlock* grey) {
   SignatureXml signature;
-  if (const Result rc = SignFlat(signer, grey, signature.data()); rc != kOk) return rc;
-  return FlattenLeaf("AUTH", signature.data(), grey.bytes.data(), grey.bytes.size(), transport);
+  const Result rc = SignFlat(signer, *grey, signature.data());
+  return rc == kOk ? Wrap("AUTH", signature.data(), grey) : rc;
 }
 
 // ---- For all layers --------------------------------------------------------------------------------
 
-// A tree of one cell around bytes that are not copied before they stand in the flat tree.
+// A tree of one cell.
 int TypV2CryptoInterface::FlattenLeaf(const char* name, const char* xml, const unsigned char* data,
-                                      unsigned long long length, FlatBlock* flat) {
+                                      unsigned long long length, std::size_t xml_room, FlatBlock* flat) {
   Owned<TypV2BlockCell> cell(creator_->newTypV2BlockCell());
   if (const Result rc = cell.Init(creator_); rc != kOk) return rc;
   if (const Result rc = cell->LendData(name, xml, data, length); rc != kOk) return rc;
-  return Flatten(*cell.get(), flat);
+  return flat->Flatten(*cell.get(), xml_room);
 }
 
-int TypV2CryptoInterface::Flatten(const TypV2BlockCell& tree, FlatBlock* flat) {
-  return flat->bytes.Receive([&](unsigned char** bytes, unsigned long long* length) {
-    return tree.GetFlatDataToSign(bytes, length, flat->digest.data());
-  });
-}
-
-int TypV2CryptoInterface::SignFlat(TypApiV2Signature* signer, const FlatBlock& flat, char* xml) {
-  // Too long a block is for the signer to refuse, as it would with the block itself in its hands.
-  if (flat.bytes.size() > kMostSignedBytes) return Sign(signer, flat.bytes.data(), flat.bytes.size(), xml);
-  return signer->GetSignatureXMLLightOfDigest(flat.digest.data(), xml);
-}
-
-template <class Seal>
-int TypV2CryptoInterface::HandOut(unsigned char** out, unsigned long long* length, Seal&& seal) {
-  *out = nullptr;
-  *length = 0;
-  FlatBlock flat;
-  if (const Result rc = seal(&flat); rc != kOk) return rc;
-  *length = flat.bytes.size();
-  *out = flat.bytes.release();
-  return kOk;
+int TypV2CryptoInterface::Wrap(const char* name, const char* xml, FlatBlock* flat) {
+  Owned<TypV2BlockCell> cell(creator_->newTypV2BlockCell());
+  const Result rc = cell.Init(creator_);
+  return rc == kOk ? flat->Wrap(cell.get(), name, xml) : rc;
 }

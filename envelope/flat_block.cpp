@@ -1,0 +1,65 @@
+#include "envelope/flat_block.h"
+
+#include <cstring>
+#include <limits>
+#include <utility>
+
+#include "blocks/block_cell.h"
+
+namespace kestrune {
+
+namespace {
+
+constexpr std::size_t kRecordHeadBytes = 24;
+constexpr unsigned long long kMostBytes = std::numeric_limits<unsigned long long>::max();
+
+}  // namespace
+
+Result FlatBlock::Flatten(const TypV2BlockCell& tree, std::size_t xml_room) {
+  const unsigned long long tree_bytes = tree.GetDataLen();
+  const std::size_t front = xml_room == 0 ? 0 : kRecordHeadBytes + xml_room;
+  const std::size_t trailers = xml_room == 0 ? kSha512Bytes : 2 * kSha512Bytes;
+  if (tree_bytes > kMostBytes - front - trailers || !memory_.Allocate(front + tree_bytes + trailers)) {
+    return kNoObject;
+  }
+  return Write(tree, front, tree_bytes);
+}
+
+Result FlatBlock::Wrap(TypV2BlockCell* cell, const char* name, const char* xml) {
+  if (const Result rc = cell->LendData(name, xml, data(), size()); rc != kOk) return rc;
+  const unsigned long long tree_bytes = cell->GetDataLen();
+  const std::size_t before = tree_bytes - size();
+  if (before <= begin_ && memory_.size() - begin_ - size() >= kSha512Bytes) {
+    return Write(*cell, begin_ - before, tree_bytes);
+  }
+  FlatBlock moved;
+  const Result rc = moved.Flatten(*cell, 0);
+  if (rc == kOk) *this = std::move(moved);
+  return rc;
+}
+
+// A cell around what is held finds its data in place already.
+Result FlatBlock::Write(const TypV2BlockCell& tree, std::size_t begin, std::size_t tree_bytes) {
+  unsigned char* const flat = memory_.data() + begin;
+  unsigned long long position = 0;
+  if (const Result rc = tree.PushDataInPtr(flat, &position, tree_bytes); rc != kOk) return rc;
+  digests_ = SealFlatTree(flat, tree_bytes);
+  begin_ = begin;
+  size_ = tree_bytes + kSha512Bytes;
+  return kOk;
+}
+
+void FlatBlock::Clear() {
+  memory_.Clear();
+  begin_ = 0;
+  size_ = 0;
+}
+
+void FlatBlock::HandOut(unsigned char** out, unsigned long long* length) {
+  if (begin_ != 0) std::memmove(memory_.data(), data(), size());
+  *length = size();
+  *out = memory_.release();
+  Clear();
+}
+
+}  // namespace kestrune
