@@ -17,21 +17,21 @@ constexpr long kWithData = 1;
 constexpr unsigned long long kFirst = 1;  // occurrence of an element
 constexpr unsigned long long kFromStart = 0;
 
-// A grey block taken apart, and the personal key that it names.
+// A grey block taken apart, and the personal key that it names. The green block stays where it is.
 struct GreyContents {
   CBuffer routing;
   ScrubAtEnd scrub_routing{routing, kTerminatorBytes};
-  CBuffer green;
+  const unsigned char* green = nullptr;
+  unsigned long long green_length = 0;
   SecretCBuffer key_name;
 };
 
 Result TakeApart(MessageCall* call, TypV2Utils* utils, const unsigned char* grey, unsigned long long length,
                  GreyContents* contents) {
-  char* routing = nullptr;
-  Result rc = contents->green.Receive([&](unsigned char** green, unsigned long long* green_length) {
-    return call->envelope()->ExtractVertFromGrisBlock(grey, length, &routing, green, green_length);
+  const Result rc = contents->routing.ReceiveText([&](char** routing) {
+    return call->envelope()->LendVertFromGrisBlock(grey, length, routing, &contents->green,
+                                                   &contents->green_length);
   });
-  contents->routing.AdoptText(routing);
   if (rc != kOk) return rc;
   const std::size_t room = contents->routing.size() + kTerminatorBytes;
   if (!contents->key_name.Allocate(room)) return kNoObject;
@@ -44,7 +44,7 @@ Result TakeApart(MessageCall* call, TypV2Utils* utils, const unsigned char* grey
 Result Decipher(MessageCall* call, const GreyContents& contents, const char* hex_password,
                 Owned<TypV2BlockCell>* red) {
   TypV2BlockCell* tree = nullptr;
-  const Result rc = call->envelope()->DeCrypterVertFlat(contents.green.data(), contents.green.size(),
+  const Result rc = call->envelope()->DeCrypterVertFlat(contents.green, contents.green_length,
                                                         contents.key_name.text(), hex_password, &tree);
   red->Adopt(tree);
   return rc;
@@ -68,12 +68,10 @@ long Api2DecrypterfileGris(const char* greyFile, const char* folder, const char*
     if (!utils) return message::kNothingDone;
     Result rc = utils.Init();
     if (rc == kOk) rc = call.Init(folder);
+    CBuffer grey;
     GreyContents contents;
-    {
-      CBuffer grey;
-      if (rc == kOk) rc = ReadWholeFile(call.creator(), greyFile, 0, &grey);
-      if (rc == kOk) rc = TakeApart(&call, utils.get(), grey.data(), grey.size(), &contents);
-    }
+    if (rc == kOk) rc = ReadWholeFile(call.creator(), greyFile, 0, &grey);
+    if (rc == kOk) rc = TakeApart(&call, utils.get(), grey.data(), grey.size(), &contents);
     Owned<TypV2BlockCell> tree;
     if (rc == kOk) rc = Decipher(&call, contents, hexPassword, &tree);
     if (rc != kOk) return rc;
@@ -107,7 +105,7 @@ long Api2DecrypterGrisMem(const unsigned char* grey, unsigned long long length, 
       SecretArray<kHexPasswordBytes> hex_password;
       (void)BuildHexPassword(reinterpret_cast<const unsigned char*>(password), hex_password.data());
       if (rc == kOk) rc = Decipher(&call, contents, hex_password.text(), &tree);
-      green_length = contents.green.size();
+      green_length = contents.green_length;
     }
     if (rc != kOk) return rc;
     // Deliberate: measured by the green block, not by the tree. Without memory the exporter answers for it.

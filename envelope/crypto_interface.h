@@ -239,6 +239,10 @@ class KESTRUNE_API TypV2CryptoInterface : public kestrune::LibraryObject<TypV2Cr
   int ExtractVertFromGrisBlock(const unsigned char* grey, unsigned long long length, char** routing,
                                unsigned char** green, unsigned long long* green_length);
 
+  // The same without a copy: *green lies in the grey block, or is null.
+  int LendVertFromGrisBlock(const unsigned char* grey, unsigned long long length, char** routing,
+                            const unsigned char** green, unsigned long long* green_length);
+
   // The grey block of a transport block, checked as in ExtractVertFlatFromHTTPSBlock.
   int ExtractGrisFromHTTPSBlock(const unsigned char* block, unsigned long long length, unsigned char** grey,
                                 unsigned long long* grey_length);

@@ -171,6 +171,20 @@ int TypV2CryptoInterface::ExtractVertFromGrisBlock(const unsigned char* grey, un
   return rc;
 }
 
+int TypV2CryptoInterface::LendVertFromGrisBlock(const unsigned char* grey, unsigned long long length,
+                                                char** routing, const unsigned char** green,
+                                                unsigned long long* green_length) {
+  *routing = nullptr;
+  *green = nullptr;
+  *green_length = 0;
+  Owned<TypV2BlockCell> cell;
+  if (const Result rc = LoadBlock(grey, length, &cell); rc != kOk) return rc;
+  if (const Result rc = cell->GetXMLForkCopy(routing); rc != kOk) return rc;
+  *green = cell->GetDataForkPtr();
+  *green_length = cell->GetDataForkLen();
+  return kOk;
+}
+
 // ---- Green -----------------------------------------------------------------------------------------
 
 int TypV2CryptoInterface::DeCrypterVertFlatToVert(const unsigned char* green, unsigned long long length,
