@@ -12,10 +12,12 @@ int main() {
   kestrune::Owned<TypV2Utils> utils(creator.newTypV2Utils());
   kestrune::Owned<TypV2BlockCell> cell(creator.newTypV2BlockCell());
   if (utils.Init() != kestrune::kOk || cell.Init(&creator) != kestrune::kOk) return 1;
-  if (cell->SetData("TEXT", "ab", reinterpret_cast<const unsigned char*>("xyz"), 3) != kestrune::kOk) return 1;
+  if (cell->SetData("TEXT", "ab", reinterpret_cast<const unsigned char*>("xyz"), 3) != kestrune::kOk)
+    return 1;
   kestrune::CBuffer flat;
-  const kestrune::Result rc = flat.Receive(
-      [&](unsigned char** bytes, unsigned long long* size) { return cell->GetFlatData(bytes, size, nullptr); });
+  const kestrune::Result rc = flat.Receive([&](unsigned char** bytes, unsigned long long* size) {
+    return cell->GetFlatData(bytes, size, nullptr);
+  });
   if (rc != kestrune::kOk) return 1;
   char head[49];
   utils->Hexadecimalise(flat.data(), 24, head);
