@@ -256,7 +256,7 @@ int TypV2KestruneKey::LoadAndDecryptIV() {
   const Bytes64 iv_bytes = key_utils_->GetTailleIV(header_.TailleOTPChiffrement, header_.TailleOTPassword);
   // Compared before anything is allocated: the lengths in a header may be anything.
   if (file_bytes < kHeaderBytes || iv_bytes > file_bytes - kHeaderBytes) return file::kRead;
-  if (!iv_area_.Allocate(iv_bytes)) return kNoObject;
+  if (!iv_area_.AllocateUncleared(iv_bytes)) return kNoObject;
   if (const Result rc = file_->SetFilePos(kHeaderBytes); rc != kOk) return rc;
   if (const Result rc = file_->Read(iv_area_.data(), iv_bytes); rc != kOk) return rc;
   return DecryptageIV();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <limits>
 
 #include "core/instance_creator.h"
@@ -92,9 +93,11 @@ int TypV2MasterKey::GetLineaKey(unsigned char** out, unsigned long long length,
   *offset_out = 0;
   if (!file_) return kNoObject;
   SecretCBuffer run;
-  if (length > std::numeric_limits<Bytes64>::max() - kSpareBytes || !run.Allocate(length + kSpareBytes)) {
+  if (length > std::numeric_limits<Bytes64>::max() - kSpareBytes ||
+      !run.AllocateUncleared(length + kSpareBytes)) {
     return kNoObject;
   }
+  std::memset(run.data() + length, 0, kSpareBytes);
   *offset_out = header_.OffsetOTPChiffrement;
   const TypV2KeyHeader before = header_;
   Result rc = ReadRun(run.data(), length);
@@ -117,15 +120,17 @@ int TypV2MasterKey::GetLineaKey(unsigned char** out, unsigned long long length,
 // read that fails ends the loop, and the status is that of the last read.
 Result TypV2MasterKey::ReadRun(unsigned char* to, unsigned long long length) {
   const Bytes64 pad = header_.TailleOTPChiffrement;
-  if (pad == 0 && length > 0) return key::kOffset;
+  if (pad == 0 && length > 0) {
+    std::memset(to, 0, length);
+    return key::kOffset;
+  }
   Result rc = kOk;
   Bytes64 got = 0;
   while (got < length) {
     const Bytes64 offset = header_.OffsetOTPChiffrement;
-    (void)file_->SetFilePos(offset + kPadStart);
     const Bytes64 rest = offset > pad ? length - got : pad - offset;
     const Bytes64 bytes = std::min(rest, length - got);
-    rc = file_->Read(to + got, bytes);
+    rc = ReadPiece(offset, to + got, bytes);
     got += bytes;
     if (offset > pad || bytes == pad - offset) {
       header_.OffsetOTPChiffrement = 0;
@@ -135,4 +140,13 @@ Result TypV2MasterKey::ReadRun(unsigned char* to, unsigned long long length) {
     }
   }
   return rc;
+}
+
+Result TypV2MasterKey::ReadPiece(unsigned long long offset, unsigned char* to, unsigned long long bytes) {
+  (void)file_->SetFilePos(offset + kPadStart);
+  if (file_->Read(to, bytes) == kOk) return kOk;
+  // Once more into zeros, which stay where the file holds nothing.
+  std::memset(to, 0, bytes);
+  (void)file_->SetFilePos(offset + kPadStart);
+  return file_->Read(to, bytes);
 }

@@ -53,6 +53,7 @@ class KESTRUNE_API TypV2MasterKey : public kestrune::LibraryObject<TypV2MasterKe
  private:
   kestrune::Result Open(const char* folder, const char* name);
   kestrune::Result ReadRun(unsigned char* to, unsigned long long length);
+  kestrune::Result ReadPiece(unsigned long long offset, unsigned char* to, unsigned long long bytes);
 
   TypV2InstanceCreator* creator_ = nullptr;
   kestrune::Owned<TypKeyUtils> key_utils_;
