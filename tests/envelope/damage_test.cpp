@@ -1,0 +1,130 @@
+// Blocks that were changed, exchanged or forged.
+#include "tests/envelope/envelope_folder.h"
+
+namespace kestrune::testing {
+namespace {
+
+struct Damage : ::testing::Test, EnvelopeFolder {
+  Damage() { EXPECT_EQ(Seal(Letter(), &block), kOk); }
+  Bytes block;
+};
+
+TEST_F(Damage, OneChangedBitAnywhereIsRefused) {
+  for (std::size_t bit = 0; bit < block.size() * 8; bit += 3) {
+    block[bit / 8] ^= static_cast<unsigned char>(1U << bit % 8);
+    ASSERT_EQ(Open(block).rc, block::kDigestMismatch) << bit;
+    block[bit / 8] ^= static_cast<unsigned char>(1U << bit % 8);
+  }
+}
+
+// Right in their digests, wrong otherwise.
+TEST_F(Damage, ForgedTransportBlocksAreRefused) {
+  const Cell good = ReadFlatTree(block);
+  const Cell grey = ReadFlatTree(good.data);
+  Bytes other;
+  ASSERT_EQ(Seal(Letter(), &other), kOk);
+  EnvelopeFolder impostor;
+  impostor.AddSigningKey("rsa3072", "medecin");
+  Bytes by_impostor, inner = good.data;
+  ASSERT_EQ(impostor.Seal(Letter(), &by_impostor), kOk);
+  inner.back() ^= 1;
+  const auto routed = [&](const std::string& xml) { return Sign(FlatLeaf("DATA", xml, grey.data)); };
+  const auto named = [&](const std::string& name) {
+    return FlatLeaf("AUTH", "<SIGN><N>" + name + "</N><S>AAAA</S></SIGN>", good.data);
+  };
+  const struct {
+    const char* name;
+    Bytes block;
+    Result want, without_reference;
+  } rows[] = {
+      {"as it was", block, kOk, kOk},
+      {"another grey block under the signature", FlatLeaf("AUTH", good.xml, ReadFlatTree(other).data),
+       verifier::kBadSignature, verifier::kBadSignature},
+      {"another signer of the same name", by_impostor, verifier::kBadSignature, verifier::kBadSignature},
+      {"a signer without certificate", named("inconnu.z.126"), verifier::kCertificate,
+       verifier::kCertificate},
+      {"a signer elsewhere", named("../" + signing_key), verifier::kCertificate, verifier::kCertificate},
+      {"a name too long", named(std::string(49, 'n')), verifier::kValueTooLong, verifier::kValueTooLong},
+      {"no signature", FlatLeaf("AUTH", "", good.data), verifier::kNoBlock, verifier::kNoBlock},
+      {"no signature element", FlatLeaf("AUTH", "x", good.data), verifier::kTagMissing,
+       verifier::kTagMissing},
+      {"no grey block", FlatLeaf("AUTH", good.xml, {}), verifier::kNoData, verifier::kNoData},
+      {"a signed grey block with a wrong trailer", Sign(inner), block::kDigestMismatch,
+       block::kDigestMismatch},
+      {"a signed grey block of 63 bytes", Sign(Bytes(63)), block::kTooShort, block::kTooShort},
+      {"no routing", routed(""), envelope::kNoKeyReference, kOk},
+      {"no <M>", routed("<C>durand.226</C>"), utils::kTagMissing, kOk},
+      {"no <C>", routed("<M></M>"), envelope::kNoKeyReference, kOk},
+      {"<C> of 40", routed("<M><C>" + std::string(40, 'c') + "</C></M>"), kOk, kOk},
+      {"<C> of 41", routed("<M><C>" + std::string(41, 'c') + "</C></M>"), envelope::kNoKeyReference, kOk},
+      {"no green block", Sign(FlatLeaf("DATA", grey.xml, {})), kOk, kOk},
+      {"cut short", Bytes(63), block::kTooShort, block::kTooShort},
+      {"nothing", {}, block::kTooShort, block::kTooShort},
+  };
+  for (const auto& row : rows) {
+    const Opened opened = Open(row.block);
+    EXPECT_EQ(opened.rc, row.want) << row.name;
+    EXPECT_EQ(static_cast<bool>(opened.routing), row.want == kOk) << row.name;
+    EXPECT_EQ(Open(row.block, false).rc, row.without_reference) << row.name;
+  }
+  // The signature is handed out also when it does not hold.
+  EXPECT_EQ(Open(by_impostor).signature.text(), ReadFlatTree(by_impostor).xml);
+  CBuffer routing;
+  EXPECT_EQ(envelope->ExtractVertFlatFromHTTPSBlock(block.data(), block.size(), nullptr, nullptr, nullptr,
+                                                    nullptr, nullptr, nullptr),
+            block::kNoOutput);
+}
+
+TEST_F(Damage, DecipheredTreesAreChecked) {
+  const Layers layers = TakeApart(block, pads());
+  const Bytes& red = layers.kest.data;
+  const Bytes damaged(red.begin(), red.end() - 1);
+  const struct {
+    const char* name;
+    Bytes kest;
+    Result want;
+  } rows[] = {
+      {"as it was", layers.green.body, kOk},
+      {"no signature", FlatLeaf("KEST", "", red), utils::kTagMissing},
+      {"an empty signature", FlatLeaf("KEST", "<SIGN></SIGN>", red), kOk},
+      {"a long signature", FlatLeaf("KEST", "<SIGN>" + std::string(16384, 's') + "</SIGN>", red),
+       utils::kValueTooLong},
+      {"no red block", FlatLeaf("KEST", layers.kest.xml, {}), block::kTooShort},
+      {"a damaged red block", FlatLeaf("KEST", layers.kest.xml, damaged), block::kDigestMismatch},
+      {"a damaged tree", Bytes(layers.green.body.begin(), layers.green.body.end() - 1),
+       block::kDigestMismatch},
+  };
+  for (const auto& row : rows) {
+    TypV2BlockCell* tree = nullptr;
+    EXPECT_EQ(envelope->LoadRedFromUncryptedVertFlat(row.kest.data(), row.kest.size(), &tree), row.want)
+        << row.name;
+    EXPECT_EQ(tree != nullptr, row.want == kOk) << row.name;
+    Owned<TypV2BlockCell>().Adopt(tree);
+  }
+}
+
+TEST_F(Damage, DecipheringRefusesItsArgumentsInOrder) {
+  const unsigned char byte = 0;
+  unsigned char* out = nullptr;
+  unsigned long long length = 0;
+  TypV2BlockCell* tree = nullptr;
+  const auto decipher = [&](const unsigned char* green, unsigned long long count, unsigned char** to,
+                            unsigned long long* to_length, const char* reference) {
+    return envelope->DeCrypterVertFlatToVert(green, count, reference, Letter().hex_password.c_str(), to,
+                                             to_length);
+  };
+  EXPECT_EQ(decipher(nullptr, 0, nullptr, nullptr, ""), envelope::kNoInput);
+  EXPECT_EQ(decipher(&byte, 0, nullptr, nullptr, ""), argument::kEmptyInput);
+  EXPECT_EQ(decipher(&byte, 1000000001, nullptr, nullptr, ""), envelope::kTooLongToDecipher);
+  EXPECT_EQ(decipher(&byte, 1, nullptr, nullptr, ""), argument::kNoOutput);
+  EXPECT_EQ(decipher(&byte, 1, &out, nullptr, ""), argument::kNoLengthOutput);
+  EXPECT_EQ(decipher(&byte, 1, &out, &length, ""), cipher::kKeyName);
+  EXPECT_EQ(decipher(&byte, 1, &out, &length, "durand.126"), cipher::kNoYearSuffix);
+  const std::string elsewhere = "../durand." + PersonalKeyYear();
+  EXPECT_EQ(decipher(&byte, 1, &out, &length, elsewhere.c_str()), file::kOpen);
+  EXPECT_EQ(envelope->DeCrypterVertFlat(&byte, 1, "", "", nullptr), argument::kNoOutput);
+  EXPECT_EQ(envelope->LoadRedFromUncryptedVertFlat(nullptr, 1, &tree), envelope::kNoInput);
+}
+
+}  // namespace
+}  // namespace kestrune::testing

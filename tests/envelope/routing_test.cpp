@@ -1,0 +1,110 @@
+// The routing XML and the message identifiers.
+#include <cstring>
+#include <regex>
+
+#include "tests/envelope/envelope_folder.h"
+
+namespace kestrune::testing {
+namespace {
+
+struct Routing : ::testing::Test, EnvelopeFolder {
+  std::string Compose(const char* to, const char* cc, const char* bcc, const char* reply_to, long merge,
+                      const char* ready) {
+    CBuffer xml;
+    const Result rc = xml.ReceiveText([&](char** text) {
+      return envelope->Low_GetBasicServiceXML(text, "k1", "s1", to, cc, bcc, reply_to, "Bonjour",
+                                              "2024-05-06 10:11:12", "ID", merge, ready);
+    });
+    return rc == kOk ? xml.text() : std::to_string(rc);
+  }
+};
+
+TEST_F(Routing, EveryShapeOfTheLists) {
+  const std::string head = "<M><C>k1." + PersonalKeyYear() + "</C>";
+  const std::string middle = "<R>s1</R><I>ID</I><TE>2024-05-06 10:11:12</TE>";
+  const std::string tail = "<S>Qm9uam91cg==</S></M>";
+  const struct {
+    const char *to, *cc, *bcc;
+    long merge;
+    const char *ready, *want;
+  } rows[] = {
+      {"r1", nullptr, nullptr, 0, nullptr, "<D>r1</D><CC></CC>"},
+      {"a", "b", "c", 0, "", "<D>a</D><CC>b</CC>"},
+      {"", nullptr, "c", 0, nullptr, "<D></D><CC></CC>"},
+      {"a", "b", "c", 1, nullptr, "<D>a,b,c</D>"},
+      {"", "b", "c", 1, nullptr, "<D>b,c</D>"},
+      {"a", nullptr, "c", 1, nullptr, "<D>a,c</D>"},
+      {"a", "b", "c", 2, nullptr, "<D>a,b"},
+      {"a", "", "c", -1, nullptr, "<D>a"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(Compose(row.to, row.cc, row.bcc, nullptr, row.merge, row.ready),
+              head + "<F>s1</F>" + middle + row.want + tail);
+  }
+  EXPECT_EQ(Compose("a", "b", nullptr, nullptr, 0, "<X/>"), head + middle + "<X/>" + tail);
+  EXPECT_EQ(ValueOf(Compose("a", "b", nullptr, "", 0, nullptr), "R"), "");
+  EXPECT_EQ(Compose("", nullptr, "", nullptr, 0, "<X/>"), std::to_string(envelope::kNoRecipient));
+  const std::string long_list(100000, 'r');
+  EXPECT_EQ(Compose(long_list.c_str(), long_list.c_str(), nullptr, nullptr, 7, nullptr),
+            head + "<F>s1</F>" + middle + "<D>" + long_list + "," + long_list + tail);
+}
+
+TEST_F(Routing, ThePageShowsWhatIsComposed) {
+  const std::string page = ToText(ReadFile(DataPath("../../docs/routing_xml.md")));
+  std::string composed = Compose("r1", nullptr, nullptr, nullptr, 0, nullptr);
+  composed.replace(composed.find(PersonalKeyYear()), PersonalKeyYear().size(), "224");
+  EXPECT_NE(page.find(composed), std::string::npos) << composed;
+}
+
+TEST_F(Routing, BothBlocksOfAMessageCarryOneIdentifier) {
+  CBuffer red, grey, next;
+  const auto service = [&](char** text) {
+    return envelope->GetServiceXMLRoutage(text, "k", "s", "a", "", "", nullptr, "", "", nullptr);
+  };
+  ASSERT_EQ(red.ReceiveText(service), kOk);
+  ASSERT_EQ(grey.ReceiveText([&](char** text) {
+    return envelope->GetBasicServiceXML(text, "k", "s", "a", "", "", nullptr, "", "");
+  }),
+            kOk);
+  ASSERT_EQ(next.ReceiveText(service), kOk);
+  const std::string identifier = ValueOf(red.text(), "I");
+  EXPECT_TRUE(std::regex_match(identifier, std::regex("[0-9A-F]{40}[0-9]{1,9}"))) << identifier;
+  EXPECT_EQ(ValueOf(grey.text(), "I"), identifier);
+  EXPECT_NE(ValueOf(next.text(), "I"), identifier);
+}
+
+TEST_F(Routing, IdentifiersOfTheBaseClass) {
+  TypV2CryptoInterface base;
+  ASSERT_EQ(base.InitCreate(&unix_creator, nullptr, nullptr), kOk);
+  base.SetSessionID(-5);
+  char out[kMessageIdentifierBytes + 1];
+  base.GetIDMessage(out, "medecin", "a", nullptr, nullptr, nullptr);
+  EXPECT_TRUE(std::regex_match(out, std::regex("Mmedecin\\[-5\\]\\.[0-9]{1,3}\\.[0-9]{1,5}\\.[0-9]+")))
+      << out;
+  std::memset(out, '#', sizeof out);
+  base.GetIDMessage(out, std::string(5000, 's').c_str(), "a", nullptr, nullptr, nullptr);
+  EXPECT_EQ(std::strlen(out), kMessageIdentifierBytes - 1);
+  EXPECT_EQ(out[kMessageIdentifierBytes], '#');
+  for (TypV2CryptoInterface* either : {&base, envelope.get()}) {
+    either->GetIDMessage(out, nullptr, "a", nullptr, nullptr, nullptr);
+    EXPECT_STREQ(out, "");
+    either->GetIDMessage(nullptr, "s", "a", nullptr, nullptr, nullptr);
+  }
+  base.Kill();
+}
+
+TEST(Envelope, NeedsAFactoryAndFoldersOfAtMost2048) {
+  TypV2InstanceCreatorUnix creator;
+  const std::string most(2048, 'f'), more(2049, 'f');
+  const auto init = [](TypV2InstanceCreator* made, const char* messages, const char* signing) {
+    Owned<TypV2CryptoInterface> envelope(new TypV2CryptoInterface);
+    return envelope.Init(made, messages, signing);
+  };
+  EXPECT_EQ(init(nullptr, "", ""), envelope::kNoCreator);
+  EXPECT_EQ(init(&creator, most.c_str(), most.c_str()), kOk);
+  EXPECT_EQ(init(&creator, more.c_str(), ""), envelope::kFolderTooLong);
+  EXPECT_EQ(init(&creator, nullptr, more.c_str()), envelope::kFolderTooLong);
+}
+
+}  // namespace
+}  // namespace kestrune::testing
