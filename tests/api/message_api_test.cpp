@@ -1,0 +1,362 @@
+// The message entry points, as another program calls them.
+#include "api/kestrune.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <regex>
+
+#include "blocks/block_cell.h"
+#include "core/owned.h"
+#include "core/result.h"
+#include "tests/support/sealed_message.h"
+
+namespace kestrune::testing {
+namespace {
+
+// The arguments of both sealing functions.
+struct Call {
+  const char *text = "Bonjour", *attachments = "", *user = "durand", *sender = "medecin";
+  std::string password = "a_b_c_d", sign_password = "a#b";
+  bool no_password = false, no_sign_password = false;
+  const char* folder = nullptr;
+  const char *to = "a@x.example", *cc = "", *bcc = "", *reply_to = "", *subject = "s";
+  const char* date = "2026-05-06 10:11:12";
+  bool no_block = false, no_length = false, no_identifier = false;
+};
+
+struct MessageApi : ::testing::Test, MessageFolder {
+  MessageApi() : MessageFolder(64) {}
+
+  long SealMem(Call call, Bytes* block, long verbose = 0) {
+    CBuffer sealed;
+    long rc = 0;
+    (void)sealed.Receive([&](unsigned char** bytes, unsigned long long* length) {
+      rc = Api2CrypterMem(call.text, call.attachments, call.user, call.sender,
+                          call.no_password ? nullptr : call.password.c_str(),
+                          call.no_sign_password ? nullptr : call.sign_password.data(), call.folder, call.to,
+                          call.cc, call.bcc, call.reply_to, call.subject, call.date,
+                          call.no_block ? nullptr : bytes, call.no_length ? nullptr : length,
+                          call.no_identifier ? nullptr : identifier, verbose);
+      return static_cast<Result>(rc);
+    });
+    block->assign(sealed.data(), sealed.data() + sealed.size());
+    return rc;
+  }
+  Bytes Sealed() {
+    Call call;
+    call.folder = path().c_str();
+    Bytes block;
+    EXPECT_EQ(SealMem(call, &block), kOk);
+    return block;
+  }
+  long SealFile(const std::string& text, const char* attachments, const std::string& output,
+                long verbose = 0) {
+    std::string password = "none";
+    return Api2Crypterfile(text.c_str(), attachments, "durand", "medecin", personal.hex_password.c_str(),
+                           password.data(), path().c_str(), "a@x.example", nullptr, nullptr, nullptr, "s",
+                           "2026-05-06 10:11:12", nullptr, output.c_str(), identifier, verbose);
+  }
+  std::string Printed(const std::function<void()>& call) {
+    ::testing::internal::CaptureStdout();
+    call();
+    return ::testing::internal::GetCapturedStdout();
+  }
+
+  char identifier[128] = "before";
+};
+
+TEST_F(MessageApi, TheFirstWrongArgumentDecides) {
+  const std::string of_64(64, 'p'), of_65(65, 'p');
+  // Each row spoils one argument more than the row below.
+  const struct {
+    std::function<void(Call&)> spoil;
+    long want;
+  } rows[] = {
+      {[](Call& c) { c.no_identifier = true; }, message::kNoIdentifierOutput},
+      {[](Call& c) { c.no_length = true; }, argument::kNoLengthOutput},
+      {[](Call& c) { c.no_block = true; }, argument::kNoOutput},
+      {[](Call& c) { c.date = nullptr; }, message::kNoDateText},
+      {[](Call& c) { c.subject = nullptr; }, envelope::kNoSubject},
+      {[](Call& c) { c.reply_to = nullptr; }, message::kNoRecipientText},
+      {[](Call& c) { c.bcc = nullptr; }, message::kNoRecipientText},
+      {[](Call& c) { c.cc = nullptr; }, message::kNoRecipientText},
+      {[](Call& c) { c.to = nullptr; }, message::kNoRecipientText},
+      {[](Call& c) { c.folder = nullptr; }, argument::kNoInput},
+      {[&](Call& c) { c.password = of_65; }, message::kPasswordTooLong},
+      {[](Call& c) { c.no_password = true; }, argument::kNoInput},
+      {[](Call& c) { c.sender = nullptr; }, argument::kNoInput},
+      {[](Call& c) { c.user = nullptr; }, argument::kNoInput},
+      {[](Call& c) { c.attachments = nullptr; }, argument::kNoInput},
+      {[](Call& c) { c.text = nullptr; }, argument::kNoInput},
+  };
+  Call call;
+  call.folder = path().c_str();
+  Bytes block;
+  for (const auto& row : rows) {
+    row.spoil(call);
+    std::strcpy(identifier, "before");
+    EXPECT_EQ(SealMem(call, &block), row.want);
+    EXPECT_STREQ(identifier, call.no_identifier ? "before" : "");
+  }
+  const struct {
+    std::function<void(Call&)> spoil;
+    long want;
+  } singly[] = {
+      {[&](Call& c) { c.sign_password = of_65; }, argument::kNoInput},
+      {[&](Call& c) { c.sign_password = of_64; }, signer::kPassword},
+      {[](Call& c) { c.no_sign_password = true; }, envelope::kNoSigningPassword},
+      {[&](Call& c) { c.password = of_64; }, key::kCheckFailed},
+      {[](Call& c) { c.password = ""; }, envelope::kPassword},
+      {[](Call& c) { c.to = ""; }, envelope::kNoRecipient},
+  };
+  for (const auto& row : singly) {
+    Call one;
+    one.folder = path().c_str();
+    row.spoil(one);
+    EXPECT_EQ(SealMem(one, &block), row.want);
+    EXPECT_STREQ(identifier, "");
+  }
+}
+
+TEST_F(MessageApi, FilesGoInAndOut) {
+  const std::string text = File("texte"), sealed = File("sealed"), grey = File("grey");
+  WriteFile(text, "Été\n");
+  const std::string trace = Printed([&] { EXPECT_EQ(SealFile(text, "", sealed, 1), kOk); });
+  const std::string length = std::to_string(ReadFile(sealed).size());
+  EXPECT_EQ(trace,
+            "inptextlen==6\nusername==durand\nusernamesign==medecin\ninputpjfiles==\nCrypterSigner==0\n"
+            "messageid==" +
+                std::string(identifier) + "\noutputlen==" + length + "\noutputfile==" + sealed + "\n");
+  EXPECT_TRUE(std::regex_match(identifier, std::regex("Mmedecin\\[[0-9]+\\]\\.[0-9]+\\.[0-9]+\\.[0-9]+")));
+  const Layers layers = TakeApart(ReadFile(sealed), pads());
+  EXPECT_EQ(ToText(layers.red.cells[1].data), "Été\n");
+  EXPECT_EQ(ValueOf(layers.grey.xml, "I"), identifier);
+
+  const Bytes block = ReadFile(sealed);
+  CBuffer taken;
+  ASSERT_EQ(taken.Receive([&](unsigned char** bytes, unsigned long long* count) {
+    return static_cast<Result>(
+        Api2ExtractGrisFromHTTPSBlock(block.data(), block.size(), path().c_str(), bytes, count));
+  }),
+            kOk);
+  EXPECT_EQ(Bytes(taken.data(), taken.data() + taken.size()), layers.transport.data);
+  WriteFile(grey, layers.transport.data);
+
+  TypV2BlockCell* red = nullptr;
+  ASSERT_EQ(Api2DecrypterfileGris(grey.c_str(), path().c_str(), personal.hex_password.c_str(), &red), kOk);
+  std::string exported(20000, 0);
+  long long position = 0;
+  // The tree's own factory answers although its call is over.
+  EXPECT_EQ(red->ExportBlockAsXML(exported.data(), &position, 20000, 1), kOk);
+  EXPECT_EQ(Api2FreeRedBlock(red), kOk);
+  EXPECT_EQ(Api2FreeRedBlock(nullptr), kOk);
+  char* xml = nullptr;
+  ASSERT_EQ(Api2DecrypterGrisMem(taken.data(), taken.size(), path().c_str(), "a_b_c_d", &xml), kOk);
+  CBuffer owned;
+  owned.AdoptText(xml);
+  EXPECT_STREQ(xml, exported.c_str());
+  EXPECT_EQ(ToText(FromBase64(ValueOf(ValueOf(xml, "TEXT"), "DATA"))).substr(0, 8), "Été\n\r\r");
+}
+
+TEST_F(MessageApi, SealingFilesThatAreNotThere) {
+  const std::string out = File("out"), pj = File("pj");
+  WriteFile(pj, "x");
+  EXPECT_EQ(SealFile(File("missing"), nullptr, out), envelope::kNoContent);
+  EXPECT_FALSE(FileExists(out));
+  EXPECT_STREQ(identifier, "");
+  EXPECT_EQ(SealFile(File("missing"), pj.c_str(), out), kOk);
+  EXPECT_EQ(TakeApart(ReadFile(out), pads()).red.cells[1].name, "PJ");
+  EXPECT_EQ(SealFile(pj, "", File("no/such/folder")), file::kOpen);
+  EXPECT_EQ(SealFile(pj, "", "/dev/full"), file::kSystem);  // the closing tells what the writing did not
+}
+
+TEST_F(MessageApi, OpeningSaysWhatIsWrong) {
+  const Bytes block = Sealed();
+  const Cell transport = ReadFlatTree(block);
+  const Cell grey = ReadFlatTree(transport.data);
+  const auto named = [&](const std::string& name) {
+    return FlatLeaf("DATA", "<C>" + name + "</C>", grey.data);
+  };
+  const std::string year = "." + PersonalKeyYear();
+  const struct {
+    const char* name;
+    Bytes grey;
+    const char* password;
+    long want;
+  } rows[] = {
+      {"wrong password", transport.data, "other", key::kCheckFailed},
+      {"empty", {}, "a_b_c_d", block::kTooShort},
+      {"changed", block, "a_b_c_d", cipher::kKeyName},  // a transport block names no key
+      {"no routing", FlatLeaf("DATA", "", grey.data), "a_b_c_d", cipher::kKeyName},
+      {"no green block", FlatLeaf("DATA", grey.xml, {}), "a_b_c_d", envelope::kNoInput},
+      {"a key elsewhere", named("../durand" + year), "a_b_c_d", file::kOpen},
+      {"an unknown key", named("dupond" + year), "a_b_c_d", file::kOpen},
+      {"a key of another kind", named("durand.126"), "a_b_c_d", cipher::kNoYearSuffix},
+      {"a green block of 24 bytes", FlatLeaf("DATA", grey.xml, Bytes(24)), "a_b_c_d", cipher::kNoInput},
+  };
+  const std::string path_to = File("grey");
+  for (const auto& row : rows) {
+    WriteFile(path_to, row.grey);
+    char* xml = nullptr;
+    TypV2BlockCell* red = nullptr;
+    const Bytes memory = row.grey.empty() ? Bytes(1) : row.grey;
+    EXPECT_EQ(Api2DecrypterGrisMem(memory.data(), row.grey.size(), path().c_str(), row.password, &xml),
+              row.want)
+        << row.name;
+    EXPECT_EQ(Api2DecrypterfileGris(path_to.c_str(), path().c_str(), HexPassword(row.password).c_str(), &red),
+              row.want)
+        << row.name;
+    EXPECT_TRUE(xml == nullptr && red == nullptr) << row.name;
+  }
+  TypV2BlockCell* red = nullptr;
+  EXPECT_EQ(Api2DecrypterfileGris(File("none").c_str(), "", "", &red), file::kOpen);
+  EXPECT_EQ(Api2DecrypterfileGris(path().c_str(), "", "", &red), file::kOpen);  // a folder
+  EXPECT_EQ(Api2DecrypterfileGris(std::string(256, 'x').c_str(), "", "", &red), file::kBadName);
+  EXPECT_EQ(Api2DecrypterfileGris("", std::string(2049, 'x').c_str(), "", &red), envelope::kFolderTooLong);
+
+  unsigned char* out = nullptr;
+  unsigned long long length = 0;
+  const auto extract = [&](const unsigned char* from, unsigned long long count, const char* folder,
+                           unsigned char** to, unsigned long long* to_length) {
+    return Api2ExtractGrisFromHTTPSBlock(from, count, folder, to, to_length);
+  };
+  EXPECT_EQ(extract(nullptr, 0, nullptr, nullptr, nullptr), argument::kNoInput);
+  EXPECT_EQ(extract(block.data(), 0, nullptr, nullptr, nullptr), argument::kEmptyInput);
+  EXPECT_EQ(extract(block.data(), 1, nullptr, nullptr, nullptr), argument::kNoInput);
+  EXPECT_EQ(extract(block.data(), 1, "", nullptr, nullptr), argument::kNoOutput);
+  EXPECT_EQ(extract(block.data(), 1, "", &out, nullptr), argument::kNoLengthOutput);
+  EXPECT_EQ(extract(block.data(), block.size(), File("elsewhere/").c_str(), &out, &length),
+            verifier::kCertificate);
+}
+
+TEST_F(MessageApi, RoutingIsPrintedByteForByte) {
+  const Bytes block = Sealed();
+  const Cell transport = ReadFlatTree(block);
+  const std::string routing = ReadFlatTree(transport.data).xml, signature = transport.xml;
+  Bytes damaged = block;
+  damaged[100] ^= 1;
+  Bytes exchanged = FlatLeaf("AUTH", signature, FlatLeaf("DATA", routing, {}));
+  const std::string blank = "<SIGNATUREBLANC>" + signature + "</SIGNATUREBLANC>";
+  const std::string result = "<ERRCODE>0</ERRCODE><RESULT>" + routing + "</RESULT>";
+  const auto size = [](const Bytes& bytes) { return "inptextlen==" + std::to_string(bytes.size()) + "\n"; };
+  const std::string name = "ExtractRoutageOnlyFromHTTPSBlock : ";
+  const struct {
+    const Bytes& block;
+    long print, verbose;
+    std::string want;
+  } rows[] = {
+      {block, 1, 0, result + blank},
+      {block, -7, 2, result + blank},
+      {block, 0, 0, "<ERRCODE>0</ERRCODE>" + blank},
+      {block, 1, 1,
+       size(block) + name + "0\n<ERRCODE>0</ERRCODE>xmloutput : " + routing +
+           "\nusernamekeyfilechiffrement : durand." + PersonalKeyYear() + "\nfoundsignname : " + signing_key +
+           "\n<RESULT>" + routing + "</RESULT>" + blank},
+      {damaged, 1, 0, "<ERRCODE>-73</ERRCODE>"},
+      {damaged, 1, 1, size(damaged) + name + "-73\n<ERRCODE>-73</ERRCODE>"},
+      {exchanged, 1, 2, "<ERRCODE>-68</ERRCODE>" + blank},
+      {exchanged, 1, 1,
+       size(exchanged) + name + "-68\n<ERRCODE>-68</ERRCODE>signatureblanc : " + signature + "\n" + blank},
+  };
+  const std::string at = File("block");
+  for (const auto& row : rows) {
+    WriteFile(at, row.block);
+    EXPECT_EQ(Printed([&] {
+                Api2ExtractRoutageOnlyFromHTTPSBlock(at.c_str(), nullptr, path().c_str(), row.print,
+                                                     row.verbose);
+              }),
+              row.want);
+  }
+  EXPECT_EQ(Printed([&] {
+              EXPECT_EQ(Api2ExtractRoutageOnlyFromHTTPSBlock(at.c_str(), nullptr,
+                                                             std::string(2049, 'f').c_str(), 1, 1),
+                        envelope::kFolderTooLong);
+            }),
+            "");
+  EXPECT_EQ(Printed([&] { Api2ExtractRoutageOnlyFromHTTPSBlock("none", nullptr, "", 1, 1); }),
+            name + "-9\n<ERRCODE>-9</ERRCODE>");
+
+  const std::string grey_name = "ExtractRoutageOnlyFromGrisBlock : ";
+  const auto grey = [&](const Bytes& content, long print, long verbose, char** xml) {
+    WriteFile(at, content);
+    return Printed([&] { Api2ExtractRoutageOnlyFromGrisBlock(at.c_str(), nullptr, xml, print, verbose); });
+  };
+  CBuffer xml;
+  char* text = nullptr;
+  EXPECT_EQ(grey(transport.data, 1, 0, &text), result);
+  xml.AdoptText(text);
+  EXPECT_EQ(text, routing);
+  EXPECT_EQ(grey(transport.data, 0, 2, nullptr), "<ERRCODE>0</ERRCODE>");
+  EXPECT_EQ(grey(transport.data, 1, 1, nullptr), size(transport.data) + grey_name +
+                                                     "0\n<ERRCODE>0</ERRCODE>xmloutput : " + routing +
+                                                     "\n<RESULT>" + routing + "</RESULT>");
+  EXPECT_EQ(grey(FlatLeaf("DATA", "", {}), 1, 0, &text), "<ERRCODE>0</ERRCODE><RESULT></RESULT>");
+  EXPECT_EQ(text, nullptr);
+  text = xml.text();
+  EXPECT_EQ(grey(damaged, 1, 1, &text), size(damaged) + grey_name + "-73\n<ERRCODE>-73</ERRCODE>");
+  EXPECT_EQ(text, nullptr);
+  EXPECT_EQ(grey({}, 1, 1, nullptr), "inptextlen==0\n" + grey_name + "-75\n<ERRCODE>-75</ERRCODE>");
+}
+
+// Where a pad was used: from, and up to.
+using Uses = std::vector<std::pair<std::uint64_t, std::uint64_t>>;
+
+bool Overlap(Uses uses) {
+  std::sort(uses.begin(), uses.end());
+  for (std::size_t i = 1; i < uses.size(); ++i) {
+    if (uses[i].first < uses[i - 1].second) return true;
+  }
+  return false;
+}
+
+TEST_F(MessageApi, ProcessesThatSealAtOnceShareNoPadByte) {
+  constexpr int kProcesses = 4, kMessages = 5;
+  AddUser("user2");
+  AddUser("user3");
+  for (const bool one_user : {true, false}) {
+    WriteFile(File("Master." + PersonalKeyYear()), master.File());
+    AddUser("durand");
+    const char* users[kProcesses] = {"durand", "durand", "user2", "user3"};
+    std::vector<pid_t> children;
+    for (int process = 0; process < kProcesses; ++process) {
+      const pid_t child = ::fork();
+      if (child == 0) {
+        Call call;
+        call.folder = path().c_str();
+        call.user = one_user ? "durand" : users[process];
+        Bytes block;
+        bool fine = true;
+        for (int i = 0; i < kMessages; ++i) {
+          fine = SealMem(call, &block) == kOk && fine;
+          WriteFile(File("sealed" + std::to_string(process * kMessages + i)), block);
+        }
+        ::_exit(fine ? 0 : 1);
+      }
+      children.push_back(child);
+    }
+    for (const pid_t child : children) {
+      int status = -1;
+      ::waitpid(child, &status, 0);
+      EXPECT_EQ(status, 0);
+    }
+    Uses first, second, shared;
+    for (int i = 0; i < kProcesses * kMessages; ++i) {
+      const Layers layers = TakeApart(ReadFile(File("sealed" + std::to_string(i))), pads());
+      EXPECT_EQ(ToText(layers.red.cells[1].data), "Bonjour");
+      const std::uint64_t length = layers.grey.data.size();
+      shared.emplace_back(layers.green.master_offset, layers.green.master_offset + length - 24);
+      if (!one_user && i >= 2 * kMessages) continue;
+      first.emplace_back(layers.green.run_offset, layers.green.run_offset + length);
+      second.emplace_back(layers.green.password_offset, layers.green.password_offset + 32);
+    }
+    EXPECT_FALSE(Overlap(first) || Overlap(second) || Overlap(shared)) << one_user;
+  }
+}
+
+}  // namespace
+}  // namespace kestrune::testing
