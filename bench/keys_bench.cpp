@@ -18,9 +18,9 @@
 #include "core/instance_creator.h"
 #include "core/owned.h"
 #include "crypto/classic.h"
+#include "examples/key_files.h"
 #include "keys/kestrune_key.h"
 #include "keys/message_cipher.h"
-#include "tests/support/key_files.h"
 #include "tests/support/key_folder.h"
 
 namespace {

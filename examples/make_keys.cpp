@@ -7,7 +7,8 @@
 //   medecin.z.YEAR.key, .pem   a signing key without pass phrase, and its self-signed certificate
 //   durand.YEAR                a personal key, pass phrase a_b_c_d
 //   Master.YEAR                a master key
-// The pads hold 4 MiB from the system's random source, of which each message uses up its own size.
+// The pads hold 4 MiB from the system's random source, of which each message uses up its own size. It stands
+// by itself: c++ -std=c++20 make_keys.cpp key_files.cpp -lcrypto
 #include <openssl/bio.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
@@ -16,13 +17,13 @@
 #include <sys/stat.h>
 
 #include <cstdio>
+#include <fstream>
 #include <memory>
 #include <string>
 
-#include "tests/support/key_files.h"
-#include "tests/support/key_folder.h"
+#include "key_files.h"
 
-using namespace kestrune::testing;
+using namespace kestrune::examples;
 
 namespace {
 
@@ -59,6 +60,12 @@ bool WriteSigningKey(const std::string& folder, const std::string& name) {
          WriteCertificate(key.get(), name, folder + name + ".pem");
 }
 
+bool WriteKeyFile(const std::string& path, const Bytes& content) {
+  std::ofstream file(path, std::ios::binary);
+  file.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
+  return file.flush().good();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -83,8 +90,11 @@ int main(int argc, char** argv) {
   personal.seed = 0;
   MasterKey master;
   master.pad = FreshPad(kPadBytes);
-  WriteFile(folder + "durand." + PersonalKeyYear(), personal.File());
-  WriteFile(folder + "Master." + PersonalKeyYear(), master.File());
+  if (!WriteKeyFile(folder + "durand." + PersonalKeyYear(), personal.File()) ||
+      !WriteKeyFile(folder + "Master." + PersonalKeyYear(), master.File())) {
+    std::fprintf(stderr, "%s: a key file could not be written\n", folder.c_str());
+    return 1;
+  }
   std::printf("Throw-away keys for trying the library; real ones come from the service.\n");
   std::printf("%s.key, %s.pem, durand.%s (pass phrase a_b_c_d), Master.%s\n", signing_key.c_str(),
               signing_key.c_str(), PersonalKeyYear().c_str(), PersonalKeyYear().c_str());

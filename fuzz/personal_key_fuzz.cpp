@@ -11,11 +11,11 @@
 #include "core/instance_creator.h"
 #include "core/owned.h"
 #include "core/result.h"
+#include "examples/key_files.h"
 #include "keys/kestrune_key.h"
-#include "tests/support/key_files.h"
 
 using namespace kestrune;
-using namespace kestrune::testing;
+using namespace kestrune::examples;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const std::string password = HexPassword("a_b_c_d");

@@ -6,9 +6,9 @@
 #include "core/instance_creator.h"
 #include "core/owned.h"
 #include "core/result.h"
+#include "examples/key_files.h"
 #include "keys/message_cipher.h"
 #include "keys/trap.h"
-#include "tests/support/key_files.h"
 #include "tests/support/sealed_body.h"
 #include "tests/support/temp_folder.h"
 

@@ -2,7 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/key_files.h"
+#include "examples/key_files.h"
+#include "tests/support/bytes.h"
 
 namespace kestrune::testing {
 namespace {

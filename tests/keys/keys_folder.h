@@ -16,7 +16,7 @@
 #include "core/instance_creator.h"
 #include "core/owned.h"
 #include "core/result.h"
-#include "tests/support/key_files.h"
+#include "examples/key_files.h"
 #include "tests/support/key_folder.h"
 #include "tests/support/sealed_body.h"
 #include "tests/support/temp_folder.h"

@@ -26,10 +26,10 @@
 
 #include "core/instance_creator.h"
 #include "core/owned.h"
+#include "examples/key_files.h"
 #include "keys/message_cipher.h"
-#include "tests/support/key_files.h"
-#include "tests/support/key_folder.h"
 #include "tests/support/sealed_body.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 

@@ -7,8 +7,11 @@
 #include <string_view>
 #include <vector>
 
+namespace kestrune::examples {}  // namespace kestrune::examples
+
 namespace kestrune::testing {
 
+using namespace examples;
 using Bytes = std::vector<unsigned char>;
 
 Bytes ToBytes(std::string_view text);

@@ -4,13 +4,11 @@
 
 #include <string>
 
+#include "examples/key_files.h"
+#include "tests/support/bytes.h"
 #include "tests/support/temp_folder.h"
 
 namespace kestrune::testing {
-
-// The year numbers in file names, from the clock, reckoned without the library.
-std::string CertificateYear();  // 126 in 2026
-std::string PersonalKeyYear();  // 226 in 2026
 
 // A folder into which the fixed keys of tests/data are copied under names of the current year.
 class KeyFolder : public TempFolder {

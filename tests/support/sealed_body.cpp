@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "tests/support/key_files.h"
+#include "examples/key_files.h"
 
 namespace kestrune::testing {
 namespace {

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "examples/key_files.h"
 #include "tests/support/bytes.h"
-#include "tests/support/key_files.h"
 #include "tests/support/key_folder.h"
 #include "tests/support/sealed_body.h"
 

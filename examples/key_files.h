@@ -1,15 +1,16 @@
 // Personal and master key files, written from their formats alone: nothing here is shared with the reader.
-#ifndef KESTRUNE_TESTS_SUPPORT_KEY_FILES_H
-#define KESTRUNE_TESTS_SUPPORT_KEY_FILES_H
+#ifndef KESTRUNE_EXAMPLES_KEY_FILES_H
+#define KESTRUNE_EXAMPLES_KEY_FILES_H
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
-#include "tests/support/bytes.h"
+namespace kestrune::examples {
 
-namespace kestrune::testing {
+using Bytes = std::vector<unsigned char>;
 
 // Where the numbers of a header are; all have 8 bytes, big-endian.
 inline constexpr std::size_t kFirstPadBytesAt = 88;
@@ -23,6 +24,10 @@ inline constexpr std::size_t kCheckDigestAt = 180;
 inline constexpr std::size_t kKeyHeaderBytes = 512;
 inline constexpr std::size_t kMasterPadAt = 4608;
 inline constexpr std::size_t kPadChunk = 4096;
+
+// The year numbers in file names, from the clock.
+std::string CertificateYear();  // 126 in 2026
+std::string PersonalKeyYear();  // 226 in 2026
 
 // The key that a pass phrase stands for, in hexadecimal.
 std::string HexPassword(std::string_view pass_phrase);
@@ -64,6 +69,6 @@ void Reseal(Bytes& file, const std::string& hex_password);
 void AesCbc(bool encipher, const unsigned char* key, const unsigned char* iv, unsigned char* data,
             std::size_t bytes);
 
-}  // namespace kestrune::testing
+}  // namespace kestrune::examples
 
 #endif

@@ -1,4 +1,4 @@
-#include "tests/support/key_files.h"
+#include "key_files.h"
 
 #include <openssl/evp.h>
 #include <openssl/rand.h>
@@ -8,19 +8,26 @@
 #include <array>
 #include <climits>
 #include <cstdlib>
+#include <ctime>
 #include <memory>
 
-namespace kestrune::testing {
+namespace kestrune::examples {
 namespace {
 
 constexpr std::size_t kIvBytes = 16;
 constexpr std::size_t kDigestedHeader = 112;
 constexpr std::size_t kDigestedIvs = 16384;
 constexpr std::size_t kNumber = 8;
+constexpr int kPersonalKeyYears = 100;  // the year in their names is this much more than in the others'
 constexpr std::array<unsigned char, kIvBytes> kZeroIv{};
 
 using Key = std::array<unsigned char, 32>;
 using Cipher = std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)>;
+
+int YearsSince1900() {
+  const std::time_t now = std::time(nullptr);
+  return std::localtime(&now)->tm_year;
+}
 
 void OrStop(bool fine) {
   if (!fine) std::abort();
@@ -76,6 +83,14 @@ std::array<unsigned char, kDigestedHeader> InHostOrder(const Bytes& file) {
 void AesCbc(bool encipher, const unsigned char* key, const unsigned char* iv, unsigned char* data,
             std::size_t bytes) {
   Run(EVP_aes_256_cbc(), encipher, key, iv, data, bytes);
+}
+
+std::string CertificateYear() {
+  return std::to_string(YearsSince1900());
+}
+
+std::string PersonalKeyYear() {
+  return std::to_string(YearsSince1900() + kPersonalKeyYears);
 }
 
 std::string HexPassword(std::string_view pass_phrase) {
@@ -175,4 +190,4 @@ Bytes MasterKey::File() const {
   return file;
 }
 
-}  // namespace kestrune::testing
+}  // namespace kestrune::examples
