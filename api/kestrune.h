@@ -216,7 +216,7 @@ KESTRUNE_API int Api2DeAesPriv(const char* form, const char* keyPassword, const 
  * One of text and attachments must be there, and one recipient. Effect: pad bytes of the personal and the
  * master key are used up, whether sealing succeeds in the end or not.
  *
- * -87: userName missing, empty or longer. -88: hexPassword not 64 characters. -66, -67: signName, signPassword.
+ * -87: userName missing, empty or longer. -88: hexPassword not 64 characters, or signPassword longer. -66, -67: signName, signPassword.
  * -65: no subject. -64: no text and no attachments (null). -110: no dateTime. -63: no recipient. The last four
  * and -70 are tested in any case, the last one that applies is returned. -54: attachment too large. -53: 100
  * attachments. -9: a key or output file cannot be opened. -92: wrong hexPassword. -103, -104, -95: as
@@ -294,7 +294,7 @@ KESTRUNE_API long Api2FreeRedBlock(TypV2BlockCell* tree);
  * in Base64.
  *
  * grey, folder  -62: null. Length 0 is -75.
- * password      pass phrase of the personal key, as typed. -62: null. Empty: -88... of the cipher
+ * password      pass phrase of the personal key, as typed. -62: null.
  * xml           -60: null. A new text, clear text: wipe it before freeing it.
  *
  * Codes, and the call that never returns, as Api2DecrypterfileGris; -109: the text is longer than twice the

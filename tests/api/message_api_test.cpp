@@ -6,8 +6,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
 #include <functional>
+#include <initializer_list>
 #include <regex>
 
 #include "blocks/block_cell.h"
@@ -18,31 +18,28 @@
 namespace kestrune::testing {
 namespace {
 
-// The arguments of both sealing functions.
+// The arguments of Api2CrypterMem.
 struct Call {
   const char *text = "Bonjour", *attachments = "", *user = "durand", *sender = "medecin";
-  std::string password = "a_b_c_d", sign_password = "a#b";
-  bool no_password = false, no_sign_password = false;
-  const char* folder = nullptr;
+  const char *password = "a_b_c_d", *sign_password = "a#b", *folder = nullptr;
   const char *to = "a@x.example", *cc = "", *bcc = "", *reply_to = "", *subject = "s";
   const char* date = "2026-05-06 10:11:12";
-  bool no_block = false, no_length = false, no_identifier = false;
 };
+using Field = const char* Call::*;
 
 struct MessageApi : ::testing::Test, MessageFolder {
   MessageApi() : MessageFolder(64) {}
 
-  long SealMem(Call call, Bytes* block, long verbose = 0) {
+  long SealMem(const Call& call, unsigned char** bytes, unsigned long long* length, char* id) {
+    std::string password = call.sign_password == nullptr ? "" : call.sign_password;
+    return Api2CrypterMem(call.text, call.attachments, call.user, call.sender, call.password,
+                          call.sign_password == nullptr ? nullptr : password.data(), call.folder, call.to,
+                          call.cc, call.bcc, call.reply_to, call.subject, call.date, bytes, length, id, 0);
+  }
+  long SealMem(const Call& call, Bytes* block) {
     CBuffer sealed;
-    long rc = 0;
-    (void)sealed.Receive([&](unsigned char** bytes, unsigned long long* length) {
-      rc = Api2CrypterMem(call.text, call.attachments, call.user, call.sender,
-                          call.no_password ? nullptr : call.password.c_str(),
-                          call.no_sign_password ? nullptr : call.sign_password.data(), call.folder, call.to,
-                          call.cc, call.bcc, call.reply_to, call.subject, call.date,
-                          call.no_block ? nullptr : bytes, call.no_length ? nullptr : length,
-                          call.no_identifier ? nullptr : identifier, verbose);
-      return static_cast<Result>(rc);
+    const Result rc = sealed.Receive([&](unsigned char** bytes, unsigned long long* length) {
+      return static_cast<Result>(SealMem(call, bytes, length, identifier));
     });
     block->assign(sealed.data(), sealed.data() + sealed.size());
     return rc;
@@ -72,54 +69,49 @@ struct MessageApi : ::testing::Test, MessageFolder {
 
 TEST_F(MessageApi, TheFirstWrongArgumentDecides) {
   const std::string of_64(64, 'p'), of_65(65, 'p');
-  // Each row spoils one argument more than the row below.
-  const struct {
-    std::function<void(Call&)> spoil;
-    long want;
-  } rows[] = {
-      {[](Call& c) { c.no_identifier = true; }, message::kNoIdentifierOutput},
-      {[](Call& c) { c.no_length = true; }, argument::kNoLengthOutput},
-      {[](Call& c) { c.no_block = true; }, argument::kNoOutput},
-      {[](Call& c) { c.date = nullptr; }, message::kNoDateText},
-      {[](Call& c) { c.subject = nullptr; }, envelope::kNoSubject},
-      {[](Call& c) { c.reply_to = nullptr; }, message::kNoRecipientText},
-      {[](Call& c) { c.bcc = nullptr; }, message::kNoRecipientText},
-      {[](Call& c) { c.cc = nullptr; }, message::kNoRecipientText},
-      {[](Call& c) { c.to = nullptr; }, message::kNoRecipientText},
-      {[](Call& c) { c.folder = nullptr; }, argument::kNoInput},
-      {[&](Call& c) { c.password = of_65; }, message::kPasswordTooLong},
-      {[](Call& c) { c.no_password = true; }, argument::kNoInput},
-      {[](Call& c) { c.sender = nullptr; }, argument::kNoInput},
-      {[](Call& c) { c.user = nullptr; }, argument::kNoInput},
-      {[](Call& c) { c.attachments = nullptr; }, argument::kNoInput},
-      {[](Call& c) { c.text = nullptr; }, argument::kNoInput},
-  };
+  unsigned char* out = nullptr;
+  unsigned long long length = 0;
   Call call;
   call.folder = path().c_str();
-  Bytes block;
-  for (const auto& row : rows) {
-    row.spoil(call);
-    std::strcpy(identifier, "before");
-    EXPECT_EQ(SealMem(call, &block), row.want);
-    EXPECT_STREQ(identifier, call.no_identifier ? "before" : "");
-  }
-  const struct {
-    std::function<void(Call&)> spoil;
+  EXPECT_EQ(SealMem(call, &out, &length, nullptr), message::kNoIdentifierOutput);
+  EXPECT_EQ(SealMem(call, &out, nullptr, nullptr), argument::kNoLengthOutput);
+  EXPECT_EQ(SealMem(call, nullptr, nullptr, identifier), argument::kNoOutput);
+  EXPECT_STREQ(identifier, "");
+  struct Row {
+    Field field;
+    const char* value;
     long want;
-  } singly[] = {
-      {[&](Call& c) { c.sign_password = of_65; }, argument::kNoInput},
-      {[&](Call& c) { c.sign_password = of_64; }, signer::kPassword},
-      {[](Call& c) { c.no_sign_password = true; }, envelope::kNoSigningPassword},
-      {[&](Call& c) { c.password = of_64; }, key::kCheckFailed},
-      {[](Call& c) { c.password = ""; }, envelope::kPassword},
-      {[](Call& c) { c.to = ""; }, envelope::kNoRecipient},
   };
-  for (const auto& row : singly) {
+  // Each row spoils one argument more than the rows above it.
+  for (const Row& row :
+       std::initializer_list<Row>{{&Call::date, nullptr, message::kNoDateText},
+                                  {&Call::subject, nullptr, envelope::kNoSubject},
+                                  {&Call::reply_to, nullptr, message::kNoRecipientText},
+                                  {&Call::folder, nullptr, argument::kNoInput},
+                                  {&Call::password, of_65.c_str(), message::kPasswordTooLong},
+                                  {&Call::text, nullptr, argument::kNoInput}}) {
+    call.*row.field = row.value;
+    EXPECT_EQ(SealMem(call, &out, &length, identifier), row.want);
+  }
+  for (const Row& row :
+       std::initializer_list<Row>{{&Call::attachments, nullptr, argument::kNoInput},
+                                  {&Call::user, nullptr, argument::kNoInput},
+                                  {&Call::sender, nullptr, argument::kNoInput},
+                                  {&Call::password, nullptr, argument::kNoInput},
+                                  {&Call::to, nullptr, message::kNoRecipientText},
+                                  {&Call::cc, nullptr, message::kNoRecipientText},
+                                  {&Call::bcc, nullptr, message::kNoRecipientText},
+                                  {&Call::sign_password, of_65.c_str(), argument::kNoInput},
+                                  {&Call::sign_password, of_64.c_str(), signer::kPassword},
+                                  {&Call::sign_password, nullptr, envelope::kNoSigningPassword},
+                                  {&Call::password, of_64.c_str(), key::kCheckFailed},
+                                  {&Call::password, "", envelope::kPassword},
+                                  {&Call::to, "", envelope::kNoRecipient}}) {
     Call one;
     one.folder = path().c_str();
-    row.spoil(one);
-    EXPECT_EQ(SealMem(one, &block), row.want);
-    EXPECT_STREQ(identifier, "");
+    one.*row.field = row.value;
+    EXPECT_EQ(SealMem(one, &out, &length, identifier), row.want);
+    EXPECT_EQ(out, nullptr);
   }
 }
 
@@ -221,16 +213,12 @@ TEST_F(MessageApi, OpeningSaysWhatIsWrong) {
 
   unsigned char* out = nullptr;
   unsigned long long length = 0;
-  const auto extract = [&](const unsigned char* from, unsigned long long count, const char* folder,
-                           unsigned char** to, unsigned long long* to_length) {
-    return Api2ExtractGrisFromHTTPSBlock(from, count, folder, to, to_length);
-  };
-  EXPECT_EQ(extract(nullptr, 0, nullptr, nullptr, nullptr), argument::kNoInput);
-  EXPECT_EQ(extract(block.data(), 0, nullptr, nullptr, nullptr), argument::kEmptyInput);
-  EXPECT_EQ(extract(block.data(), 1, nullptr, nullptr, nullptr), argument::kNoInput);
-  EXPECT_EQ(extract(block.data(), 1, "", nullptr, nullptr), argument::kNoOutput);
-  EXPECT_EQ(extract(block.data(), 1, "", &out, nullptr), argument::kNoLengthOutput);
-  EXPECT_EQ(extract(block.data(), block.size(), File("elsewhere/").c_str(), &out, &length),
+  EXPECT_EQ(Api2ExtractGrisFromHTTPSBlock(nullptr, 0, nullptr, nullptr, nullptr), argument::kNoInput);
+  EXPECT_EQ(Api2ExtractGrisFromHTTPSBlock(block.data(), 0, nullptr, nullptr, nullptr), argument::kEmptyInput);
+  EXPECT_EQ(Api2ExtractGrisFromHTTPSBlock(block.data(), 1, nullptr, nullptr, nullptr), argument::kNoInput);
+  EXPECT_EQ(Api2ExtractGrisFromHTTPSBlock(block.data(), 1, "", nullptr, nullptr), argument::kNoOutput);
+  EXPECT_EQ(Api2ExtractGrisFromHTTPSBlock(block.data(), 1, "", &out, nullptr), argument::kNoLengthOutput);
+  EXPECT_EQ(Api2ExtractGrisFromHTTPSBlock(block.data(), block.size(), "elsewhere/", &out, &length),
             verifier::kCertificate);
 }
 
@@ -240,67 +228,53 @@ TEST_F(MessageApi, RoutingIsPrintedByteForByte) {
   const std::string routing = ReadFlatTree(transport.data).xml, signature = transport.xml;
   Bytes damaged = block;
   damaged[100] ^= 1;
-  Bytes exchanged = FlatLeaf("AUTH", signature, FlatLeaf("DATA", routing, {}));
+  const Bytes exchanged = FlatLeaf("AUTH", signature, FlatLeaf("DATA", routing, {}));
   const std::string blank = "<SIGNATUREBLANC>" + signature + "</SIGNATUREBLANC>";
-  const std::string result = "<ERRCODE>0</ERRCODE><RESULT>" + routing + "</RESULT>";
-  const auto size = [](const Bytes& bytes) { return "inptextlen==" + std::to_string(bytes.size()) + "\n"; };
-  const std::string name = "ExtractRoutageOnlyFromHTTPSBlock : ";
-  const struct {
-    const Bytes& block;
-    long print, verbose;
-    std::string want;
-  } rows[] = {
-      {block, 1, 0, result + blank},
-      {block, -7, 2, result + blank},
-      {block, 0, 0, "<ERRCODE>0</ERRCODE>" + blank},
-      {block, 1, 1,
-       size(block) + name + "0\n<ERRCODE>0</ERRCODE>xmloutput : " + routing +
-           "\nusernamekeyfilechiffrement : durand." + PersonalKeyYear() + "\nfoundsignname : " + signing_key +
-           "\n<RESULT>" + routing + "</RESULT>" + blank},
-      {damaged, 1, 0, "<ERRCODE>-73</ERRCODE>"},
-      {damaged, 1, 1, size(damaged) + name + "-73\n<ERRCODE>-73</ERRCODE>"},
-      {exchanged, 1, 2, "<ERRCODE>-68</ERRCODE>" + blank},
-      {exchanged, 1, 1,
-       size(exchanged) + name + "-68\n<ERRCODE>-68</ERRCODE>signatureblanc : " + signature + "\n" + blank},
+  const std::string fine = "<ERRCODE>0</ERRCODE>", result = "<RESULT>" + routing + "</RESULT>";
+  const std::string trace = "xmloutput : " + routing + "\n";
+  const std::string names =
+      "usernamekeyfilechiffrement : durand." + PersonalKeyYear() + "\nfoundsignname : " + signing_key + "\n";
+  const auto head = [](const Bytes& bytes, const char* kind, const char* rc) {
+    return "inptextlen==" + std::to_string(bytes.size()) + "\nExtractRoutageOnlyFrom" + kind +
+           "Block : " + rc + "\n";
   };
   const std::string at = File("block");
-  for (const auto& row : rows) {
-    WriteFile(at, row.block);
-    EXPECT_EQ(Printed([&] {
-                Api2ExtractRoutageOnlyFromHTTPSBlock(at.c_str(), nullptr, path().c_str(), row.print,
-                                                     row.verbose);
-              }),
-              row.want);
-  }
-  EXPECT_EQ(Printed([&] {
-              EXPECT_EQ(Api2ExtractRoutageOnlyFromHTTPSBlock(at.c_str(), nullptr,
-                                                             std::string(2049, 'f').c_str(), 1, 1),
-                        envelope::kFolderTooLong);
-            }),
-            "");
-  EXPECT_EQ(Printed([&] { Api2ExtractRoutageOnlyFromHTTPSBlock("none", nullptr, "", 1, 1); }),
-            name + "-9\n<ERRCODE>-9</ERRCODE>");
-
-  const std::string grey_name = "ExtractRoutageOnlyFromGrisBlock : ";
-  const auto grey = [&](const Bytes& content, long print, long verbose, char** xml) {
-    WriteFile(at, content);
-    return Printed([&] { Api2ExtractRoutageOnlyFromGrisBlock(at.c_str(), nullptr, xml, print, verbose); });
-  };
-  CBuffer xml;
   char* text = nullptr;
-  EXPECT_EQ(grey(transport.data, 1, 0, &text), result);
-  xml.AdoptText(text);
-  EXPECT_EQ(text, routing);
-  EXPECT_EQ(grey(transport.data, 0, 2, nullptr), "<ERRCODE>0</ERRCODE>");
-  EXPECT_EQ(grey(transport.data, 1, 1, nullptr), size(transport.data) + grey_name +
-                                                     "0\n<ERRCODE>0</ERRCODE>xmloutput : " + routing +
-                                                     "\n<RESULT>" + routing + "</RESULT>");
-  EXPECT_EQ(grey(FlatLeaf("DATA", "", {}), 1, 0, &text), "<ERRCODE>0</ERRCODE><RESULT></RESULT>");
+  const auto print = [&](bool is_grey, const Bytes& content, long with_result, long verbose) {
+    WriteFile(at, content);
+    return Printed([&] {
+      if (is_grey) {
+        Api2ExtractRoutageOnlyFromGrisBlock(at.c_str(), nullptr, &text, with_result, verbose);
+      } else {
+        Api2ExtractRoutageOnlyFromHTTPSBlock(at.c_str(), nullptr, path().c_str(), with_result, verbose);
+      }
+    });
+  };
+  EXPECT_EQ(print(false, block, 1, 0), fine + result + blank);
+  EXPECT_EQ(print(false, block, -7, 2), fine + result + blank);
+  EXPECT_EQ(print(false, block, 0, 0), fine + blank);
+  EXPECT_EQ(print(false, block, 1, 1), head(block, "HTTPS", "0") + fine + trace + names + result + blank);
+  EXPECT_EQ(print(false, damaged, 1, 0), "<ERRCODE>-73</ERRCODE>");
+  EXPECT_EQ(print(false, damaged, 1, 1), head(damaged, "HTTPS", "-73") + "<ERRCODE>-73</ERRCODE>");
+  EXPECT_EQ(print(false, exchanged, 1, 2), "<ERRCODE>-68</ERRCODE>" + blank);
+  EXPECT_EQ(
+      print(false, exchanged, 1, 1),
+      head(exchanged, "HTTPS", "-68") + "<ERRCODE>-68</ERRCODE>signatureblanc : " + signature + "\n" + blank);
+  EXPECT_EQ(print(true, damaged, 1, 1), head(damaged, "Gris", "-73") + "<ERRCODE>-73</ERRCODE>");
+  EXPECT_EQ(print(true, {}, 1, 1), head({}, "Gris", "-75") + "<ERRCODE>-75</ERRCODE>");
+  EXPECT_EQ(print(true, FlatLeaf("DATA", "", {}), 1, 0), fine + "<RESULT></RESULT>");
   EXPECT_EQ(text, nullptr);
-  text = xml.text();
-  EXPECT_EQ(grey(damaged, 1, 1, &text), size(damaged) + grey_name + "-73\n<ERRCODE>-73</ERRCODE>");
-  EXPECT_EQ(text, nullptr);
-  EXPECT_EQ(grey({}, 1, 1, nullptr), "inptextlen==0\n" + grey_name + "-75\n<ERRCODE>-75</ERRCODE>");
+  for (const long verbose : {0L, 1L, 2L}) {
+    const std::string want = verbose == 1 ? head(transport.data, "Gris", "0") + fine + trace : fine;
+    EXPECT_EQ(print(true, transport.data, 1, verbose), want + result);
+    CBuffer xml;
+    xml.AdoptText(text);
+    EXPECT_EQ(text, routing);
+  }
+  const std::string folder(2049, 'f');
+  EXPECT_EQ(Printed([&] { Api2ExtractRoutageOnlyFromHTTPSBlock("", nullptr, folder.c_str(), 1, 1); }), "");
+  EXPECT_EQ(Printed([&] { Api2ExtractRoutageOnlyFromHTTPSBlock("none", nullptr, "", 1, 1); }),
+            "ExtractRoutageOnlyFromHTTPSBlock : -9\n<ERRCODE>-9</ERRCODE>");
 }
 
 // Where a pad was used: from, and up to.

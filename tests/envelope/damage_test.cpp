@@ -69,7 +69,6 @@ TEST_F(Damage, ForgedTransportBlocksAreRefused) {
   }
   // The signature is handed out also when it does not hold.
   EXPECT_EQ(Open(by_impostor).signature.text(), ReadFlatTree(by_impostor).xml);
-  CBuffer routing;
   EXPECT_EQ(envelope->ExtractVertFlatFromHTTPSBlock(block.data(), block.size(), nullptr, nullptr, nullptr,
                                                     nullptr, nullptr, nullptr),
             block::kNoOutput);
@@ -107,23 +106,29 @@ TEST_F(Damage, DecipheringRefusesItsArgumentsInOrder) {
   const unsigned char byte = 0;
   unsigned char* out = nullptr;
   unsigned long long length = 0;
-  TypV2BlockCell* tree = nullptr;
-  const auto decipher = [&](const unsigned char* green, unsigned long long count, unsigned char** to,
-                            unsigned long long* to_length, const char* reference) {
-    return envelope->DeCrypterVertFlatToVert(green, count, reference, Letter().hex_password.c_str(), to,
-                                             to_length);
-  };
-  EXPECT_EQ(decipher(nullptr, 0, nullptr, nullptr, ""), envelope::kNoInput);
-  EXPECT_EQ(decipher(&byte, 0, nullptr, nullptr, ""), argument::kEmptyInput);
-  EXPECT_EQ(decipher(&byte, 1000000001, nullptr, nullptr, ""), envelope::kTooLongToDecipher);
-  EXPECT_EQ(decipher(&byte, 1, nullptr, nullptr, ""), argument::kNoOutput);
-  EXPECT_EQ(decipher(&byte, 1, &out, nullptr, ""), argument::kNoLengthOutput);
-  EXPECT_EQ(decipher(&byte, 1, &out, &length, ""), cipher::kKeyName);
-  EXPECT_EQ(decipher(&byte, 1, &out, &length, "durand.126"), cipher::kNoYearSuffix);
   const std::string elsewhere = "../durand." + PersonalKeyYear();
-  EXPECT_EQ(decipher(&byte, 1, &out, &length, elsewhere.c_str()), file::kOpen);
-  EXPECT_EQ(envelope->DeCrypterVertFlat(&byte, 1, "", "", nullptr), argument::kNoOutput);
-  EXPECT_EQ(envelope->LoadRedFromUncryptedVertFlat(nullptr, 1, &tree), envelope::kNoInput);
+  const struct {
+    const unsigned char* green;
+    unsigned long long count;
+    unsigned char** out;
+    unsigned long long* out_length;
+    const char* reference;
+    Result want;
+  } rows[] = {
+      {nullptr, 0, nullptr, nullptr, "", envelope::kNoInput},
+      {&byte, 0, nullptr, nullptr, "", argument::kEmptyInput},
+      {&byte, 1000000001, nullptr, nullptr, "", envelope::kTooLongToDecipher},
+      {&byte, 1, nullptr, nullptr, "", argument::kNoOutput},
+      {&byte, 1, &out, nullptr, "", argument::kNoLengthOutput},
+      {&byte, 1, &out, &length, "", cipher::kKeyName},
+      {&byte, 1, &out, &length, "durand.126", cipher::kNoYearSuffix},
+      {&byte, 1, &out, &length, elsewhere.c_str(), file::kOpen},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(envelope->DeCrypterVertFlatToVert(row.green, row.count, row.reference, Letter().hex_password,
+                                                row.out, row.out_length),
+              row.want);
+  }
 }
 
 }  // namespace

@@ -22,10 +22,9 @@ inline Bytes ToBytes(const CBuffer& buffer) {
 
 // The arguments of CrypterSigner.
 struct Letter {
-  const char* key_name = "durand";
-  std::string hex_password = HexPassword("a_b_c_d");
-  const char* sender = "medecin";
-  std::string signing_password = "none";
+  static inline const std::string kHexPassword = HexPassword("a_b_c_d");
+  const char *key_name = "durand", *hex_password = kHexPassword.c_str();
+  const char *sender = "medecin", *signing_password = "none";
   const char *to = "a@x.example", *cc = "b@x.example", *bcc = "c@x.example", *reply_to = nullptr;
   const char *subject = "Résultats d'analyse", *te = "2026-05-06 10:11:12", *ready = nullptr;
   const char *text = "Cher confrère,\nl'été dernier, à Noël : \"cœur\" <b>&</b>", *attachments = nullptr;
@@ -38,14 +37,15 @@ struct EnvelopeFolder : MessageFolder {
               kOk);
   }
 
-  Result Seal(Letter letter, Bytes* block, std::string* identifier = nullptr) {
+  Result Seal(const Letter& letter, Bytes* block, std::string* identifier = nullptr) {
     CBuffer sealed;
     char made[kMessageIdentifierBytes] = "";
+    std::string password = letter.signing_password;
     const Result rc = sealed.Receive([&](unsigned char** bytes, unsigned long long* length) {
-      return envelope->CrypterSigner(letter.key_name, letter.hex_password.c_str(), letter.sender,
-                                     letter.signing_password.data(), letter.to, letter.cc, letter.bcc,
-                                     letter.reply_to, letter.subject, letter.te, letter.ready, letter.text,
-                                     letter.attachments, nullptr, bytes, length, made);
+      return envelope->CrypterSigner(letter.key_name, letter.hex_password, letter.sender, password.data(),
+                                     letter.to, letter.cc, letter.bcc, letter.reply_to, letter.subject,
+                                     letter.te, letter.ready, letter.text, letter.attachments, nullptr, bytes,
+                                     length, made);
     });
     *block = ToBytes(sealed);
     if (identifier != nullptr) *identifier = made;

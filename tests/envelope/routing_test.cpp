@@ -93,17 +93,14 @@ TEST_F(Routing, IdentifiersOfTheBaseClass) {
   base.Kill();
 }
 
-TEST(Envelope, NeedsAFactoryAndFoldersOfAtMost2048) {
-  TypV2InstanceCreatorUnix creator;
+TEST_F(Routing, AnEnvelopeNeedsAFactoryAndFoldersOfAtMost2048) {
   const std::string most(2048, 'f'), more(2049, 'f');
-  const auto init = [](TypV2InstanceCreator* made, const char* messages, const char* signing) {
-    Owned<TypV2CryptoInterface> envelope(new TypV2CryptoInterface);
-    return envelope.Init(made, messages, signing);
-  };
-  EXPECT_EQ(init(nullptr, "", ""), envelope::kNoCreator);
-  EXPECT_EQ(init(&creator, most.c_str(), most.c_str()), kOk);
-  EXPECT_EQ(init(&creator, more.c_str(), ""), envelope::kFolderTooLong);
-  EXPECT_EQ(init(&creator, nullptr, more.c_str()), envelope::kFolderTooLong);
+  TypV2CryptoInterface base;
+  EXPECT_EQ(base.InitCreate(nullptr, "", ""), envelope::kNoCreator);
+  EXPECT_EQ(base.InitCreate(&unix_creator, more.c_str(), ""), envelope::kFolderTooLong);
+  EXPECT_EQ(base.InitCreate(&unix_creator, nullptr, more.c_str()), envelope::kFolderTooLong);
+  EXPECT_EQ(base.InitCreate(&unix_creator, most.c_str(), most.c_str()), kOk);
+  base.Kill();
 }
 
 }  // namespace
