@@ -1,6 +1,8 @@
 #include "tests/support/bytes.h"
 
 #include <gtest/gtest.h>
+#include <openssl/evp.h>
+#include <openssl/sha.h>
 
 #include <cctype>
 #include <cstdlib>
@@ -42,6 +44,27 @@ std::string ToHex(const unsigned char* bytes, std::size_t count) {
     hex.push_back(kDigits[bytes[i] & 15]);
   }
   return hex;
+}
+
+std::string ToBase64(std::string_view bytes) {
+  std::string text((bytes.size() + 2) / 3 * 4, '\0');
+  EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
+                  reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
+  return text;
+}
+
+std::string Sha512(std::string_view bytes) {
+  std::string digest(SHA512_DIGEST_LENGTH, '\0');
+  SHA512(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(),
+         reinterpret_cast<unsigned char*>(digest.data()));
+  return digest;
+}
+
+std::string Replaced(std::string text, std::string_view from, std::string_view to) {
+  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+    text.replace(at, from.size(), to);
+  }
+  return text;
 }
 
 Bytes ReadFile(const std::string& path) {

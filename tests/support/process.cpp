@@ -47,6 +47,13 @@ ProcessResult RunProgram(const std::vector<std::string>& words, const std::strin
   return result;
 }
 
+std::string RunOpenssl(std::vector<std::string> words, const std::string& input) {
+  words.insert(words.begin(), "openssl");
+  const ProcessResult result = RunProgram(words, input);
+  EXPECT_EQ(result.status, 0) << result.err;
+  return result.out;
+}
+
 ProcessResult RunTool(std::vector<std::string> arguments, const std::vector<std::string>& environment) {
   arguments.insert(arguments.begin(), KESTRUNE_TOOL);
   return RunProgram(arguments, "", environment);

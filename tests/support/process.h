@@ -18,6 +18,9 @@ struct ProcessResult {
 ProcessResult RunProgram(const std::vector<std::string>& words, const std::string& input = "",
                          const std::vector<std::string>& environment = {});
 
+// What the openssl command prints; fails the test when it fails.
+std::string RunOpenssl(std::vector<std::string> words, const std::string& input = "");
+
 // Runs kestrunesign.
 ProcessResult RunTool(std::vector<std::string> arguments, const std::vector<std::string>& environment = {});
 
