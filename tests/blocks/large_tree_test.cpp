@@ -1,14 +1,13 @@
 // A million cells, side by side and one in the other, on a small stack.
 #include <gtest/gtest.h>
 #include <malloc.h>
-#include <pthread.h>
 
 #include "tests/blocks/tree.h"
+#include "tests/support/small_stack.h"
 
 namespace kestrune::testing {
 namespace {
 
-constexpr std::size_t kStackBytes = 256 * 1024;
 constexpr std::size_t kCells = 1'000'000;
 constexpr std::size_t kMostBytesPerCell = 200;
 
@@ -17,8 +16,7 @@ std::size_t AllocatedBytes() {
   return info.uordblks + info.hblkhd;
 }
 
-void* UseTree(void* argument) {
-  const auto& flat = *static_cast<std::string*>(argument);
+void UseTree(const std::string& flat) {
   const std::size_t before = AllocatedBytes();
   const Cell root = Loaded(flat);
   EXPECT_LE(AllocatedBytes() - before, flat.size() + kCells * kMostBytesPerCell);
@@ -29,24 +27,12 @@ void* UseTree(void* argument) {
   long long position = 0;
   EXPECT_EQ(root->ExportBlockAsXML(out.text(), &position, static_cast<long long>(out.size()), 1), kOk);
   EXPECT_GE(position, static_cast<long long>(7 * kCells));
-  return nullptr;
-}
-
-void OnSmallStack(void* (*work)(void*), void* argument) {
-  pthread_attr_t attributes;
-  ASSERT_EQ(pthread_attr_init(&attributes), 0);
-  ASSERT_EQ(pthread_attr_setstacksize(&attributes, kStackBytes), 0);
-  pthread_t thread;
-  ASSERT_EQ(pthread_create(&thread, &attributes, work, argument), 0);
-  pthread_join(thread, nullptr);
-  pthread_attr_destroy(&attributes);
 }
 
 TEST(LargeTree, Siblings) {
   std::string chain;
   for (std::size_t i = 1; i < kCells; ++i) chain += Record("A", 0, "x", "7");
-  std::string flat = Sealed(Record("S", 1, "", chain));
-  OnSmallStack(UseTree, &flat);
+  OnSmallStack([&] { UseTree(Sealed(Record("S", 1, "", chain))); });
 }
 
 TEST(LargeTree, Nested) {
@@ -55,8 +41,7 @@ TEST(LargeTree, Nested) {
     tree += Record("S", 1);
     for (std::size_t i = 0; i < 8; ++i) tree[tree.size() - 1 - i] = static_cast<char>(24 * below >> 8 * i);
   }
-  std::string flat = Sealed(tree + Record("A"));
-  OnSmallStack(UseTree, &flat);
+  OnSmallStack([&] { UseTree(Sealed(tree + Record("A"))); });
 }
 
 }  // namespace

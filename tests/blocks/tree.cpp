@@ -1,9 +1,6 @@
 #include "tests/blocks/tree.h"
 
 #include <gtest/gtest.h>
-#include <openssl/sha.h>
-
-#include <vector>
 
 #include "tests/support/bytes.h"
 
@@ -17,9 +14,11 @@ Cell NewCell(const char* name, TypV2InstanceCreator* creator) {
   return cell;
 }
 
-void Add(const Cell& parent, const char* name, const char* xml, std::string_view data) {
+TypV2BlockCell* Add(TypV2BlockCell* parent, const char* name, const std::string& xml, std::string_view data) {
+  TypV2BlockCell* added = nullptr;
   const auto* bytes = reinterpret_cast<const unsigned char*>(data.data());
-  EXPECT_EQ(parent->AddSubBlockWithData(name, xml, bytes, data.size(), nullptr), kOk);
+  EXPECT_EQ(parent->AddSubBlockWithData(name, xml.c_str(), bytes, data.size(), &added), kOk);
+  return added;
 }
 
 std::string Record(std::string_view name, char flag, std::string_view xml, std::string_view body) {
@@ -32,13 +31,11 @@ std::string Record(std::string_view name, char flag, std::string_view xml, std::
 }
 
 std::string Sealed(const std::string& records) {
-  unsigned char digest[SHA512_DIGEST_LENGTH];
-  SHA512(reinterpret_cast<const unsigned char*>(records.data()), records.size(), digest);
-  return records + std::string(digest, digest + sizeof digest);
+  return records + Sha512(records);
 }
 
 Result Load(const std::string& flat, const Cell& fresh) {
-  const std::vector<unsigned char> exact(flat.begin(), flat.end());  // for the sanitizers
+  const Bytes exact = ToBytes(flat);  // for the sanitizers
   return fresh->LoadFlatData(exact.data(), exact.size());
 }
 

@@ -1,4 +1,4 @@
-// Cells and flat trees for the tests of this folder.
+// Cells and flat trees.
 #ifndef KESTRUNE_TESTS_BLOCKS_TREE_H
 #define KESTRUNE_TESTS_BLOCKS_TREE_H
 
@@ -15,7 +15,8 @@ namespace kestrune::testing {
 using Cell = Owned<TypV2BlockCell>;
 
 Cell NewCell(const char* name = "", TypV2InstanceCreator* creator = nullptr);
-void Add(const Cell& parent, const char* name, const char* xml = nullptr, std::string_view data = {});
+TypV2BlockCell* Add(TypV2BlockCell* parent, const char* name, const std::string& xml = "",
+                    std::string_view data = {});
 
 // A record as another program would write it; `body` is its data fork or its sub-blocks.
 std::string Record(std::string_view name, char flag = 0, std::string_view xml = "",
