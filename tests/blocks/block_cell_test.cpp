@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include "tests/blocks/tree.h"
 
 namespace kestrune::testing {
@@ -16,6 +18,10 @@ TEST(BlockCell, NamesAndForks) {
   EXPECT_EQ(cell->SetBlockName("ABCDE"), kOk);
   ASSERT_EQ(cell->SetData("AB", "first", kData, 4), kOk);  // nothing is left of the longer name
   EXPECT_EQ(Flatten(cell).substr(2, 6), std::string("\2AB\0\0\0", 6));
+  char* text = nullptr;
+  EXPECT_EQ(cell->GetTextFromData(&text), kOk);
+  EXPECT_STREQ(text, "data");
+  std::free(text);
   ASSERT_EQ(cell->SetData("A", "second", cell->GetDataForkPtr() + 1, 2), kOk);  // its own bytes
   ASSERT_EQ(cell->SetData("B", nullptr, nullptr, 9), kOk);
   EXPECT_EQ(Describe(cell.get()), "-B<second>6174()32 ");
