@@ -1,17 +1,19 @@
 #include "mail/eml.h"
 
 #include <gtest/gtest.h>
-#include <openssl/evp.h>
-#include <pthread.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <string>
+#include <utility>
 
+#include "api/kestrune.h"
 #include "kestrune_settings.h"
-#include "tests/mail/red_tree.h"
+#include "tests/blocks/tree.h"
 #include "tests/support/bytes.h"
 #include "tests/support/process.h"
+#include "tests/support/small_stack.h"
 #include "tests/support/temp_folder.h"
 
 namespace kestrune::testing {
@@ -19,25 +21,44 @@ namespace {
 
 const std::string kGateway = settings::kGatewayDomain;
 
-std::string Base64(std::string_view bytes) {
-  std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0');
-  const int length =
-      EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
-                      reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
-  text.resize(static_cast<std::size_t>(length));
-  return text;
+// The elements of a routing XML; an empty one is left out.
+struct Routing {
+  std::string sender = "cle1";
+  std::string to = "r1@ailleurs.example";
+  std::string copies = "";
+  std::string reply_to = "";
+  std::string date = "2024-05-15 09:05:00";
+  std::string subject = "Qm9uam91cg==";  // Bonjour
+  std::string identifier = "ID1";
+
+  std::string Xml() const {
+    return "<M><C>cle1.224</C>" + Element("F", sender) + Element("R", reply_to) + Element("I", identifier) +
+           Element("TE", date) + Element("D", to) + Element("CC", copies) + Element("S", subject) + "</M>";
+  }
+
+ private:
+  static std::string Element(const std::string& tag, const std::string& value) {
+    return value.empty() ? "" : "<" + tag + ">" + value + "</" + tag + ">";
+  }
+};
+
+std::string AttachmentXml(const std::string& base64_name) {
+  return "<AT><N>" + base64_name + "</N></AT><SIGN><S>xyz</S></SIGN>";
+}
+
+// The mail; empty when the conversion left none.
+std::string Convert(Cell red) {
+  char* eml = nullptr;
+  if (Api2ConvertRedBlockToEml(red.Release(), &eml) != kOk || eml == nullptr) return "";
+  std::string mail = eml;
+  std::free(eml);
+  return mail;
 }
 
 std::string AllBytes(std::size_t count) {
   std::string bytes;
   for (std::size_t i = 0; i < count; ++i) bytes += static_cast<char>(i * 7);
   return bytes;
-}
-
-std::string Replaced(std::string text, std::string_view from, std::string_view to) {
-  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
-    text.replace(at, from.size(), to);
-  return text;
 }
 
 // The file has LF for CR LF, GATEWAY for the gateway's domain, and BOUNDARY for the boundary that was drawn.
@@ -56,63 +77,66 @@ TEST(Eml, SinglePartToTheByte) {
   routing.copies = "c@ailleurs.example";
   routing.reply_to = "cle2";
   routing.subject = "Qm9u\r\nam91cg==";
-  RedTree tree;
-  tree.Add("TEXT", "<S>", "\xC3\xA9t\xC3\xA9\n").Add("PJ", AttachmentXml("YQ=="), "");
-  tree.Add("TEXT", "", std::string_view("deux\0trois", 10)).Add("ROUT", routing.Xml(), "");
-  ExpectMail(tree.Convert(), "single_part.eml");
+  Cell red = NewCell("RED");
+  Add(red.get(), "TEXT", "<S>", "\xC3\xA9t\xC3\xA9\n");
+  Add(red.get(), "PJ", AttachmentXml("YQ=="));
+  Add(red.get(), "TEXT", "", std::string_view("deux\0trois", 10));
+  Add(red.get(), "ROUT", routing.Xml());
+  ExpectMail(Convert(std::move(red)), "single_part.eml");
 }
 
 TEST(Eml, MultipartToTheByte) {
   Routing routing;
   routing.date = "hier";
   routing.subject = routing.sender = "";
-  RedTree tree;
-  tree.Add("ROUT", routing.Xml(), "").Add("TEXT", "", "Voir\r\n");
-  tree.Add("PJ", AttachmentXml("1234567890123456\r\n78901234567890"), std::string(97, '\xFF'));
-  tree.Add("PJ", "<N>x</N>", "a");
-  ExpectMail(tree.Convert(), "multipart.eml");
+  Cell red = NewCell("RED");
+  Add(red.get(), "ROUT", routing.Xml());
+  Add(red.get(), "TEXT", "", "Voir\r\n");
+  Add(red.get(), "PJ", AttachmentXml("1234567890123456\r\n78901234567890"), std::string(97, '\xFF'));
+  Add(red.get(), "PJ", "<N>x</N>", "a");
+  ExpectMail(Convert(std::move(red)), "multipart.eml");
 }
 
 TEST(Eml, Refusals) {
-  char* eml = nullptr;
-  RedTree tree;
-  EXPECT_EQ(Api2ConvertRedBlockToEml(nullptr, &eml), mail::kNoTree);
-  EXPECT_EQ(Api2ConvertRedBlockToEml(tree.get(), nullptr), mail::kNoEmlOutput);  // and keeps the tree
   char untouched = 0;
-  eml = &untouched;
-  EXPECT_EQ(Api2ConvertRedBlockToEml(tree.Add("TEXT", "", "x").Release(), &eml), kOk);  // without "ROUT"
+  char* eml = &untouched;
+  Cell red = NewCell("RED");
+  EXPECT_EQ(Api2ConvertRedBlockToEml(red.get(), nullptr), mail::kNoEmlOutput);  // and keeps the tree
+  Add(red.get(), "TEXT", "", "x");
+  EXPECT_EQ(Api2ConvertRedBlockToEml(red.Release(), &eml), kOk);  // without "ROUT"
   EXPECT_EQ(eml, &untouched);
 
   Routing routing;
   routing.identifier = "";
-  EXPECT_EQ(getHeaderMimeFromRoutXML(nullptr, &eml), argument::kNoInput);
-  EXPECT_EQ(getHeaderMimeFromRoutXML("", nullptr), argument::kNoOutput);
-  for (const std::string& xml : {routing.Xml(), std::string(), std::string("<I>1</I>")}) {
+  for (const std::string& xml : {routing.Xml(), std::string("<I>1</I>")}) {
     eml = &untouched;
     EXPECT_EQ(getHeaderMimeFromRoutXML(xml.c_str(), &eml), utils::kTagMissing);
     EXPECT_EQ(eml, nullptr);
   }
-  EXPECT_EQ(RedTree().Add("ROUT", routing.Xml(), "").Convert().find("MIME-Version"), 0u);  // no header block
+  red = NewCell("RED");
+  Add(red.get(), "ROUT", routing.Xml());
+  EXPECT_EQ(Convert(std::move(red)).find("MIME-Version"), 0u);  // no header block
 }
 
 TEST(Eml, PiecesComeInTheTreesOrderAndSize) {
-  RedTree tree;
-  TypV2BlockCell* first = nullptr;
-  TypV2BlockCell* second = nullptr;
-  tree.Add("X", "", "", nullptr, &first).Add("X", "", "", nullptr, &second).Add("TEXT", "", "1");
-  tree.Add("TEXT", "", "3", first).Add("TEXT", "", "2", second);
+  const Cell red = NewCell("RED");
+  TypV2BlockCell* const first = Add(red.get(), "X");
+  TypV2BlockCell* const second = Add(red.get(), "X");
+  Add(red.get(), "TEXT", "", "1");
+  Add(first, "TEXT", "", "3");
+  Add(second, "TEXT", "", "2");
   std::string text = "0", want = "0";
   for (const char* digit : {"1", "2", "3"})
     want += std::string("------- Autre section texte -----\n") + digit;
   text.reserve(want.size());
-  EXPECT_EQ(GetFlatTextFromRedBlock(tree.get(), text.data()), kOk);
+  EXPECT_EQ(GetFlatTextFromRedBlock(red.get(), text.data()), kOk);
   EXPECT_STREQ(text.data(), want.c_str());
 
   // The growth that the contract of GetMimePJFromRedBlock states, in a block of exactly that size.
   for (const auto& [n, d] : std::vector<std::pair<std::size_t, std::size_t>>{
            {0, 1}, {18, 48}, {19, 49}, {21, 49150}, {22, 49153}, {97, 98305}, {593, 1}, {594, 1}}) {
-    RedTree attached;
-    attached.Add("PJ", AttachmentXml(std::string(n, 'n')), AllBytes(d));
+    const Cell attached = NewCell("RED");
+    Add(attached.get(), "PJ", AttachmentXml(std::string(n, 'n')), AllBytes(d));
     const std::size_t named = n > 593 ? 0 : n;  // <AT> would hold more than 600 characters
     const std::size_t e = 4 * ((d + 2) / 3);
     std::string parts(
@@ -124,27 +148,20 @@ TEST(Eml, PiecesComeInTheTreesOrderAndSize) {
 
 // A million cells in a row, each with one below it, and a million inside each other.
 TEST(Eml, HugeTreesNeedLittleStack) {
-  const auto convert = [](void*) -> void* {
+  OnSmallStack([] {
     for (const bool deep : {false, true}) {
-      RedTree tree;
-      tree.Add("ROUT", Routing().Xml(), "");
-      TypV2BlockCell* cell = nullptr;
+      Cell red = NewCell("RED");
+      Add(red.get(), "ROUT", Routing().Xml());
+      TypV2BlockCell* cell = red.get();
       for (int i = 0; i < 500'000; ++i) {
-        tree.Add("A", "", "", deep ? cell : nullptr, &cell);
-        tree.Add("B", "", "", cell, deep ? &cell : nullptr);
+        TypV2BlockCell* const above = Add(deep ? cell : red.get(), "A");
+        TypV2BlockCell* const below = Add(above, "B");
+        cell = deep ? below : above;
       }
-      tree.Add("TEXT", "", "au fond", cell);
-      EXPECT_NE(tree.Convert().find("\r\nau fond\r\n"), std::string::npos);
+      Add(cell, "TEXT", "", "au fond");
+      EXPECT_NE(Convert(std::move(red)).find("\r\nau fond\r\n"), std::string::npos);
     }
-    return nullptr;
-  };
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  pthread_attr_setstacksize(&attributes, 256 * 1024);
-  pthread_t thread;
-  ASSERT_EQ(pthread_create(&thread, &attributes, convert, nullptr), 0);
-  pthread_join(thread, nullptr);
-  pthread_attr_destroy(&attributes);
+  });
 }
 
 // ---- What mail readers that others wrote make of it ----------------------------------------------------
@@ -157,22 +174,22 @@ struct Attachment {
 // A folder of mails with what a reader must report of each.
 class Mails {
  public:
-  void Add(const std::string& name, const Routing& routing, const std::vector<std::string>& texts,
-           const std::vector<Attachment>& attachments, std::string want) {
-    RedTree tree;
+  void AddSent(const std::string& name, const Routing& routing, const std::vector<std::string>& texts,
+               const std::vector<Attachment>& attachments, std::string want) {
+    Cell red = NewCell("RED");
     std::string text, parts;
     for (const std::string& piece : texts) {
       text += (text.empty() ? "" : "------- Autre section texte -----\n") + piece;
-      tree.Add("TEXT", "<SIGN></SIGN>", piece);
+      Add(red.get(), "TEXT", "<SIGN></SIGN>", piece);
     }
     for (const auto& [file, data] : attachments) {
-      tree.Add("PJ", AttachmentXml(Base64(file)), data);
+      Add(red.get(), "PJ", AttachmentXml(ToBase64(file)), data);
       if (!data.empty()) parts += "application/octet-stream; None; " + file + ": " + Hex(data) + "\n";
     }
-    tree.Add("ROUT", routing.Xml(), "");
+    Add(red.get(), "ROUT", routing.Xml());
     want += std::string("text/plain; ") + (parts.empty() ? "utf-8" : "UTF8") + "; None: ";
     // What stands between the text and the next boundary or the end is the mail's.
-    AddMade(name, tree.Convert(), want + Hex(text + "\r\n") + "\n" + parts);
+    AddMade(name, Convert(std::move(red)), want + Hex(text + "\r\n") + "\n" + parts);
   }
 
   void AddMade(const std::string& name, const std::string& mail, const std::string& want) {
@@ -218,48 +235,45 @@ const Routing kShown = {.date = "Wed, 15 Mai 2024 09:05:00 +002", .subject = "Bo
 TEST(EmlReaders, ReadBackWhatWasSent) {
   Mails mails;
   const Routing routing;
-  mails.Add("text_alone", routing, {"Cher confr\xC3\xA8re,\r\n \r\n" + std::string(300, 'x') + " \t\r\nfin="},
-            {}, Report(kShown));
-  mails.Add("no_text", routing, {}, {{"a.bin", "x"}}, Report(kShown));
-  mails.Add("two_texts", routing, {"un\n", "deux"}, {}, Report(kShown));
+  mails.AddSent("text_alone", routing,
+                {"Cher confr\xC3\xA8re,\r\n \r\n" + std::string(300, 'x') + " \t\r\nfin="}, {},
+                Report(kShown));
+  mails.AddSent("no_text", routing, {}, {{"a.bin", "x"}}, Report(kShown));
   // The readers decode quoted-printable of all bytes that a text can hold, and of those whose order matters.
   std::mt19937 random(20);
   for (const std::string& alphabet : {AllBytes(256).substr(1), std::string(" \t\r\n=ab")}) {
     std::string text;
     while (text.size() < 100'000) text += alphabet[random() % alphabet.size()];
-    mails.Add("random_" + std::to_string(alphabet.size()), routing, {text + "."}, {}, Report(kShown));
+    mails.AddSent("random_" + std::to_string(alphabet.size()), routing, {text + "."}, {}, Report(kShown));
   }
-  mails.Add("many_texts", routing, std::vector<std::string>(1000, "x"), {}, Report(kShown));
+  mails.AddSent("many_texts", routing, std::vector<std::string>(1000, "x"), {}, Report(kShown));
   Routing accents, shown = kShown;
   shown.subject = "R\xC3\xA9sultats d'\xC3\xA9t\xC3\xA9";
-  accents.subject = Base64(shown.subject);
-  const std::string long_name(250, 'n');
-  const std::vector<Attachment> accented = {
-      {"\xC3\xA9t\xC3\xA9.pdf", AllBytes(150000)}, {"vide", ""}, {"b c.bin", AllBytes(2)}, {long_name, "x"}};
-  mails.Add("attachments", accents, {"Voir"}, accented, Report(shown));
+  accents.subject = ToBase64(shown.subject);
+  mails.AddSent("attachments", accents, {"Voir"},
+                {{"large.pdf", AllBytes(150000)}, {"vide", ""}, {std::string(250, 'n'), "x"}}, Report(shown));
   std::vector<Attachment> attachments;
-  for (std::size_t i = 0; i < 300; ++i) attachments.push_back({"pj" + std::to_string(i), AllBytes(i)});
-  mails.Add("attachments_300", routing, {"--\r\n--x--\r\n"}, attachments, Report(kShown));
+  for (std::size_t i = 0; i < 300; ++i)
+    attachments.push_back({"\xC3\xA9t\xC3\xA9 " + std::to_string(i), AllBytes(i)});
+  mails.AddSent("attachments_300", routing, {"--\r\n--x--\r\n"}, attachments, Report(kShown));
   Routing crowd;
   shown = kShown;
   for (int i = 0; i < 10'000; ++i) {
     crowd.to += ",d" + std::to_string(i) + "@ailleurs.example";
     shown.to += ", d" + std::to_string(i) + "@ailleurs.example";
   }
-  mails.Add("recipients_10000", crowd, {""}, {}, Report(shown));
+  mails.AddSent("recipients_10000", crowd, {""}, {}, Report(shown));
   mails.ExpectPythonAgrees();
 
-  for (const auto& [mail, attached] :
-       {std::pair{"attachments", accented}, std::pair{"attachments_300", attachments}}) {
-    // The one leaves the names as they are written, the other decodes them.
-    const TempFolder unpacked, ripped;
-    EXPECT_EQ(RunProgram({"munpack", "-q", "-C", unpacked.path(), mails.File(mail) + ".eml"}).status, 0);
-    EXPECT_EQ(RunProgram({"ripmime", "-i", mails.File(mail) + ".eml", "-d", ripped.path()}).status, 0);
-    for (const auto& [name, data] : attached) {
-      if (data.empty() || name.size() > 16) continue;  // a longer name is torn by the fold
-      EXPECT_TRUE(ToText(ReadFile(unpacked.File("=Xutf-8XBX" + Base64(name) + "X="))) == data) << name;
-      EXPECT_TRUE(ToText(ReadFile(ripped.File(name))) == data) << name;
-    }
+  // The one leaves the names as they are written, the other decodes them.
+  const TempFolder unpacked, ripped;
+  const std::string mail = mails.File("attachments_300.eml");
+  EXPECT_EQ(RunProgram({"munpack", "-q", "-C", unpacked.path(), mail}).status, 0);
+  EXPECT_EQ(RunProgram({"ripmime", "-i", mail, "-d", ripped.path()}).status, 0);
+  for (const auto& [name, data] : attachments) {
+    if (data.empty()) continue;
+    EXPECT_TRUE(ToText(ReadFile(unpacked.File("=Xutf-8XBX" + ToBase64(name) + "X="))) == data) << name;
+    EXPECT_TRUE(ToText(ReadFile(ripped.File(name))) == data) << name;
   }
 }
 
@@ -284,12 +298,13 @@ TEST(EmlReaders, NothingIsInjected) {
         shown.*field += kGateway;
       if (field == &Routing::subject) shown.subject = "=?utf-8?B?" + bare + "?=";
       if (field == &Routing::date) shown.date = bare.size() == 19 ? ", 0  0 00:00:00 +002" : "";
-      mails.Add("mail" + std::to_string(++mail), routing, {"texte"}, {{"pj", "x"}},
-                is_cut ? "" : Report(shown));
+      mails.AddSent("mail" + std::to_string(++mail), routing, {"texte"}, {{"pj", "x"}},
+                    is_cut ? "" : Report(shown));
     }
-    RedTree tree;
-    tree.Add("ROUT", Routing().Xml(), "").Add("PJ", AttachmentXml(value), "x");
-    mails.AddMade("mail" + std::to_string(++mail), tree.Convert(),
+    Cell red = NewCell("RED");
+    Add(red.get(), "ROUT", Routing().Xml());
+    Add(red.get(), "PJ", AttachmentXml(value), "x");
+    mails.AddMade("mail" + std::to_string(++mail), Convert(std::move(red)),
                   Report(kShown) + "text/plain; UTF8; None: 0d0a\napplication/octet-stream; None; " +
                       (is_cut ? "" : "=?utf-8?B?" + bare + "?=") + ": 78\n");
   }
