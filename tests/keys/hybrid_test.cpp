@@ -65,30 +65,21 @@ TEST(AesText, AgreesWithOpensslBothWays) {
 
 TEST(AesText, ReadsOrRefusesOddForms) {
   const std::string x = Padded("x"), whole = "sixteen letters!", cut("a\0b456789abcdefg", 16);
-  const auto filled = [](std::string hex, std::size_t length) {
-    return hex.append(length - hex.size(), '0');
-  };
   const struct {
     std::string form, password;
     Opened result;
-  } rows[] = {
-      {AesForm("", x, kKey, kZeroIv), kKey, {0, "x"}},
-      {AesForm("0a0B", x, kKey, filled("0A0B", 32)), kKey, {0, "x"}},
-      {AesForm(std::string(kIv).replace(1, 1, 1, 'G'), x, kKey, std::string(kIv).replace(1, 1, 1, '0')),
-       kKey,
-       {0, "x"}},
-      {AesForm(kIv + kIv, x, kKey, kIv), kKey, {0, "x"}},
-      {AesForm(kIv + kIv + "0", x, kKey, kZeroIv), kKey, {0, "x"}},  // 65 characters count as none
-      {AesForm("", x, kKey, kZeroIv).substr(9), kKey, {0, "x"}},
-      {AesForm(kIv, x, filled("", 64), kIv), "", {0, "x"}},
-      {AesForm(kIv, x, filled("ABC", 64), kIv), "ABC", {0, "x"}},
-      {AesForm(kIv, x, kKey, kIv), kKey + "1234", {0, "x"}},
-      {AesForm(kIv, whole, kKey, kIv), kKey, {0, whole}},  // without a zero byte behind it
-      {AesForm(kIv, cut, kKey, kIv), kKey, {0, "a"}},
-      {"", kKey, {utils::kTagMissing, ""}},
-      {"<IV></IV><AE>AAAA", kKey, {utils::kTagMissing, ""}},
-      {"<AE>!AAA</AE>", kKey, {hybrid::kBase64, ""}},
-      {"<AE>" + Base64(Sample(17)) + "</AE>", kKey, {ERR_AES_INVALID_INPUT_LENGTH, ""}}};
+  } rows[] = {{AesForm("", x, kKey, kZeroIv).substr(9), kKey, {0, "x"}},
+              {AesForm("0a0B", x, kKey, "0A0B" + kZeroIv.substr(4)), kKey, {0, "x"}},
+              {AesForm("G" + kIv.substr(1), x, kKey, kIv), kKey, {0, "x"}},
+              {AesForm(kIv + kIv, x, kKey, kIv), kKey, {0, "x"}},
+              {AesForm(kIv + kIv + "0", x, kKey, kZeroIv), kKey, {0, "x"}},  // 65 characters count as none
+              {AesForm(kIv, x, "ABC0" + kZeroIv + kZeroIv.substr(4), kIv), "ABC", {0, "x"}},
+              {AesForm(kIv, x, kKey, kIv), kKey + "1234", {0, "x"}},
+              {AesForm(kIv, whole, kKey, kIv), kKey, {0, whole}},  // without a zero byte behind it
+              {AesForm(kIv, cut, kKey, kIv), kKey, {0, "a"}},
+              {"<IV></IV><AE>AAAA", kKey, {utils::kTagMissing, ""}},
+              {"<AE>!AAA</AE>", kKey, {hybrid::kBase64, ""}},
+              {"<AE>" + Base64(Sample(17)) + "</AE>", kKey, {ERR_AES_INVALID_INPUT_LENGTH, ""}}};
   for (const auto& row : rows) EXPECT_EQ(Aes(row.form, row.password, 1), row.result) << row.form;
   EXPECT_EQ(Aes("text", kKey, 3), Opened(0, ""));
 }
@@ -114,22 +105,19 @@ TEST(AesFile, CiphersAndChangesPasswordsInPlace) {
 
 TEST(AesFile, LeavesOlderOutputsAlone) {
   const TempFolder folder;
-  const std::string in = folder.File("in"), out = folder.File("out"), empty = folder.File("empty");
+  const std::string in = folder.File("in"), out = folder.File("out");
   WriteFile(in, "bonjour");
-  WriteFile(empty, "");
   WriteFile(out, "older");
-  const struct {
-    const char *in, *out;
-    int mode, code;
-  } rows[] = {{empty.c_str(), out.c_str(), 0, argument::kEmptyInput},
-              {folder.path().c_str(), out.c_str(), 0, file::kOpen},
-              {in.c_str(), out.c_str(), 2, utils::kTagMissing},
-              {in.c_str(), nullptr, 0, file::kBadName},
-              {in.c_str(), "/dev/full", 0, file::kWrite}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(Api2AesFile(row.in, row.out, "", kKey.c_str(), row.mode, 0), row.code) << row.code;
-    EXPECT_EQ(ToText(ReadFile(out)), "older") << row.code;
-  }
+  const auto run = [](const std::string& from, const char* to, int mode) {
+    return Api2AesFile(from.c_str(), to, "", kKey.c_str(), mode, 0);
+  };
+  EXPECT_EQ(run("/dev/null", out.c_str(), 0), file::kOpen);
+  EXPECT_EQ(run(in, out.c_str(), 2), utils::kTagMissing);
+  EXPECT_EQ(run(in, nullptr, 0), file::kBadName);
+  EXPECT_EQ(run(in, "/dev/full", 0), file::kWrite);
+  WriteFile(in, "");
+  EXPECT_EQ(run(in, out.c_str(), 0), argument::kEmptyInput);
+  EXPECT_EQ(ToText(ReadFile(out)), "older");
 }
 
 const std::string kTextKey = Sample(32);
@@ -171,16 +159,11 @@ TEST(AesUnderCertificate, OpensslOpensWhatWeSeal) {
   }
 }
 
-TEST(AesUnderCertificate, WeOpenWhatOpensslSeals) {
-  const std::string sealed = Aes256Cbc("-e", Padded(Sample(100)), HexOf(kTextKey));
-  const std::string form = FormFor("rsa2048-protected", kTextKey, sealed);
-  for (const char* password : {"a_b_c_d", "a-b=c#d"}) EXPECT_EQ(Open(form, password), Opened(0, Sample(100)));
-  for (const char* password : {"", "wrong"})
-    EXPECT_EQ(Open(form, password), Opened(hybrid::kKeyUnreadable, ""));
-}
-
-TEST(AesUnderCertificate, RefusesOddForms) {
+TEST(AesUnderCertificate, OpensWhatOpensslSealsAndRefusesOddForms) {
   const std::string sealed = Aes256Cbc("-e", Padded("x"), HexOf(kTextKey));
+  const std::string locked = FormFor("rsa2048-protected", kTextKey, sealed);
+  for (const char* password : {"a_b_c_d", "a-b=c#d"}) EXPECT_EQ(Open(locked, password), Opened(0, "x"));
+  EXPECT_EQ(Open(locked, "wrong"), Opened(hybrid::kKeyUnreadable, ""));
   const std::string good = FormFor("rsa1024", kTextKey, sealed);
   ASSERT_EQ(Open(good), Opened(0, "x"));
   const auto with = [&](const std::string& tag, const std::string& value) {
@@ -188,17 +171,12 @@ TEST(AesUnderCertificate, RefusesOddForms) {
                                      value);
   };
   const Opened rows[] = {{utils::kTagMissing, ""},
-                         {utils::kTagMissing, good.substr(0, good.find("<S>"))},
                          {argument::kEmptyInput, with("N", "abc")},
                          {hybrid::kKeyUnreadable, with("N", "ec.pem")},
                          {hybrid::kKeyUnreadable, with("N", "../data/rsa1024.pem")},
-                         {hybrid::kKeyUnreadable, with("N", "a/bc")},
-                         {hybrid::kKeyUnreadable, with("N", std::string(100, 'n'))},
                          {utils::kValueTooLong, with("N", std::string(101, 'n'))},
                          {hybrid::kDecrypt, with("S", "not Base64")},
-                         {hybrid::kDecrypt, with("S", std::string(5000, 'A'))},
                          {utils::kValueTooLong, with("S", std::string(5001, 'A'))},
-                         {hybrid::kDecrypt, FormFor("rsa1024", kTextKey.substr(1), sealed)},
                          {hybrid::kDecrypt, FormFor("rsa1024", kTextKey + "x", sealed)},
                          {ERR_AES_INVALID_INPUT_LENGTH, with("AED", std::string(5000, 'A'))},
                          {utils::kValueTooLong, with("AED", std::string(5001, 'A'))},
@@ -218,14 +196,10 @@ TEST(HybridForms, DocumentedExamplesOpen) {
 
 // What the default means: every process draws the same keys. And what the option changes.
 TEST(DrawnKeys, AreTheSameInEveryProcessUnlessTheSystemDraws) {
-  const auto distinct_keys = [](const char* program) {
-    const char* script =
-        "for i in $(seq 1000); do $0 || exit; done | grep '^Pass char nb' | "
-        "paste $(printf -- '- %.0s' $(seq 32)) | sort -u | wc -l";
-    return RunProgram({"sh", "-c", script, program}).out;
-  };
-  EXPECT_EQ(distinct_keys(KESTRUNE_KEY_DRAW_rand), "1\n");
-  EXPECT_EQ(distinct_keys(KESTRUNE_KEY_DRAW_system), "1000\n");
+  const auto draw = [](const char* program) { return RunProgram({program}).out; };
+  EXPECT_NE(draw(KESTRUNE_KEY_DRAW_rand).find("Pass char nb 31"), std::string::npos);
+  EXPECT_EQ(draw(KESTRUNE_KEY_DRAW_rand), draw(KESTRUNE_KEY_DRAW_rand));
+  EXPECT_NE(draw(KESTRUNE_KEY_DRAW_system), draw(KESTRUNE_KEY_DRAW_system));
 }
 
 }  // namespace

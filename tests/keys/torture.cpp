@@ -25,11 +25,8 @@
 #include <vector>
 
 #include "core/instance_creator.h"
-#include "core/owned.h"
-#include "examples/key_files.h"
 #include "keys/message_cipher.h"
-#include "tests/support/sealed_body.h"
-#include "tests/support/temp_folder.h"
+#include "tests/keys/keys_folder.h"
 
 namespace {
 
@@ -47,20 +44,13 @@ void OrStop(bool fine, const char* what) {
   std::exit(1);
 }
 
-struct Yard : TempFolder {
-  PersonalKey personal;
-  MasterKey master;
-  std::string personal_path = File("cle." + PersonalKeyYear());
-  std::string master_path = File("Master." + PersonalKeyYear());
-
+struct Yard : KeysFolder {
   Yard() {
     personal.first_pad = PadOf(std::size_t{64} << 20, 1);
     personal.second_pad = PadOf(std::size_t{4} << 20, 2);
     master.pad = PadOf(std::size_t{64} << 20, 3);
-    WriteFile(personal_path, personal.File());
-    WriteFile(master_path, master.File());
+    Write();
   }
-  Pads pads() const { return {personal.first_pad, personal.second_pad, master.pad}; }
 };
 
 // One child: seals until it is killed.
@@ -96,8 +86,9 @@ pid_t StartSealing(const Yard& yard, unsigned number) {
   return child;
 }
 
-// The header, read while nobody else may write it. Waits for the lock; the deadline ends a lock left behind.
-Bytes LockedHeader(const std::string& path) {
+// The header, read while nobody else may write it (the deadline ends a lock left behind). Neither pad starts
+// again in a run this long, so offsets and counters say the same; the rest never changes.
+std::uint64_t CheckedUses(const std::string& path, const Bytes& first) {
   const int fd = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
   struct flock lock {};
   lock.l_type = F_WRLCK;
@@ -105,18 +96,14 @@ Bytes LockedHeader(const std::string& path) {
   Bytes header(kKeyHeaderBytes);
   OrStop(::pread(fd, header.data(), header.size(), 0) == static_cast<ssize_t>(header.size()), "no header");
   ::close(fd);
-  return header;
-}
-
-// Neither pad starts again in a run this long, so offsets and counters say the same; the rest never changes.
-void CheckHeader(const Bytes& now, const Bytes& first) {
-  OrStop(NumberAt(now, kFirstOffsetAt) == NumberAt(now, kUsedBytesAt), "a torn header");
-  OrStop(NumberAt(now, kCyclesAt) == 0, "a pad that started again: the run is too long for its pads");
-  Bytes rest = now;
+  OrStop(NumberAt(header, kFirstOffsetAt) == NumberAt(header, kUsedBytesAt), "a torn header");
+  OrStop(NumberAt(header, kCyclesAt) == 0, "a pad that started again: the run is too long for its pads");
+  const std::uint64_t uses = NumberAt(header, kUsesAt);
   for (std::size_t at : {kFirstOffsetAt, kSecondOffsetAt, kUsesAt, kUsedBytesAt}) {
-    SetNumberAt(rest, at, NumberAt(first, at));
+    SetNumberAt(header, at, NumberAt(first, at));
   }
-  OrStop(rest == Bytes(first.begin(), first.begin() + kKeyHeaderBytes), "a header with other bytes changed");
+  OrStop(std::equal(header.begin(), header.end(), first.begin()), "a header with other bytes changed");
+  return uses;
 }
 
 void CheckOnce(Ranges ranges, const char* what) {
@@ -155,7 +142,8 @@ std::size_t CheckLogs(const Yard& yard, unsigned logs) {
 
 void KillAndCheck(unsigned kills) {
   const Yard yard;
-  const Bytes personal = ReadFile(yard.personal_path), master = ReadFile(yard.master_path);
+  const std::string personal_path = yard.File(yard.personal_name), master_path = yard.File(yard.master_name);
+  const Bytes personal = ReadFile(personal_path), master = ReadFile(master_path);
   std::minstd_rand random(std::random_device{}());
   unsigned started = 0;
   std::vector<pid_t> children;
@@ -166,16 +154,15 @@ void KillAndCheck(unsigned kills) {
     ::kill(child, SIGKILL);
     int status = 0;
     OrStop(::waitpid(child, &status, 0) == child && WIFSIGNALED(status), "a child that ended by itself");
-    CheckHeader(LockedHeader(yard.personal_path), personal);
-    CheckHeader(LockedHeader(yard.master_path), master);
+    CheckedUses(personal_path, personal);
+    CheckedUses(master_path, master);
     child = StartSealing(yard, started++);
   }
   for (const pid_t child : children) ::kill(child, SIGKILL);
   while (::wait(nullptr) > 0) {
   }
   const std::size_t sealed = CheckLogs(yard, started);
-  const std::uint64_t uses = NumberAt(LockedHeader(yard.personal_path), kUsesAt);
-  OrStop(sealed > 0 && sealed <= uses, "more bodies than hand-outs");
+  OrStop(sealed > 0 && sealed <= CheckedUses(personal_path, personal), "more bodies than hand-outs");
   std::printf("%u killed: %zu bodies sealed, no pad byte twice, no header torn, no lock left\n", started,
               sealed);
 }
@@ -192,7 +179,7 @@ void CheckTrap() {
     cipher.InitCreate(&creator, "cle", yard.path().c_str(), "");
     unsigned char* out = nullptr;
     unsigned long long length = 0;
-    cipher.Low_decrypter(sealed.data(), sealed.size(), ("cle." + PersonalKeyYear()).c_str(),
+    cipher.Low_decrypter(sealed.data(), sealed.size(), yard.personal_name.c_str(),
                          yard.personal.hex_password.c_str(), &out, &length);
     ::_exit(0);
   }

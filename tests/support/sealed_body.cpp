@@ -16,14 +16,8 @@ unsigned char PadByte(const Bytes& pad, std::uint64_t offset, std::size_t i) {
   return pad.at((offset + i) % pad.size());
 }
 
-Bytes OneTimePassword(const Bytes& pad, std::uint64_t offset) {
-  Bytes password;
-  for (std::size_t i = 0; i < 32; ++i) password.push_back(PadByte(pad, offset, i));
-  return password;
-}
-
 void Cipher(bool encipher, const Pads& pads, Bytes& sealed) {
-  const Bytes password = OneTimePassword(pads.second, NumberAt(sealed, 0));
+  const Bytes password = RunOf(pads.second, NumberAt(sealed, 0), 32);
   AesCbc(encipher, password.data(), kZeroIv.data(), sealed.data() + kClear,
          (sealed.size() - kClear) / kBlock * kBlock);
 }
@@ -43,6 +37,12 @@ Bytes Cycled(const Bytes& body, const Bytes& r1) {
 }
 
 }  // namespace
+
+Bytes RunOf(const Bytes& pad, std::uint64_t offset, std::size_t count) {
+  Bytes run;
+  for (std::size_t i = 0; i < count; ++i) run.push_back(PadByte(pad, offset, i));
+  return run;
+}
 
 SealedParts PartsOf(const Bytes& body, std::size_t r1_length) {
   SealedParts parts;

@@ -15,6 +15,9 @@ struct Pads {
   Bytes master;
 };
 
+// `count` bytes of a pad that starts again at its end.
+Bytes RunOf(const Bytes& pad, std::uint64_t offset, std::size_t count);
+
 // What a sealed body is made of.
 struct SealedParts {
   std::uint64_t password_offset = 0;  // in the second pad
