@@ -1,7 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <random>
+#include <vector>
+
 #include "tests/blocks/tree.h"
 #include "tests/support/bytes.h"
+#include "tests/support/process.h"
 
 namespace kestrune::testing {
 namespace {
@@ -17,6 +21,8 @@ TEST(FlatBlock, ExamplesByteForByte) {
   for (const char* name : {"leaf", "message", "nested"}) {
     const std::string flat = Example(name);
     EXPECT_EQ(Flatten(Loaded(flat)), flat) << name;
+    const std::string digest = RunProgram({"sha512sum"}, flat.substr(0, flat.size() - 64)).out.substr(0, 128);
+    EXPECT_EQ(ToText(FromHex(digest)), flat.substr(flat.size() - 64)) << name;
   }
   EXPECT_EQ(Describe(Loaded(Example("nested"))->GetSubBlock()->GetSubBlock()),
             "*A<>(-B<x>" + std::string(80, 'f') + "()65 -<>()24 )114 -A<<second/>>0a()34 ");
@@ -40,6 +46,25 @@ TEST(FlatBlock, EveryChangedBitAndTruncationIsRefused) {
       const Result want = length < 24 ? block::kTooShort : block::kForkPastEnd;
       EXPECT_EQ(Load(Sealed(cut), NewCell()), want) << name << length;
     }
+  }
+}
+
+TEST(FlatBlock, RandomTreesRoundTrip) {
+  for (unsigned seed = 1; seed <= 200; ++seed) {
+    std::mt19937 random(seed);
+    const Cell root = NewCell("ROOT");
+    std::vector<TypV2BlockCell*> parents = {root.get()};
+    for (auto cells = 1 + random() % 40; cells > 0; --cells) {
+      const std::string xml(random() % 50, 'x');
+      const std::string data(xml.empty() ? 0 : random() % 2 * 150, static_cast<char>(random()));
+      TypV2BlockCell* const parent = parents[random() % parents.size()];
+      TypV2BlockCell* const added = Add(parent, std::string(random() % 5, 'N').c_str(), xml, data);
+      if (data.empty()) parents.push_back(added);
+    }
+    const std::string flat = Flatten(root);
+    const Cell again = Loaded(flat);
+    EXPECT_EQ(Describe(again.get()), Describe(root.get())) << seed;
+    EXPECT_EQ(Flatten(again), flat) << seed;
   }
 }
 
