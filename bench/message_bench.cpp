@@ -39,6 +39,7 @@ constexpr std::size_t kAttachmentBytes = 1000000;
 constexpr std::size_t kPadChunks = 27000;  // 110 MB
 constexpr int kSealingPasses = 5;
 constexpr int kOpeningPasses = 4;
+constexpr int kRoutingPasses = 2;
 constexpr int kSealingSignatures = 2;  // of the red and the grey block; and one for each part
 
 void OrStop(bool fine) {
@@ -243,6 +244,27 @@ void Open(benchmark::State& state) {
   state.counters["peak"] = peak;
 }
 
+// The routing of a transport block: two passes, and a peak near 0, because no block inside it is copied.
+void Routing(benchmark::State& state) {
+  const Message message(state);
+  Envelope with;
+  const CBuffer block = with.Seal(message);
+  const auto route = [&] {
+    char *routing_text = nullptr, *signature_text = nullptr;
+    OrStop(with.envelope->ExtractRoutageOnlyFromHTTPSBlock(block.data(), block.size(), &routing_text, nullptr,
+                                                           nullptr, &signature_text) == kOk);
+    std::free(routing_text);
+    std::free(signature_text);
+  };
+  const double peak = Peak(message.bytes, route);
+  Compare(state, message.bytes, route, [&] {
+    x509_cert certificate;
+    OrStop(x509parse_crtfile(&certificate, Keys().Certificate().c_str()) == 0);
+    Digests(block.data(), message.bytes, kRoutingPasses);
+  });
+  state.counters["peak"] = peak;
+}
+
 // From the grey block to tagged text, which costs one pass less and the Base64 of the contents.
 void OpenMem(benchmark::State& state) {
   const Message message(state);
@@ -282,6 +304,7 @@ void Sizes(benchmark::internal::Benchmark* benchmark) {
 
 BENCHMARK(Seal)->Apply(Sizes);
 BENCHMARK(Open)->Apply(Sizes);
+BENCHMARK(Routing)->Apply(Sizes);
 BENCHMARK(OpenMem)->Apply(Sizes);
 
 int main(int argc, char** argv) {
