@@ -17,7 +17,7 @@
 #include "api/kestrune.h"
 #include "crypto/classic.h"
 #include "mail/mail_text.h"
-#include "tests/mail/red_tree.h"
+#include "bench/red_tree.h"
 
 namespace {
 
