@@ -54,6 +54,7 @@ int TypV2BlockCell::InitCreate(TypV2InstanceCreator* creator) {
   next_ = nullptr;
   sub_ = nullptr;
   tail_ = nullptr;
+  tail_of_ = nullptr;
   head_ = {kVersion, kLeaf, 0, {}};
   xml_length_ = 0;
   data_length_ = 0;
@@ -66,7 +67,7 @@ int TypV2BlockCell::InitCreate(TypV2InstanceCreator* creator) {
 int TypV2BlockCell::Kill() {
   ClearData();
   ClearXml();
-  tail_ = nullptr;
+  ForgetTails();
   KillTree(std::exchange(next_, nullptr));
   KillTree(std::exchange(sub_, nullptr));
   return kOk;
@@ -96,6 +97,12 @@ void TypV2BlockCell::KillTree(TypV2BlockCell* first) {
     cell = parent->sub_;
     DeleteObject(parent);
   }
+}
+
+// A cell in the middle of a chain can be killed, with those behind it, while those before it live on.
+void TypV2BlockCell::ForgetTails() {
+  if (tail_ != nullptr) std::exchange(tail_, nullptr)->tail_of_ = nullptr;
+  if (tail_of_ != nullptr) std::exchange(tail_of_, nullptr)->tail_ = nullptr;
 }
 
 void TypV2BlockCell::ClearXml() {
@@ -245,7 +252,9 @@ int TypV2BlockCell::addnextblock(TypV2BlockCell* child) {
   TypV2BlockCell* last = tail_ == nullptr ? this : tail_;
   while (last->next_ != nullptr) last = last->next_;
   last->next_ = child;
+  if (tail_ != nullptr) tail_->tail_of_ = nullptr;
   tail_ = child;
+  child->tail_of_ = this;
   return kOk;
 }
 

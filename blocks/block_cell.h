@@ -205,6 +205,7 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   bool HasData() const { return data_fork_ != nullptr && data_length_ != 0; }
   void ClearXml();
   void ClearData();
+  void ForgetTails();
   static void KillTree(TypV2BlockCell* first);
   void LendFork(const unsigned char* data, unsigned long long length);
   template <class Fill>
@@ -223,6 +224,7 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   bool data_is_lent_ = false;                   // the data fork is somebody else's
   mutable const TypV2BlockCell* up_ = nullptr;  // where a walk goes on, while it is below
   TypV2BlockCell* tail_ = nullptr;              // where addnextblock last appended; the end is not before it
+  TypV2BlockCell* tail_of_ = nullptr;           // the cell whose tail_ this is; it forgets a killed one
 };
 
 #endif
