@@ -211,7 +211,7 @@ KESTRUNE_API int Api2DeAesPriv(const char* form, const char* keyPassword, const 
  *                  none
  * outputFile       created or emptied, after the sealing succeeded. When the writing fails, the code is that
  *                  of the closing (-1).
- * messageId        128 bytes, may be null: the message identifier; empty on failure
+ * messageId        128 bytes, may be null: the message identifier; empty when nothing was sealed
  *
  * One of text and attachments must be there, and one recipient. Effect: pad bytes of the personal and the
  * master key are used up, whether sealing succeeds in the end or not.

@@ -116,6 +116,8 @@ long Api2CrypterMem(const char* text, const char* attachmentFiles, const char* u
     return checked;
   }
   *messageId = 0;
+  *block = nullptr;
+  *length = 0;
   return EntryPoint([&]() -> long {
     MessageCall call;
     if (const Result rc = call.Init(folder); rc != kOk) return rc;
