@@ -56,7 +56,11 @@ void FlatBlock::Clear() {
 }
 
 void FlatBlock::HandOut(unsigned char** out, unsigned long long* length) {
-  if (begin_ != 0) std::memmove(memory_.data(), data(), size());
+  if (begin_ != 0) {
+    std::memmove(memory_.data(), data(), size());
+    wipe(memory_.data() + size(),
+         begin_);  // what moved away may be clear text, and its end is not the caller's
+  }
   *length = size();
   *out = memory_.release();
   Clear();
