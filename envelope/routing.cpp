@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "core/calendar.h"
+#include "core/entry_point.h"
 #include "core/instance_creator.h"
 #include "core/random.h"
 #include "core/result.h"
@@ -170,21 +171,23 @@ int TypV2CryptoInterface::Low_GetBasicServiceXML(char** xml, const char* key_nam
   char year[kYearBytes] = {};
   key_utils->GetYearKestruneKey(year);
 
-  std::string text;
-  text.append("<M><C>").append(View(key_name)).append(".").append(year).append("</C>");
-  if (ready.empty()) text.append("<F>").append(View(sender)).append("</F>");
-  text.append("<R>").append(View(reply_to == nullptr ? sender : reply_to)).append("</R>");
-  text.append("<I>").append(View(identifier)).append("</I>");
-  text.append("<TE>").append(View(te)).append("</TE>");
-  if (ready.empty()) {
-    AppendRecipients(&text, recipients, merge);
-  } else {
-    text.append(ready);
-  }
-  text.append("<S>");
-  if (const Result rc = AppendBase64(&text, View(subject)); rc != kOk) return rc;
-  text.append("</S></M>");
-  return CopyOut(text, xml);
+  return EntryPoint([&]() -> Result {
+    std::string text;
+    text.append("<M><C>").append(View(key_name)).append(".").append(year).append("</C>");
+    if (ready.empty()) text.append("<F>").append(View(sender)).append("</F>");
+    text.append("<R>").append(View(reply_to == nullptr ? sender : reply_to)).append("</R>");
+    text.append("<I>").append(View(identifier)).append("</I>");
+    text.append("<TE>").append(View(te)).append("</TE>");
+    if (ready.empty()) {
+      AppendRecipients(&text, recipients, merge);
+    } else {
+      text.append(ready);
+    }
+    text.append("<S>");
+    if (const Result rc = AppendBase64(&text, View(subject)); rc != kOk) return rc;
+    text.append("</S></M>");
+    return CopyOut(text, xml);
+  });
 }
 
 int TypV2CryptoInterface::GetServiceXMLRoutage(char** xml, const char* key_name, const char* sender,

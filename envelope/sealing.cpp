@@ -6,15 +6,16 @@
 // trailer's input and the trailer, so the signature's digest goes on where the trailer's ends.
 #include <array>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <span>
-#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "blocks/block_cell.h"
+#include "core/entry_point.h"
 #include "core/file_ref.h"
 #include "core/instance_creator.h"
 #include "core/result.h"
@@ -73,9 +74,7 @@ Result DescribeAttachment(TypV2FileRef* file, const char* signature, char* xml) 
                     reinterpret_cast<const unsigned char*>(name.data()), std::strlen(name.data())) != 0) {
     return envelope::kBase64;
   }
-  std::string text;
-  text.append("<AT><N>").append(base64.data(), characters).append("</N></AT>").append(signature);
-  std::memcpy(xml, text.c_str(), text.size() + 1);
+  std::snprintf(xml, kAttachmentXmlBytes, "<AT><N>%s</N></AT>%s", base64.data(), signature);
   return kOk;
 }
 
@@ -197,7 +196,9 @@ int TypV2CryptoInterface::SealRed(TypApiV2Signature* signer, const Letter& lette
   std::vector<SecretCBuffer> contents;  // of the attachments, which the tree has on loan, as it has the text
   Result rc = AddRouting(tree.get(), letter);
   if (letter.text != nullptr) rc = AddText(signer, tree.get(), letter.text);
-  if (letter.attachments != nullptr) rc = AddAttachments(signer, tree.get(), letter.attachments, &contents);
+  if (letter.attachments != nullptr) {
+    rc = EntryPoint([&] { return AddAttachments(signer, tree.get(), letter.attachments, &contents); });
+  }
   if (rc == kOk) rc = red->Flatten(*tree.get(), kSignatureXmlBytes);
   return rc == kOk ? SignFlat(signer, *red, red_signature) : rc;
 }
