@@ -1,9 +1,9 @@
 // The message envelope: seals a message into four nested blocks and opens them again.
 //
-//   red (rouge)   "RED": the message in clear: "ROUT" routing XML, "TEXT" signed text, "PJ" signed
-//   attachments green (vert)  "KEST", the red block and the sender's signature of it, enciphered by the
-//   message cipher grey (gris)   "DATA": the green block and a routing XML in clear, for the relay transport
-//   "AUTH": the grey block and the sender's signature of it, for the upload by HTTPS
+//   red (rouge)   "RED": the message in clear ("ROUT" routing XML, "TEXT" signed text, "PJ" attachments)
+//   green (vert)  "KEST", the red block and the sender's signature of it, enciphered by the message cipher
+//   grey (gris)   "DATA": the green block and a routing XML in clear, for the relay
+//   transport     "AUTH": the grey block and the sender's signature of it, for the upload by HTTPS
 //
 // docs/message.md draws the layers, docs/routing_xml.md the routing XML (routage). A "PJ" (pièce jointe) is
 // an attachment.
@@ -84,8 +84,8 @@ class KESTRUNE_API TypV2CryptoInterface : public kestrune::LibraryObject<TypV2Cr
   //                  of the transport block, for the caller to free
   // -75, -73, -74, -79: no intact transport or grey block. -76, -77: no signature or no grey block in it.
   // -69, -70, -71: malformed signature XML; -69 also for a routing XML without <M>. -106: no certificate for
-  // the signer's name. -68: the signature is not that signer's over this grey block. -57: no <C> of 1 to 40
-  // characters, where a key reference is asked for.
+  // the signer's name. -68: the signature is not that signer's over this grey block. -57: no <C> of at most
+  // 40 characters, where a key reference is asked for.
   virtual int ExtractVertFlatFromHTTPSBlock(const unsigned char* block, unsigned long long length,
                                             char** routing, char* key_reference, char* signer,
                                             unsigned char** green, unsigned long long* green_length,
@@ -158,8 +158,7 @@ class KESTRUNE_API TypV2CryptoInterface : public kestrune::LibraryObject<TypV2Cr
   //   key_name          <C>, followed by the year of the personal key
   //   sender            <F>, and <R> where reply_to is null
   //   merge             0: <D> to-list, <CC> cc-list, no bcc. 1: <D> all three, joined by ",". Any other
-  //   value
-  //                     leaves <D> open (kept so); nobody passes one.
+  //                     value leaves <D> open (kept so); nobody passes one.
   //   ready_recipients  not empty: stands in place of <F> and of the recipients
   // -63: all three lists are empty (whatever the ready recipients are).
   virtual int Low_GetBasicServiceXML(char** xml, const char* key_name, const char* sender, const char* to,

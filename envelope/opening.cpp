@@ -106,7 +106,8 @@ int TypV2CryptoInterface::OpenTransport(const unsigned char* block, unsigned lon
 
   const unsigned char* const grey = transport->auth->GetDataForkPtr();
   const unsigned long long grey_length = transport->auth->GetDataForkLen();
-  if (transport->signature && grey == nullptr) return verifier::kNoData;
+  if (!transport->signature) return verifier::kNoBlock;
+  if (grey == nullptr) return verifier::kNoData;
   if (grey_length > kMostSignedBytes) return verifier::kTooLong;
   const FlatDigests digests = DigestFlatTree(grey, grey_length);
   rc = verifier->VerifyDigestFromXMLSignBlock(transport->signature.text(), digests.whole.data(),
@@ -118,7 +119,7 @@ int TypV2CryptoInterface::OpenTransport(const unsigned char* block, unsigned lon
 // The tree over bytes that outlive it: its data forks are the bytes themselves.
 int TypV2CryptoInterface::LoadBlock(const unsigned char* flat, unsigned long long length,
                                     Owned<TypV2BlockCell>* cell) {
-  return LoadBlock(flat, length, DigestFlatTree(flat, length), cell);
+  return LoadBlock(flat, length, DigestFlatTree(flat, flat == nullptr ? 0 : length), cell);
 }
 
 int TypV2CryptoInterface::LoadBlock(const unsigned char* flat, unsigned long long length,
@@ -228,11 +229,11 @@ int TypV2CryptoInterface::LoadRed(const unsigned char* kest, unsigned long long 
   Owned<TypV2BlockCell> cell;
   Result rc = LoadBlock(kest, length, &cell);
   if (rc != kOk) return rc;
-  CBuffer xml;
+  SecretCBuffer xml;
   if (rc = xml.ReceiveText([&](char** text) { return cell->GetXMLForkCopy(text); }); rc != kOk) return rc;
   // The sender's signature has to be there; whether it holds is not asked here.
-  std::array<char, kSignBytes> sign;
-  rc = utils_->ExtractSmallValueFromXMLLight(xml ? xml.text() : "", "SIGN", kFirst, sign.data(), kFromStart,
+  SecretArray<kSignBytes> sign;
+  rc = utils_->ExtractSmallValueFromXMLLight(xml ? xml.text() : "", "SIGN", kFirst, sign.text(), kFromStart,
                                              sign.size() - 1);
   if (rc != kOk) return rc;
   Owned<TypV2BlockCell> tree(creator_->newTypV2BlockCell());

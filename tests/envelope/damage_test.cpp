@@ -71,6 +71,9 @@ TEST_F(Damage, ForgedTransportBlocksAreRefused) {
   EXPECT_EQ(envelope->ExtractVertFlatFromHTTPSBlock(block.data(), block.size(), nullptr, nullptr, nullptr,
                                                     nullptr, nullptr, nullptr),
             block::kNoOutput);
+  unsigned char* no_grey = nullptr;
+  unsigned long long count = 0;
+  EXPECT_EQ(envelope->ExtractGrisFromHTTPSBlock(nullptr, 100, &no_grey, &count), block::kTooShort);
 }
 
 TEST_F(Damage, DecipheredTreesAreChecked) {
