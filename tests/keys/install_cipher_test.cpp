@@ -55,7 +55,7 @@ struct InstallCipher : ::testing::Test {
 };
 
 TEST_F(InstallCipher, AgreesWithOpensslBothWays) {
-  for (const std::size_t length : kLengthsWorthTrying) {
+  for (const std::size_t length : LengthsWorthTrying()) {
     WriteFile(in_, Sample(length));
     ASSERT_EQ(Encipher(), kOk) << length;
     EXPECT_EQ(Aes256Cbc("-d", ToText(ReadFile(out_)), key_), Clear(Sample(length))) << length;
@@ -91,6 +91,10 @@ TEST_F(InstallCipher, RefusesDamage) {
     EXPECT_EQ(Decipher(), row.code) << row.length << " " << row.flipped;
     EXPECT_EQ(FileExists(out_), row.code == install::kLength) << row.length << " " << row.flipped;
   }
+  WriteFile(in_, whole);
+  key_[0] = '1';
+  EXPECT_EQ(Decipher(), install::kDigest);
+  EXPECT_FALSE(FileExists(out_));
 }
 
 TEST_F(InstallCipher, TouchesNothingBeforeTheInputIsFit) {

@@ -167,6 +167,15 @@ TEST_F(KestruneKeyTest, HandsNothingOutWithoutADurableHeaderOrAFile) {
   }
 }
 
+TEST_F(KestruneKeyTest, ReadsHeaderIvAreaAndOneChunkForAPassword) {
+  folder.personal.first_pad.resize(std::size_t{64} << 20);
+  folder.Write();
+  ASSERT_EQ(Open(0), kOk);
+  ASSERT_EQ(key.GetOTPassword(password, &offset), kOk);
+  EXPECT_TRUE(GotPassword(0));
+  EXPECT_LE(creator.bytes_read, 512 + IvAreaBytes(std::size_t{64} << 20, kSecond) + 4096);
+}
+
 TEST_F(KestruneKeyTest, KeepsItsKeyInNoFreedObject) {
   alignas(TypV2KestruneKey) unsigned char room[sizeof(TypV2KestruneKey)] = {};
   const std::string hex = folder.personal.hex_password;

@@ -37,13 +37,18 @@ struct KeysFolder : TempFolder {
   Pads pads() const { return {personal.first_pad, personal.second_pad, master.pad}; }
 };
 
-// The factory for Unix, whose files' writes can be made to fail.
+// The factory for Unix, whose files count what is read and whose writes can be made to fail.
 struct ProbedCreator : TypV2InstanceCreatorUnix {
   bool writes_fail = false;
   bool has_files = true;
+  unsigned long long bytes_read = 0;
 
   struct File : TypV2FileRefUnix {
     ProbedCreator* creator = nullptr;
+    int Read(void* buffer, unsigned long long count) override {
+      creator->bytes_read += count;
+      return TypV2FileRefUnix::Read(buffer, count);
+    }
     int Write(const void* buffer, unsigned long long count) override {
       return creator->writes_fail ? file::kWrite : TypV2FileRefUnix::Write(buffer, count);
     }

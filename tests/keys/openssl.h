@@ -32,9 +32,11 @@ inline std::string Sample(std::size_t count) {
   return text;
 }
 
-// Around the cipher's block, the grain of installation files and the piece in which files pass.
-inline const std::vector<std::size_t> kLengthsWorthTrying = {0,  1,  15, 16, 17,   31,    32,    33,
-                                                             47, 48, 49, 95, 1024, 65535, 65536, 65537};
+inline std::vector<std::size_t> LengthsWorthTrying() {
+  std::vector<std::size_t> lengths = {1023, 1024, 1025, 2048, 65535, 65536, 65537};
+  for (std::size_t length = 0; length <= 100; ++length) lengths.push_back(length);
+  return lengths;
+}
 
 }  // namespace kestrune::testing
 
