@@ -214,6 +214,10 @@ unsigned long long TypV2BlockCell::GetDataForkLen() const {
   return data_length_;
 }
 
+unsigned long long TypV2BlockCell::GetXMLForkLen() const {
+  return xml_length_;
+}
+
 int TypV2BlockCell::GetTextFromData(char** out) const {
   return CopyAsText(data_fork_, data_length_, out);
 }

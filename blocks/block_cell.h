@@ -166,6 +166,9 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   int LoadLentFlatData(const unsigned char* buffer, unsigned long long length,
                        const kestrune::FlatDigests& digests);
 
+  // Bytes of the XML fork, and with one more those of a GetXMLForkCopy: the text may end before.
+  unsigned long long GetXMLForkLen() const;
+
   // Hands the tree from this cell on, next blocks included, over to another factory, for a tree that outlives
   // the one that it was made with.
   void MoveToCreator(TypV2InstanceCreator* creator);

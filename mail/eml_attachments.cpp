@@ -89,7 +89,7 @@ void AppendNameLine(std::string_view field, std::string_view name, std::string_v
 Result CopyXml(const TypV2BlockCell& cell, TextBuffer* xml) {
   char* copy = nullptr;
   if (const Result rc = cell.GetXMLForkCopy(&copy); rc != kOk) return rc;
-  if (copy != nullptr) xml->Adopt(copy);
+  if (copy != nullptr) xml->Adopt(copy, static_cast<std::size_t>(cell.GetXMLForkLen()) + 1);
   return kOk;
 }
 

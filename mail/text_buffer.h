@@ -39,10 +39,11 @@ class TextBuffer {
     if (bytes_) bytes_.text()[size_] = 0;
   }
 
-  // Takes over a zero-terminated text from malloc, in place of what was held.
-  void Adopt(char* text) noexcept {
-    size_ = std::strlen(text);
-    bytes_.Adopt(text, size_ + 1);
+  // Takes over a block of `bytes` from malloc, in place of what was held; its text is what stands before its
+  // first zero byte, but all of it is wiped in the end.
+  void Adopt(char* block, std::size_t bytes) noexcept {
+    size_ = std::strlen(block);
+    bytes_.Adopt(block, bytes);
   }
 
   // Overwrites the text with random bytes and clears.
