@@ -172,9 +172,10 @@ Result TypV2KestruneKey::ReadRun(unsigned char* to, unsigned long long length, u
       // A chunk that is entered in its middle is read apart, so that all the others land in their place.
       bytes = std::min(bytes, kChunkBytes);
       SecretArray<kChunkBytes> chunk;
-      if (const Result rc = ReadPad(page, chunk.data(), bytes); rc != kOk) return rc;
+      const Bytes64 needed = std::min(bytes, skip + wanted);
+      if (const Result rc = ReadPad(page, chunk.data(), bytes, needed); rc != kOk) return rc;
       std::memcpy(to, chunk.data() + skip, bytes - skip);
-    } else if (const Result rc = ReadPad(page, to, bytes); rc != kOk) {
+    } else if (const Result rc = ReadPad(page, to, bytes, std::min(bytes, wanted)); rc != kOk) {
       return rc;
     }
     to += bytes - skip;
@@ -197,28 +198,46 @@ int TypV2KestruneKey::GetOTPassword(unsigned char* out, unsigned long long* offs
   }
   SecretCBuffer chunk;
   if (!chunk.Allocate(kChunkBytes)) return kNoObject;
-  if (const Result rc = ReadPad(header_.TailleOTPChiffrement + page, chunk.data(), kChunkBytes); rc != kOk) {
-    return rc;
-  }
+  const Result rc = ReadPad(header_.TailleOTPChiffrement + page, chunk.data(), kChunkBytes,
+                            offset - page + kOneTimePasswordBytes);
+  if (rc != kOk) return rc;
   TypV2KeyHeader advanced = header_;
   const bool at_end = header_.TailleOTPassword - offset <= kOneTimePasswordBytes;
   advanced.OffsetOTPassword = at_end ? 0 : offset + kOneTimePasswordBytes;
-  if (const Result rc = Commit(advanced); rc != kOk) return rc;
+  if (const Result committed = Commit(advanced); committed != kOk) return committed;
   std::memcpy(out, chunk.data() + (offset - page), kOneTimePasswordBytes);
   return kOk;
 }
 
 // Reads `bytes` bytes from `first_byte` of the two pads together on and deciphers the whole chunks of them. A
 // piece that ends inside a chunk (a pad whose length is no multiple of 4096) stays there as it is in the
-// file.
-Result TypV2KestruneKey::ReadPad(unsigned long long first_byte, unsigned char* to, unsigned long long bytes) {
+// file. The first `needed` bytes are handed out, so the file must hold them.
+Result TypV2KestruneKey::ReadPad(unsigned long long first_byte, unsigned char* to, unsigned long long bytes,
+                                 unsigned long long needed) {
   const Bytes64 first_chunk = first_byte / kChunkBytes;
   if (!HasIvs(first_chunk, bytes / kChunkBytes)) return key::kOffset;
   const Bytes64 pads = kHeaderBytes + iv_area_.size();
-  if (first_byte > kMost - pads) return file::kRead;
-  // Bytes that the file does not hold are not made up: a pad of deciphered zeros repeats every 16 bytes.
-  if (file_->SetFilePos(pads + first_byte) != kOk || file_->Read(to, bytes) != kOk) return file::kRead;
+  if (first_byte > kMost - pads || file_->SetFilePos(pads + first_byte) != kOk) return file::kRead;
+  if (file_->Read(to, bytes) != kOk) {
+    if (const Result rc = ReadHeld(pads + first_byte, to, bytes, needed); rc != kOk) return rc;
+  }
   return DecryptageAESChunk(to, first_chunk, bytes / kChunkBytes);
+}
+
+// Reads what a file that ends inside these bytes still holds of them; zeros behind it. The needed bytes must
+// be there, with the whole AES block that the last one lies in: none are made up, since a pad of deciphered
+// zeros repeats every 16 bytes.
+Result TypV2KestruneKey::ReadHeld(unsigned long long position, unsigned char* to, unsigned long long bytes,
+                                  unsigned long long needed) {
+  Bytes64 end = 0;
+  if (file_->GetLength(&end) != kOk || end < position) return file::kRead;
+  const Bytes64 held = std::min(bytes, end - position);
+  if (held < std::min(bytes, (needed + kAesBlockBytes - 1) / kAesBlockBytes * kAesBlockBytes)) {
+    return file::kRead;
+  }
+  if (file_->SetFilePos(position) != kOk || file_->Read(to, held) != kOk) return file::kRead;
+  std::memset(to + held, 0, bytes - held);
+  return kOk;
 }
 
 // State before output: the object and the file move on together, or not at all.

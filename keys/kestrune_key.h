@@ -83,7 +83,10 @@ class KESTRUNE_API TypV2KestruneKey : public kestrune::LibraryObject<TypV2Kestru
   kestrune::Result Open(const char* name, long with_year, const char* folder, const char* hex_password);
   kestrune::Result OpenFile(const char* name, long with_year, const char* folder);
   kestrune::Result ReadRun(unsigned char* to, unsigned long long length, unsigned long long room);
-  kestrune::Result ReadPad(unsigned long long first_byte, unsigned char* to, unsigned long long bytes);
+  kestrune::Result ReadPad(unsigned long long first_byte, unsigned char* to, unsigned long long bytes,
+                           unsigned long long needed);
+  kestrune::Result ReadHeld(unsigned long long position, unsigned char* to, unsigned long long bytes,
+                            unsigned long long needed);
   bool HasIvs(unsigned long long first_chunk, unsigned long long chunk_count) const;
   kestrune::Result Commit(const TypV2KeyHeader& advanced);
   void Release();

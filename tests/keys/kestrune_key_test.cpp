@@ -127,9 +127,10 @@ TEST_F(KestruneKeyTest, BelievesNoHeader) {
            Row{kFirstOffsetAt, kFirst, kOk, key::kOffset, kOk},
            Row{kUsesAt, 0, file::kRead, kNoObject, kNoObject, 511},
            Row{kUsesAt, 0, file::kRead, kNoObject, kNoObject, pads - 1},
-           Row{kUsesAt, 0, kOk, file::kRead, file::kRead, pads + 8191},
-           Row{kUsesAt, 0, kOk, kOk, file::kRead, pads + kFirst + 4095},
-           Row{kUsesAt, 0, kOk, kOk, kOk, pads + kFirst + 4096},
+           Row{kUsesAt, 0, kOk, file::kRead, file::kRead, pads + 5007},  // inside the last AES block needed
+           Row{kUsesAt, 0, kOk, kOk, file::kRead, pads + 5008},
+           Row{kUsesAt, 0, kOk, kOk, file::kRead, pads + kFirst + 31},
+           Row{kUsesAt, 0, kOk, kOk, kOk, pads + kFirst + 32},
        }) {
     Bytes damaged = file;
     SetNumberAt(damaged, row.at, row.value);
@@ -139,6 +140,7 @@ TEST_F(KestruneKeyTest, BelievesNoHeader) {
     EXPECT_EQ(Open(1), row.open) << row.at << ' ' << row.value;
     EXPECT_EQ(Take(key, 5000, &run, &offset), row.take) << row.at << ' ' << row.value << ' ' << row.bytes;
     EXPECT_EQ(run.empty(), row.take != kOk);
+    EXPECT_TRUE(row.at != kUsesAt || run.empty() || run == RunOf(folder.personal.first_pad, 0, 5000));
     EXPECT_EQ(FileNow() == damaged, row.take != kOk);
     EXPECT_EQ(key.GetOTPassword(password, &offset), row.password) << row.at << ' ' << row.bytes;
   }
