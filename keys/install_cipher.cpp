@@ -126,7 +126,7 @@ Result Transit::EncipherBody() {
 Result Transit::Encipher() {
   Result rc = EncipherBody();
   if (rc == kOk) {
-    std::array<unsigned char, kTrailerBytes> trailer{};
+    SecretArray<kTrailerBytes> trailer;
     sha1_finish(&digest_, trailer.data());
     rc = WriteEnciphered(trailer.data(), trailer.size());
   }
@@ -153,10 +153,10 @@ Result Transit::DecipherBody(unsigned char* trailer) {
 }
 
 Result Transit::Decipher() {
-  std::array<unsigned char, kTrailerBytes> trailer{};
+  SecretArray<kTrailerBytes> trailer;
   Result rc = DecipherBody(trailer.data());
   if (rc == kOk) {
-    std::array<unsigned char, kSha1Bytes> digest;
+    SecretArray<kSha1Bytes> digest;
     sha1_finish(&digest_, digest.data());
     if (!equal_in_constant_time(digest.data(), trailer.data(), digest.size())) rc = install::kDigest;
   }

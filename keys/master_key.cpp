@@ -23,6 +23,7 @@ constexpr std::size_t kPathBytes = 2048;
 
 int TypV2MasterKey::InitCreate(TypV2InstanceCreator* creator, const char* folder, const char* name,
                                unsigned long long open_mode) {
+  Kill();
   creator_ = creator;
   open_mode_ = open_mode;
   const Result rc = Open(folder, name);

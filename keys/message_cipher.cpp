@@ -236,8 +236,11 @@ int TypKestruneV2::Low_decrypter(const unsigned char* in, unsigned long long len
   SecretCBuffer body;
   Bytes64 body_length = 0;
   const Result rc = Open(in, length, key_file_name, hex_password, &body, &body_length);
-  // Whatever was opened, taken or deciphered is gone by now: what follows may last.
-  if (IsMalformed(rc)) SleepForEver();
+  // Whatever was opened, taken or deciphered is gone by now: what follows may last, so the password goes too.
+  if (IsMalformed(rc)) {
+    password_.Wipe();
+    SleepForEver();
+  }
   if (rc != kOk) return rc;
   *out = body.release();
   *out_length = body_length;

@@ -61,9 +61,9 @@ class KESTRUNE_API TypKestruneV2 : public kestrune::LibraryObject<TypKestruneV2>
   //
   // DOES NOT RETURN for a body whose random strings leave no room for a byte between them: a forged or
   // damaged one, one opened with a key of another year, and the sealed empty body. The call then sleeps for
-  // ever, on purpose, with every secret wiped, files closed and locks released: who feeds it guesses learns
-  // nothing from it. A caller that must go on sets a deadline of its own (a process per message, or a thread
-  // it gives up).
+  // ever, on purpose, with every secret wiped (the password held too; `hex_password` is the caller's to care
+  // for), files closed and locks released: who feeds it guesses learns nothing from it. A caller that must go
+  // on sets a deadline of its own (a process per message, or a thread it gives up).
   //
   // -89: no input, or 24 bytes or fewer (the key files are tried before that). -87, -88: key file name (4 to
   // 44 characters) or password missing. -56: the name does not end in a year. -9: the name holds a '/', or no

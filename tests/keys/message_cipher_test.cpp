@@ -119,6 +119,8 @@ TEST_F(CipherTest, TrapsBodiesWithoutABody) {
     EXPECT_EQ(opened.size(), row.opened);
     EXPECT_EQ(trapped, row.want == kOk ? 0 : 1);
   }
+  Bytes sealed;
+  EXPECT_EQ(Seal(Bytes(1), &sealed), key::kCheckFailed);  // no password lies in the memory of who sleeps
 }
 
 TEST_F(CipherTest, AnswersInTheOrderOfItsSteps) {
