@@ -21,38 +21,44 @@ enum Mode { kEncipher = 0, kDecipher = 1, kRekey = 2 };
 constexpr int kReadExisting = 0;
 constexpr std::size_t kSpareCharacters = 2048;
 
-// A text that is overwritten with drawn bytes before its memory goes.
+// What is overwritten with drawn bytes before the memory of a text is wiped. Deliberate: just so much, since
+// every draw changes the keys and IVs that a process draws later.
+enum class Scrub {
+  kNothing,
+  kWhole,
+  kUpToDrawnZero,  // a zero that is drawn ends the text, and the scrubbing with it
+};
+
 class ScrubbedText {
  public:
-  ScrubbedText() = default;
+  explicit ScrubbedText(Scrub scrub) : scrub_(scrub) {}
   ScrubbedText(const ScrubbedText&) = delete;
   ScrubbedText& operator=(const ScrubbedText&) = delete;
-  ~ScrubbedText() { Scrub(); }
-
-  [[nodiscard]] bool Allocate(std::size_t characters) {
-    Scrub();
-    return buffer_.Allocate(characters + 1);
+  ~ScrubbedText() {
+    if (!buffer_) return;
+    if (scrub_ == Scrub::kWhole) ScrubWithRandom(buffer_.data(), buffer_.size() - 1);
+    if (scrub_ == Scrub::kUpToDrawnZero) ScrubUpToDrawnZero();
   }
+
+  [[nodiscard]] bool Allocate(std::size_t characters) { return buffer_.Allocate(characters + 1); }
   // As much room as a form of a text of that length takes.
   [[nodiscard]] bool AllocateForForm(std::size_t text_length) {
     return Allocate(text_length / 2 * 3 + text_length % 2 + kSpareCharacters);
   }
-  void TakeOver(ScrubbedText* other) {
-    Scrub();
-    buffer_ = std::move(other->buffer_);
-  }
+  void TakeOver(ScrubbedText* other) { buffer_ = std::move(other->buffer_); }
 
   char* text() const { return buffer_.text(); }
   std::size_t length() const { return std::strlen(buffer_.text()); }
 
  private:
-  // Up to the last byte that was ever written; a file's text may go on behind a zero byte.
-  void Scrub() {
-    std::size_t end = buffer_.size();
-    while (end > 0 && buffer_.data()[end - 1] == 0) --end;
-    ScrubWithRandom(buffer_.data(), end);
+  void ScrubUpToDrawnZero() {
+    for (char *at = text(), *const end = at + length(); at < end; ++at) {
+      *at = static_cast<char>(DrawRandom());
+      if (*at == 0) return;
+    }
   }
 
+  Scrub scrub_;
   SecretCBuffer buffer_;
 };
 
@@ -82,7 +88,7 @@ Result Cipher(const char* text, const char* hex_password, int mode, ScrubbedText
 
 // `result` holds the deciphered text, on success its form under the new password.
 Result Rekey(const char* new_hex_password, ScrubbedText* result, int verbose) {
-  ScrubbedText form;
+  ScrubbedText form(Scrub::kNothing);
   if (!form.AllocateForForm(result->length())) return kNoObject;
   const Result rc = Cipher(result->text(), new_hex_password, kEncipher, &form, verbose);
   if (rc != kOk) return rc;
@@ -112,12 +118,12 @@ int Api2AesFile(const char* inputPath, const char* outputPath, const char* hexPa
     if (inputPath == nullptr) return argument::kNoInput;
     if (hexPassword == nullptr) return hybrid::kNoPassword;
     TypV2InstanceCreatorUnix creator;
-    ScrubbedText input;
+    ScrubbedText input(Scrub::kWhole);
     unsigned long long length = 0;
     if (const Result rc = ReadText(&creator, inputPath, &input, &length); rc != kOk) return rc;
     if (verbose == 1) std::printf("inptextlen==%d\n", static_cast<int>(length));
 
-    ScrubbedText result;
+    ScrubbedText result(Scrub::kUpToDrawnZero);
     if (!result.AllocateForForm(static_cast<std::size_t>(length))) return kNoObject;
     const int first_mode = mode == kRekey ? static_cast<int>(kDecipher) : mode;
     Result rc = Cipher(input.text(), hexPassword, first_mode, &result, verbose);

@@ -1,10 +1,12 @@
 // Short texts: Api2Aes, Api2AesFile, Api2AesPub, Api2DeAesPriv.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <set>
 #include <string>
 
 #include "api/kestrune.h"
+#include "core/random.h"
 #include "core/result.h"
 #include "crypto/classic.h"
 #include "tests/keys/openssl.h"
@@ -101,6 +103,29 @@ TEST(AesFile, CiphersAndChangesPasswordsInPlace) {
   EXPECT_NE(Aes(form, kKey, 1).second, "bon\njour");
   EXPECT_EQ(run(other, nullptr, 2, 0), "");
   EXPECT_EQ(ToText(ReadFile(path)), "bon\njour");
+}
+
+// The draws of a file decide what the next text is enciphered with: 16 for its own IV, the result up to a drawn
+// zero, all of the input, zeros at its end too.
+TEST(AesFile, DrawsAsOftenAsItMust) {
+  std::srand(1);
+  const int drawn = DrawRandom();
+  std::srand(1);
+  if (drawn != std::rand()) GTEST_SKIP() << "the system draws";
+  const TempFolder folder;
+  const std::string in = folder.File("in"), out = folder.File("out");
+  WriteFile(in, std::string(900, 'x') + std::string(5, '\0'));
+  constexpr int kFormCharacters = 50 + 1216;  // around the Base64 of 912 bytes
+  for (const unsigned seed : {1u, 2u, 3u}) {
+    std::srand(seed);
+    ASSERT_EQ(Api2AesFile(in.c_str(), out.c_str(), kKey.c_str(), nullptr, 0, 0), 0);
+    const int next = std::rand();
+    std::srand(seed);
+    for (int i = 0; i < 16; ++i) std::rand();
+    for (int i = 0; i < kFormCharacters && (std::rand() & 0xFF) != 0;) ++i;
+    for (int i = 0; i < 905; ++i) std::rand();
+    EXPECT_EQ(next, std::rand()) << seed;
+  }
 }
 
 TEST(AesFile, LeavesOlderOutputsAlone) {
