@@ -5,15 +5,17 @@ include(CMakePackageConfigHelpers)
 set(installed_headers
   api/kestrune.h
   blocks/block_cell.h blocks/v1_structure.h
-  core/file_ref.h core/instance_creator.h core/key_header.h core/object.h core/owned.h core/result.h
+  core/file_ref.h core/instance_creator.h core/key_header.h core/memory.h core/object.h core/owned.h core/result.h
   core/string_helpers.h core/utils.h
   crypto/classic.h crypto/export.h
   envelope/crypto_interface.h
   keys/aes.h keys/install_cipher.h keys/kestrune_key.h keys/master_key.h keys/message_cipher.h
-  mail/charset.h mail/eml.h mail/mail_text.h
+  mail/charset.h mail/mail_text.h
   sign/key_utils.h sign/signature.h sign/signature_verify.h)
 
 set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/kestrune)
+# <kestrune/kestrune.h> is found in the first, what the headers themselves include in the second.
+set(header_folders ${CMAKE_INSTALL_INCLUDEDIR} ${header_folder})
 set(cmake_folder ${CMAKE_INSTALL_LIBDIR}/cmake/kestrune)
 set(tool_part COMPONENT tool)
 set(dev_part COMPONENT development)
@@ -22,15 +24,14 @@ set(dev_part COMPONENT development)
 install(TARGETS kestrunesign RUNTIME ${tool_part})
 install(TARGETS kestrune EXPORT kestruneTargets
   LIBRARY ${tool_part} NAMELINK_COMPONENT development
-  INCLUDES DESTINATION ${header_folder})
+  INCLUDES DESTINATION ${header_folders})
 install(TARGETS kestrune_static EXPORT kestruneTargets
-  ARCHIVE ${dev_part} INCLUDES DESTINATION ${header_folder})
+  ARCHIVE ${dev_part} INCLUDES DESTINATION ${header_folders})
 
 foreach(header IN LISTS installed_headers)
   get_filename_component(folder ${header} DIRECTORY)
   install(FILES ${PROJECT_SOURCE_DIR}/${header} DESTINATION ${header_folder}/${folder} ${dev_part})
 endforeach()
-# <kestrune/kestrune.h> needs no flag where the prefix is searched anyway.
 install(FILES ${PROJECT_SOURCE_DIR}/cmake/kestrune.h DESTINATION ${header_folder} ${dev_part})
 
 # --- For those who build against it -------------------------------------------------------------------
@@ -86,7 +87,7 @@ add_custom_target(compressed_documents ALL DEPENDS ${compressed_files})
 install(FILES README.md README.fr.md DESTINATION ${tool_doc} ${tool_part})
 install(DIRECTORY docs DESTINATION ${dev_doc} ${dev_part} FILES_MATCHING PATTERN *.md)
 install(DIRECTORY examples DESTINATION ${dev_doc} ${dev_part}
-  FILES_MATCHING PATTERN *.c PATTERN *.cpp PATTERN *.h)
+  FILES_MATCHING PATTERN *.c PATTERN *.cpp PATTERN note.txt PATTERN make_keys.cpp EXCLUDE)
 install(FILES completions/kestrunesign.bash RENAME kestrunesign
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions ${tool_part})
 install(FILES completions/_kestrunesign DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions ${tool_part})

@@ -4,22 +4,20 @@
 
 #include <ctime>
 
-#include "crypto/export.h"
-
 namespace kestrune {
 
 // Seconds since the epoch.
-KESTRUNE_API std::time_t CurrentTime();
+std::time_t CurrentTime();
 
 // Now, broken down in the local time zone.
-KESTRUNE_API std::tm LocalCalendar();
+std::tm LocalCalendar();
 
 // Now, with nanoseconds.
-KESTRUNE_API std::timespec CurrentTimeWithNanoseconds();
+std::timespec CurrentTimeWithNanoseconds();
 
 // Day of the week of a date that begins with "YYYY-MM-DD", 0 for Sunday, in the local time zone; -1 for any
 // other text and for a date before 1970.
-KESTRUNE_API int WeekDayOfDate(const char* date);
+int WeekDayOfDate(const char* date);
 
 }  // namespace kestrune
 

@@ -8,19 +8,17 @@
 
 #include <cstddef>
 
-#include "crypto/export.h"
-
 namespace kestrune {
 
 // One draw, from 0 to RAND_MAX.
-KESTRUNE_API int DrawRandom();
+int DrawRandom();
 
 // Seeds the generator with the current time in seconds.
-KESTRUNE_API void SeedRandomWithTime();
+void SeedRandomWithTime();
 
 // Overwrites `count` bytes with the low 8 bits of one draw each; for what held clear text and is about to
 // be freed. Not removed by the optimiser.
-KESTRUNE_API void ScrubWithRandom(void* bytes, std::size_t count);
+void ScrubWithRandom(void* bytes, std::size_t count);
 
 }  // namespace kestrune
 
