@@ -2,7 +2,9 @@
 add_library(kestrune_compiler INTERFACE)
 target_compile_options(kestrune_compiler INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
-  -fstack-protector-strong -ffunction-sections -fdata-sections)
+  -fstack-protector-strong -ffunction-sections -fdata-sections
+  # No path of this build in what it makes: two builds in two folders give the same bytes.
+  -ffile-prefix-map=${PROJECT_BINARY_DIR}/= -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 target_link_options(kestrune_compiler INTERFACE -Wl,--gc-sections -Wl,-z,relro)
 if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT KESTRUNE_SANITIZE)
   target_compile_definitions(kestrune_compiler INTERFACE _FORTIFY_SOURCE=2)

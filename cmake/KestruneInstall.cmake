@@ -87,7 +87,7 @@ add_custom_target(compressed_documents ALL DEPENDS ${compressed_files})
 install(FILES README.md README.fr.md DESTINATION ${tool_doc} ${tool_part})
 install(DIRECTORY docs DESTINATION ${dev_doc} ${dev_part} FILES_MATCHING PATTERN *.md)
 install(DIRECTORY examples DESTINATION ${dev_doc} ${dev_part}
-  FILES_MATCHING PATTERN *.c PATTERN *.cpp PATTERN note.txt PATTERN make_keys.cpp EXCLUDE)
+  FILES_MATCHING PATTERN *.c PATTERN *.cpp PATTERN *.h PATTERN note.txt)
 install(FILES completions/kestrunesign.bash RENAME kestrunesign
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions ${tool_part})
 install(FILES completions/_kestrunesign DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions ${tool_part})
