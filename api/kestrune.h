@@ -3,11 +3,15 @@
  * C++.
  *
  * Conventions
- *   Texts are zero-terminated strings of 8-bit characters. Lengths are in bytes.
+ *   Texts are zero-terminated strings of 8-bit characters. Lengths are in bytes, the terminator not counted.
+ *   What is only read (const) is not needed after the call, and is left as it is.
  *   Every function returns 0 or a negative code; core/result.h names them all.
  *   Buffers handed out come from malloc(); the caller gives them to free().
  *   A key folder is a prefix: it must end with the path separator.
- *   Each call makes and destroys its own objects; nothing lives from one call to the next.
+ *   Output buffers whose room is told below are the caller's; their size cannot be checked.
+ *   -96 (no memory, or an object could not be made) is a code of every function with a result.
+ *   Each call makes and destroys its own objects. What is left behind in the process is the state of rand(),
+ *   which the message functions seed with the time, and a lock on a key file while it is open.
  *   Threads: call from one thread at a time.
  */
 #ifndef KESTRUNE_API_KESTRUNE_H
@@ -50,8 +54,10 @@ KESTRUNE_API int BuildHexPassword(const unsigned char* password, unsigned char* 
  * password  pass phrase of the key file, at most 32 characters, "" when it has none. In this text itself
  *           '#', '$', '&', '*', '-', '=' and '@' become '_'. It is not wiped: that is the caller's.
  * folder    key folder, at most 2047 characters, and path and name together at most 255.
- * out       the block; 800 bytes hold it for keys up to 4096 bits, 2000 for the largest key (8192 bits).
- *           Empty after a failure of the signing itself, untouched after the argument codes -86, -87, -88.
+ * out       the block and its terminator: 29 + N + B + (B + 3) / 60 bytes, rounded down, with N characters of
+ *           the file name without ".key" and B = 4 * ((modulus in bytes + 2) / 3). 800 bytes hold it for keys
+ *           up to 4096 bits, 1500 for the largest key (8192 bits). Empty after a failure of the signing
+ *           itself, untouched after -60, -62, -86, -87, -88.
  *
  * -86: folder, -87: keyName missing or too long (-86 wins). -88: password missing or too long.
  * -103: no key file of this year. -104: the pass phrase does not open it. -95: it is unreadable, no RSA key,
@@ -183,12 +189,13 @@ KESTRUNE_API int Api2DeAesPriv(const char* form, const char* keyPassword, const 
  *
  * Common to the functions below:
  *   folder   holds the personal keys (NAME.YEAR), the master key (Master.YEAR), the signing keys and the
- *            certificates. At most 2048 characters (-70), of which the readers of keys take 2047 (-86); null
- *            is an empty text where no code is given for it.
+ *            certificates. At most 2048 characters (-70, before all other codes of the message), of which the
+ *            readers of keys take 2047 (-86); folder and file name together 255 (-99, for signing keys -103).
+ *            Null is an empty text where no code is given for it.
  *   verbose  1 prints trace lines in French on standard output; any other value prints none.
  *   A hexadecimal password is the output of BuildHexPassword for the personal key's pass phrase.
- * -96: no memory, everywhere. After a failure outputs are null and lengths 0, unless the failure is an
- * argument code, which leaves them as they were.
+ *   After a failure outputs are null and lengths 0, unless a null argument was refused, which leaves them as
+ *   they were.
  */
 
 /*
@@ -216,11 +223,13 @@ KESTRUNE_API int Api2DeAesPriv(const char* form, const char* keyPassword, const 
  * One of text and attachments must be there, and one recipient. Effect: pad bytes of the personal and the
  * master key are used up, whether sealing succeeds in the end or not.
  *
- * -87: userName missing, empty or longer. -88: hexPassword not 64 characters, or signPassword longer. -66, -67: signName, signPassword.
- * -65: no subject. -64: no text and no attachments (null). -110: no dateTime. -63: no recipient. The last four
- * and -70 are tested in any case, the last one that applies is returned. -54: attachment too large. -53: 100
- * attachments. -9: a key or output file cannot be opened. -92: wrong hexPassword. -103, -104, -95: as
- * Api2GetSignatureXMLLight. -107, -8, -7, -43: a damaged key file. -93: more than 1,000,000,000 bytes.
+ * -87: userName missing, empty or longer. -88: hexPassword not 64 characters, or signPassword longer. -66:
+ * signName missing, empty or longer than 40 characters. -67: signPassword missing or empty. -65: no subject.
+ * -64: no text and no attachments (null). -110: no dateTime. -63: no recipient. The last four are tested in any
+ * case; of all these codes the last one that applies is returned. -54: attachment too large. -53: 100
+ * attachments. -43: no master key of this year. -9: no personal key of this year, or a file cannot be opened.
+ * -92: wrong hexPassword. -103, -104, -95: as Api2GetSignatureXMLLight. -107, -8, -7: a damaged key file.
+ * -99: outputFile missing or of 256 characters or more. -93: more than 1,000,000,000 bytes.
  */
 KESTRUNE_API long Api2Crypterfile(const char* textFile, const char* attachmentFiles, const char* userName,
                                   const char* signName, const char* hexPassword, char* signPassword,
@@ -269,14 +278,18 @@ KESTRUNE_API long Api2ExtractGrisFromHTTPSBlock(const unsigned char* block, unsi
 /*
  * Opens the grey block in a file.
  *
- * hexPassword  of the personal key that the block names (NAME.YEAR in the folder)
+ * hexPassword  of the personal key that the block names (NAME.YEAR in the folder), 64 characters; more do not
+ *              count
  * red          the red block's tree, for Api2ConvertRedBlockToEml or the operations of blocks/block_cell.h;
  *              the caller ends it with Api2FreeRedBlock. -60: null.
  *
  * -9: the file cannot be opened, or there is no key of that name. -99: path missing or of 256 characters or
- * more. -75, -73, -74, -79: the grey block, or what it deciphers to, is not intact. -77: no green block in it.
- * -87, -56: it names no personal key. -88: hexPassword null. -92: wrong hexPassword. -107, -8, -89: forged.
- * -69: the red block is not signed.
+ * more. -43: no master key of the same year. -75, -73, -74, -79: the grey block, or what it deciphers to, is not
+ * intact. -77: no green block in it. -87, -56: it names no personal key. -88: hexPassword null. -92: wrong
+ * hexPassword. -107, -8, -89: forged, or a damaged key file. -111: more than 1,000,000,000 bytes. -69: the red
+ * block is not signed.
+ *
+ * Effect: none on the key files, which are only read, without waiting for processes that seal.
  *
  * MAY NEVER RETURN: a grey block that was forged, or sealed under another key of the same name, can decipher
  * to a body without a body, and the call then sleeps for ever, its secrets wiped. Whoever opens messages of
