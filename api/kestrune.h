@@ -278,13 +278,13 @@ KESTRUNE_API long Api2ExtractGrisFromHTTPSBlock(const unsigned char* block, unsi
 /*
  * Opens the grey block in a file.
  *
- * hexPassword  of the personal key that the block names (NAME.YEAR in the folder), 64 characters; more do not
- *              count
+ * hexPassword  of the personal key that the block names (NAME.YEAR in the folder): 64 characters. Further ones,
+ *              up to 80 in all, do not count.
  * red          the red block's tree, for Api2ConvertRedBlockToEml or the operations of blocks/block_cell.h;
  *              the caller ends it with Api2FreeRedBlock. -60: null.
  *
  * -9: the file cannot be opened, or there is no key of that name. -99: path missing or of 256 characters or
- * more. -43: no master key of the same year. -75, -73, -74, -79: the grey block, or what it deciphers to, is not
+ * more. -43: no master key of that year. -75, -73, -74, -79: the grey block, or what it deciphers to, is not
  * intact. -77: no green block in it. -87, -56: it names no personal key. -88: hexPassword null. -92: wrong
  * hexPassword. -107, -8, -89: forged, or a damaged key file. -111: more than 1,000,000,000 bytes. -69: the red
  * block is not signed.

@@ -15,9 +15,9 @@
 #include <vector>
 
 #include "api/kestrune.h"
+#include "bench/red_tree.h"
 #include "crypto/classic.h"
 #include "mail/mail_text.h"
-#include "bench/red_tree.h"
 
 namespace {
 
