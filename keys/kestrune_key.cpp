@@ -11,6 +11,7 @@
 #include "core/result.h"
 #include "crypto/classic.h"
 #include "keys/aes.h"
+#include "keys/header_file.h"
 
 using namespace kestrune;
 
@@ -250,21 +251,11 @@ Result TypV2KestruneKey::Commit(const TypV2KeyHeader& advanced) {
 }
 
 int TypV2KestruneKey::LoadHeader() {
-  if (!file_) return kNoObject;
-  if (const Result rc = file_->SetFilePos(0); rc != kOk) return rc;
-  TypV2KeyHeader loaded;
-  if (const Result rc = file_->Read(&loaded, sizeof loaded); rc != kOk) return rc;
-  utils_->SwapHeader(&loaded);
-  header_ = loaded;
-  return kOk;
+  return ReadKeyHeader(file_, utils_, &header_);
 }
 
 int TypV2KestruneKey::WriteHeader() {
-  if (!file_) return kNoObject;
-  if (const Result rc = file_->SetFilePos(0); rc != kOk) return rc;
-  TypV2KeyHeader stored = header_;
-  utils_->SwapHeader(&stored);
-  return file_->Write(&stored, sizeof stored);
+  return StoreKeyHeader(file_, utils_, header_);
 }
 
 int TypV2KestruneKey::LoadAndDecryptIV() {

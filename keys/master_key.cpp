@@ -8,6 +8,7 @@
 
 #include "core/instance_creator.h"
 #include "core/result.h"
+#include "keys/header_file.h"
 
 using namespace kestrune;
 
@@ -65,21 +66,11 @@ int TypV2MasterKey::Kill() {
 }
 
 int TypV2MasterKey::LoadHeader() {
-  if (!file_) return kNoObject;
-  if (const Result rc = file_->SetFilePos(0); rc != kOk) return rc;
-  TypV2KeyHeader loaded;
-  if (const Result rc = file_->Read(&loaded, sizeof loaded); rc != kOk) return rc;
-  utils_->SwapHeader(&loaded);
-  header_ = loaded;
-  return kOk;
+  return ReadKeyHeader(file_, utils_, &header_);
 }
 
 int TypV2MasterKey::WriteHeader() {
-  if (!file_) return kNoObject;
-  if (const Result rc = file_->SetFilePos(0); rc != kOk) return rc;
-  TypV2KeyHeader stored = header_;
-  utils_->SwapHeader(&stored);
-  return file_->Write(&stored, sizeof stored);
+  return StoreKeyHeader(file_, utils_, header_);
 }
 
 int TypV2MasterKey::SetOffsetOTPChiffrement(unsigned long long offset) {
