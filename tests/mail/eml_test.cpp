@@ -82,7 +82,7 @@ TEST(Eml, SinglePartToTheByte) {
   Add(red.get(), "PJ", AttachmentXml("YQ=="));
   Add(red.get(), "TEXT", "", std::string_view("deux\0trois", 10));
   Add(red.get(), "ROUT", routing.Xml());
-  ExpectMail(Convert(std::move(red)), "single_part.eml");
+  ExpectMail(Convert(std::move(red)), "without_attachment.eml");
 }
 
 TEST(Eml, MultipartToTheByte) {
