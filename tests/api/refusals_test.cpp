@@ -1,0 +1,50 @@
+// Codes that no other test meets, each from the nearest operation that gives it.
+#include <gtest/gtest.h>
+
+#include "api/kestrune.h"
+#include "blocks/block_cell.h"
+#include "core/file_ref.h"
+#include "core/instance_creator.h"
+#include "core/owned.h"
+#include "core/result.h"
+#include "core/utils.h"
+#include "envelope/crypto_interface.h"
+#include "sign/signature_verify.h"
+
+namespace kestrune::testing {
+namespace {
+
+TEST(Refusals, OfWhatIsMissingOrClosed) {
+  TypV2InstanceCreatorUnix creator;
+  unsigned char* bytes = nullptr;
+  unsigned long long length = 0;
+  long long position = 0;
+  char* text = nullptr;
+  EXPECT_EQ(TypV2FileRef().OpenDF(0), file::kUnavailable);
+  EXPECT_EQ(TypV2FileRefUnix().OpenDF(3), file::kUnknownMode);
+  EXPECT_EQ(TypV2FileRefUnix().GetDF(&bytes, &length), file::kNotOpen);
+  EXPECT_EQ(TypV2Utils().Concatenate(nullptr, "a", 1, &position, 9), utils::kNoDestination);
+  EXPECT_EQ(TypV2Utils().ExtractFirstPJFromMime(nullptr, 0, &bytes, nullptr), utils::kNoMimeOutput);
+  EXPECT_EQ(TypApiV2SignatureVerify().VerifyXMLSignBlockAuthentificationOnly("<SIGN/>", nullptr),
+            verifier::kNoNameOutput);
+  EXPECT_EQ(Api2AesFile("in", "out", nullptr, nullptr, 0, 0), hybrid::kNoPassword);
+  EXPECT_EQ(Api2ConvertRedBlockToEml(nullptr, &text), mail::kNoTree);
+  EXPECT_EQ(TypV2CryptoInterface().GetDF(nullptr, "a", &bytes, &length, nullptr), envelope::kNoXmlOutput);
+}
+
+TEST(Refusals, OfCellsThatDoNotFit) {
+  TypV2InstanceCreatorUnix creator;
+  Owned<TypV2BlockCell> cell(creator.newTypV2BlockCell());
+  ASSERT_EQ(cell.Init(&creator), kOk);
+  EXPECT_EQ(cell->addsubblock(nullptr), block::kNoCell);
+  EXPECT_EQ(cell->ExportBlockAsV1Struct(nullptr), block::kNoStructure);
+  // A record whose forks could not be read keeps the lengths that it announced.
+  const unsigned char record[24] = {2, 0, 1, 'A', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 5};
+  unsigned long long at = 0, length = 0;
+  unsigned char* flat = nullptr;
+  EXPECT_EQ(cell->LoadFromFlatData(record, &at, sizeof record), block::kForkPastEnd);
+  EXPECT_EQ(cell->GetFlatData(&flat, &length, nullptr), block::kNoXml);
+}
+
+}  // namespace
+}  // namespace kestrune::testing
