@@ -1,5 +1,5 @@
 // The entry points that open a message.
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "api/message_call.h"
 #include "blocks/block_cell.h"
 #include "core/entry_point.h"

@@ -2,7 +2,7 @@
 #include <array>
 #include <cstdio>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "api/message_call.h"
 #include "core/entry_point.h"
 

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "api/message_call.h"
 #include "core/entry_point.h"
 #include "core/file_ref.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 
 namespace {
 

@@ -14,6 +14,7 @@
 #include <string>
 
 #include "core/instance_creator.h"
+#include "crypto/classic.h"
 #include "keys/install_cipher.h"
 #include "tests/support/temp_folder.h"
 

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "bench/red_tree.h"
 #include "crypto/classic.h"
 #include "mail/mail_text.h"

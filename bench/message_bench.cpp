@@ -22,7 +22,7 @@
 #include <string>
 #include <vector>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "blocks/block_cell.h"
 #include "core/instance_creator.h"
 #include "core/owned.h"

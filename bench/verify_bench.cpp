@@ -12,6 +12,7 @@
 
 #include "core/instance_creator.h"
 #include "core/owned.h"
+#include "crypto/classic.h"
 #include "sign/signature.h"
 #include "sign/signature_verify.h"
 #include "tests/support/key_folder.h"

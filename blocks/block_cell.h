@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "base/export.h"
 #include "core/object.h"
-#include "crypto/export.h"
 
 class TypV1SimpleStruc;
 class TypV2InstanceCreator;

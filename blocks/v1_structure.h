@@ -2,8 +2,8 @@
 #ifndef KESTRUNE_BLOCKS_V1_STRUCTURE_H
 #define KESTRUNE_BLOCKS_V1_STRUCTURE_H
 
+#include "base/export.h"
 #include "core/object.h"
-#include "crypto/export.h"
 
 // Type codes of attachments: four characters read as a big-endian number.
 inline constexpr long long kTypeXmlFork = 0x584D4C53;     // "XMLS", the XML fork of a cell

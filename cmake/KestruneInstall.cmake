@@ -3,11 +3,11 @@
 include(CMakePackageConfigHelpers)
 
 set(installed_headers
-  api/kestrune.h
+  base/bounded_text.h base/buffer.h base/export.h base/memory.h base/wipe.h
   blocks/block_cell.h blocks/v1_structure.h
-  core/file_ref.h core/instance_creator.h core/key_header.h core/memory.h core/object.h core/owned.h core/result.h
+  core/file_ref.h core/instance_creator.h core/key_header.h core/object.h core/owned.h core/result.h
   core/string_helpers.h core/utils.h
-  crypto/classic.h crypto/export.h
+  crypto/classic.h
   envelope/crypto_interface.h
   keys/aes.h keys/install_cipher.h keys/kestrune_key.h keys/master_key.h keys/message_cipher.h
   mail/charset.h mail/mail_text.h
@@ -32,7 +32,7 @@ foreach(header IN LISTS installed_headers)
   get_filename_component(folder ${header} DIRECTORY)
   install(FILES ${PROJECT_SOURCE_DIR}/${header} DESTINATION ${header_folder}/${folder} ${dev_part})
 endforeach()
-install(FILES ${PROJECT_SOURCE_DIR}/cmake/kestrune.h DESTINATION ${header_folder} ${dev_part})
+install(FILES ${PROJECT_SOURCE_DIR}/include/kestrune/kestrune.h DESTINATION ${header_folder} ${dev_part})
 
 # --- For those who build against it -------------------------------------------------------------------
 install(EXPORT kestruneTargets NAMESPACE kestrune:: DESTINATION ${cmake_folder} ${dev_part})

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "base/export.h"
 #include "core/object.h"
-#include "crypto/export.h"
 
 // A named file. The base class is the platform's interface and answers -101 to everything that needs a
 // file; TypV2FileRefUnix implements it. Results are 0, a code of core/result.h (namespace file), or the

@@ -8,11 +8,11 @@
 #include <cstring>
 #include <string_view>
 
-#include "core/file_lock.h"
+#include "base/file_lock.h"
+#include "base/regular_file.h"
 #include "core/file_ref.h"
 #include "core/owned.h"
 #include "core/result.h"
-#include "crypto/regular_file.h"
 
 using namespace kestrune;
 

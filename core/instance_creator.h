@@ -4,8 +4,8 @@
 #ifndef KESTRUNE_CORE_INSTANCE_CREATOR_H
 #define KESTRUNE_CORE_INSTANCE_CREATOR_H
 
+#include "base/export.h"
 #include "core/object.h"
-#include "crypto/export.h"
 
 class TypApiV2Signature;
 class TypApiV2SignatureVerify;

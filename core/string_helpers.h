@@ -5,7 +5,7 @@
 #ifndef KESTRUNE_CORE_STRING_HELPERS_H
 #define KESTRUNE_CORE_STRING_HELPERS_H
 
-#include "crypto/export.h"
+#include "base/export.h"
 
 // Copies `source` with its terminator; returns `destination`.
 KESTRUNE_API char* ApiV2Mystrcpy(char* destination, const char* source, unsigned long long size);

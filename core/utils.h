@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
+#include "base/export.h"
 #include "core/object.h"
-#include "crypto/export.h"
 
 struct TypV2KeyHeader;
 

@@ -1,22 +1,18 @@
-// Base64 and wiping behind the classic names.
+// Base64 and comparing behind the classic names.
 #include <mbedtls/base64.h>
-#include <mbedtls/platform_util.h>
+
+// This header of the library does not say itself that it is C.
+extern "C" {
+#include <mbedtls/constant_time.h>
+}
 
 #include "crypto/classic.h"
 #include "crypto/errors.h"
 
 using kestrune::crypto::ToClassicError;
 
-void wipe(void* bytes, std::size_t count) {
-  if (count != 0) mbedtls_platform_zeroize(bytes, count);
-}
-
 bool equal_in_constant_time(const void* a, const void* b, std::size_t count) {
-  const auto* left = static_cast<const volatile unsigned char*>(a);
-  const auto* right = static_cast<const volatile unsigned char*>(b);
-  unsigned difference = 0;
-  for (std::size_t i = 0; i < count; ++i) difference |= static_cast<unsigned>(left[i] ^ right[i]);
-  return difference == 0;
+  return mbedtls_ct_memcmp(a, b, count) == 0;
 }
 
 int base64_encode(unsigned char* output, std::size_t* output_length, const unsigned char* input,

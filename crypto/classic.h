@@ -12,7 +12,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "crypto/export.h"
+#include "base/export.h"
+#include "base/wipe.h"
 
 // ---- Constants -------------------------------------------------------------------------------------
 
@@ -48,10 +49,7 @@ inline constexpr int ERR_RSA_RNG_FAILED = -1152;
 inline constexpr int ERR_AES_INVALID_KEY_LENGTH = -2048;
 inline constexpr int ERR_AES_INVALID_INPUT_LENGTH = -2064;
 
-// ---- Wiping ----------------------------------------------------------------------------------------
-
-// Overwrites `count` bytes with zeros in a way that no optimiser removes. Null is allowed when count is 0.
-KESTRUNE_API void wipe(void* bytes, std::size_t count);
+// ---- Comparing -------------------------------------------------------------------------------------
 
 // True when the first `count` bytes are equal; the time taken does not tell where they differ.
 KESTRUNE_API bool equal_in_constant_time(const void* a, const void* b, std::size_t count);

@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "base/regular_file.h"
 #include "crypto/classic.h"
 #include "crypto/protected_key.h"
-#include "crypto/regular_file.h"
 #include "crypto/rsa_impl.h"
 
 using kestrune::crypto::IsOpenedByAnother;

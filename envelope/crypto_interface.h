@@ -15,10 +15,10 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/export.h"
 #include "core/object.h"
 #include "core/owned.h"
 #include "core/utils.h"
-#include "crypto/export.h"
 
 class TypApiV2Signature;
 class TypV2BlockCell;

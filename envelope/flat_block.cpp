@@ -4,7 +4,9 @@
 #include <limits>
 #include <utility>
 
+#include "base/wipe.h"
 #include "blocks/block_cell.h"
+#include "crypto/classic.h"
 
 namespace kestrune {
 

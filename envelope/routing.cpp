@@ -9,6 +9,7 @@
 #include "core/instance_creator.h"
 #include "core/random.h"
 #include "core/result.h"
+#include "crypto/classic.h"
 #include "envelope/crypto_interface.h"
 #include "sign/key_utils.h"
 

@@ -19,6 +19,7 @@
 #include "core/file_ref.h"
 #include "core/instance_creator.h"
 #include "core/result.h"
+#include "crypto/classic.h"
 #include "envelope/crypto_interface.h"
 #include "envelope/flat_block.h"
 #include "keys/message_cipher.h"

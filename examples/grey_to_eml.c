@@ -9,7 +9,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 
 static int failed(const char* step, long code) {
   fprintf(stderr, "%s: %ld\n", step, code);

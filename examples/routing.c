@@ -10,7 +10,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 
 /* The elements of a routing XML; nothing in it is escaped. */
 static const struct {

@@ -10,7 +10,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 
 static const char kUser[] = "durand";
 static const char kSigner[] = "medecin";

@@ -10,7 +10,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 
 /* Holds the block of the largest key, 8192 bits; for keys of up to 4096 bits, 800 bytes do. */
 enum { kBlockBytes = 2000 };

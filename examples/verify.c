@@ -11,7 +11,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 
 enum {
   kInputBytes = 16384, /* a block has fewer than 2000 bytes; other text may stand around it */

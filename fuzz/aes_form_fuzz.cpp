@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "crypto/classic.h"
 #include "tests/support/bytes.h"
 

@@ -1,6 +1,6 @@
 // A grey block of any content, opened with fixed keys. The first byte chooses whether its trailer is made
 // right. The message cipher's trap lets go.
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "fuzz/message_yard.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

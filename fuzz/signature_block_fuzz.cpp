@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "core/instance_creator.h"
 #include "core/owned.h"
 #include "crypto/classic.h"

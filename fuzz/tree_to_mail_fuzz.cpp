@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "blocks/block_cell.h"
 #include "core/instance_creator.h"
 #include "core/owned.h"

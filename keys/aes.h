@@ -4,9 +4,9 @@
 
 #include <cstddef>
 
+#include "base/export.h"
 #include "core/object.h"
 #include "crypto/classic.h"
-#include "crypto/export.h"
 
 class TypV2InstanceCreator;
 

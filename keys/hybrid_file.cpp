@@ -3,7 +3,7 @@
 #include <cstring>
 #include <utility>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "core/entry_point.h"
 #include "core/file_ref.h"
 #include "core/instance_creator.h"

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "core/entry_point.h"
 #include "core/instance_creator.h"
 #include "core/owned.h"

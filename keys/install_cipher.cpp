@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 
+#include "base/regular_file.h"
 #include "core/entry_point.h"
 #include "core/file_ref.h"
 #include "core/instance_creator.h"
@@ -11,7 +12,6 @@
 #include "core/result.h"
 #include "core/utils.h"
 #include "crypto/classic.h"
-#include "crypto/regular_file.h"
 #include "keys/aes.h"
 #include "keys/output_file.h"
 

@@ -7,8 +7,8 @@
 #ifndef KESTRUNE_KEYS_INSTALL_CIPHER_H
 #define KESTRUNE_KEYS_INSTALL_CIPHER_H
 
+#include "base/export.h"
 #include "core/object.h"
-#include "crypto/export.h"
 
 class TypV2InstanceCreator;
 

@@ -10,12 +10,12 @@
 #ifndef KESTRUNE_KEYS_KESTRUNE_KEY_H
 #define KESTRUNE_KEYS_KESTRUNE_KEY_H
 
+#include "base/export.h"
 #include "core/file_ref.h"
 #include "core/key_header.h"
 #include "core/object.h"
 #include "core/owned.h"
 #include "core/utils.h"
-#include "crypto/export.h"
 #include "sign/key_utils.h"
 
 class TypV2InstanceCreator;

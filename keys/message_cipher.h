@@ -14,10 +14,10 @@
 
 #include <array>
 
+#include "base/export.h"
 #include "core/object.h"
 #include "core/owned.h"
 #include "core/utils.h"
-#include "crypto/export.h"
 
 class TypV2InstanceCreator;
 class TypV2KestruneKey;

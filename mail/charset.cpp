@@ -3,7 +3,7 @@
 #include <array>
 #include <cstddef>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 
 namespace {
 

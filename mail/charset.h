@@ -1,7 +1,7 @@
 // Character sets: Windows Latin, Mac OS Roman, Unicode.
 //
 // convertisolatinversmacroman, copyTextUtf8ToLongStr and the table MacRomanToUnicode have plain C linkage:
-// they are in api/kestrune.h.
+// they are in kestrune/kestrune.h.
 //
 // A long string is an array of `long` (signed, 64 bits), one code point each, ended by a 0. A maximum counts
 // elements without that 0, so a destination needs room for one more. A maximum below 0 counts as 0. Nothing
@@ -9,7 +9,7 @@
 #ifndef KESTRUNE_MAIL_CHARSET_H
 #define KESTRUNE_MAIL_CHARSET_H
 
-#include "crypto/export.h"
+#include "base/export.h"
 
 // Replaces a Mac Roman byte from 128 to 255 by its code point; any other value stays. Null does nothing.
 KESTRUNE_API void convertMacCharToUnicode(long* character);

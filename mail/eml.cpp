@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "core/entry_point.h"
 #include "mail/text_forms.h"
 #include "mail/tree_walk.h"

@@ -1,6 +1,6 @@
 // The pieces of an Internet mail message made of an opened one (docs/mail.md), in the form that the library
 // itself uses: each appends to a text that grows with it. Api2ConvertRedBlockToEml puts them together; the
-// functions of api/kestrune.h that make one piece are these behind bare pointers.
+// functions of kestrune/kestrune.h that make one piece are these behind bare pointers.
 //
 // In the names, PJ (pièce jointe) is an attachment and the red block the tree of an opened message.
 // Without memory std::bad_alloc is thrown.

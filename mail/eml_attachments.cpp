@@ -2,7 +2,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
+#include <span>
+#include <string_view>
 #include "core/entry_point.h"
 #include "crypto/classic.h"
 #include "mail/eml.h"

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "core/entry_point.h"
 #include "core/owned.h"
 #include "kestrune_settings.h"

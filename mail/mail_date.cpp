@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "core/calendar.h"
 #include "core/result.h"
 

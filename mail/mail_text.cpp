@@ -2,7 +2,8 @@
 
 #include <cstring>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
+#include <string_view>
 #include "core/entry_point.h"
 #include "core/instance_creator.h"
 #include "core/owned.h"

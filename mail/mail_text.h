@@ -1,4 +1,4 @@
-// Mail text formatting: the two functions that have no C linkage. The others are in api/kestrune.h.
+// Mail text formatting: the two functions that have no C linkage. The others are in kestrune/kestrune.h.
 //
 // Both work in place and do not know the size of the buffer: it must hold the largest result, which each
 // contract gives for a text of L characters. The working copy is overwritten with random bytes. Null does
@@ -6,7 +6,7 @@
 #ifndef KESTRUNE_MAIL_MAIL_TEXT_H
 #define KESTRUNE_MAIL_MAIL_TEXT_H
 
-#include "crypto/export.h"
+#include "base/export.h"
 
 // Puts each address behind a comma on a continuation line of its own: CR LF and, unless a space follows the
 // comma already, a space; also behind a comma in last place.

@@ -1,6 +1,8 @@
 // Quoted-printable (RFC 2045, 6.7), with the system's own habits.
 #include <array>
 #include <cstddef>
+#include <cstring>
+#include <string_view>
 
 #include "mail/text_forms.h"
 

@@ -3,6 +3,7 @@
 #define KESTRUNE_MAIL_TEXT_BUFFER_H
 
 #include <cstddef>
+#include <cstring>
 #include <string_view>
 
 #include "core/owned.h"

@@ -1,6 +1,7 @@
 #include "mail/text_forms.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "core/instance_creator.h"
 #include "core/string_helpers.h"

@@ -1,5 +1,5 @@
 // The text transformations of mail, in the form that the library itself uses: each appends its result to a
-// text that grows with it. The functions of mail_text.h and api/kestrune.h are these behind bare pointers.
+// text that grows with it. The functions of mail_text.h and kestrune/kestrune.h are these behind bare pointers.
 //
 // `text` must not lie in `*out`. Without memory std::bad_alloc is thrown.
 #ifndef KESTRUNE_MAIL_TEXT_FORMS_H

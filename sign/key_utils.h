@@ -2,8 +2,8 @@
 #ifndef KESTRUNE_SIGN_KEY_UTILS_H
 #define KESTRUNE_SIGN_KEY_UTILS_H
 
+#include "base/export.h"
 #include "core/object.h"
-#include "crypto/export.h"
 
 class TypV2InstanceCreator;
 

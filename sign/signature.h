@@ -10,11 +10,11 @@
 #include <array>
 #include <cstdint>
 
+#include "base/export.h"
 #include "core/object.h"
 #include "core/owned.h"
 #include "core/utils.h"
 #include "crypto/classic.h"
-#include "crypto/export.h"
 #include "sign/key_utils.h"
 
 class TypV2InstanceCreator;

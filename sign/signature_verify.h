@@ -9,11 +9,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "base/export.h"
 #include "core/object.h"
 #include "core/owned.h"
 #include "core/utils.h"
 #include "crypto/classic.h"
-#include "crypto/export.h"
 #include "sign/key_utils.h"
 
 class TypV2InstanceCreator;

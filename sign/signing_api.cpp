@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "core/entry_point.h"
 #include "core/instance_creator.h"
 #include "core/owned.h"

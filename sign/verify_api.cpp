@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "core/entry_point.h"
 #include "core/instance_creator.h"
 #include "core/owned.h"

@@ -7,7 +7,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
+#include "base/wipe.h"
 #include "core/owned.h"
 #include "core/result.h"
 #include "kestrune_settings.h"

@@ -1,5 +1,5 @@
 // The message entry points, as another program calls them.
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>

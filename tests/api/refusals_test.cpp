@@ -1,7 +1,7 @@
 // Codes that no other test meets, each from the nearest operation that gives it.
 #include <gtest/gtest.h>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "blocks/block_cell.h"
 #include "core/file_ref.h"
 #include "core/instance_creator.h"

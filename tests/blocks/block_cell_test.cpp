@@ -1,10 +1,11 @@
 #include "blocks/block_cell.h"
 
 #include <gtest/gtest.h>
+#include <string_view>
 
 #include <cstdlib>
 
-#include "tests/blocks/tree.h"
+#include "tests/support/tree.h"
 
 namespace kestrune::testing {
 namespace {

@@ -1,9 +1,10 @@
 #include <gtest/gtest.h>
+#include <string_view>
 
 #include <cstring>
 
 #include "blocks/v1_structure.h"
-#include "tests/blocks/tree.h"
+#include "tests/support/tree.h"
 
 namespace kestrune::testing {
 namespace {

@@ -3,9 +3,9 @@
 #include <random>
 #include <vector>
 
-#include "tests/blocks/tree.h"
 #include "tests/support/bytes.h"
 #include "tests/support/process.h"
+#include "tests/support/tree.h"
 
 namespace kestrune::testing {
 namespace {

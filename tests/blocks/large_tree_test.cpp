@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
-#include "tests/blocks/tree.h"
 #include "tests/support/small_stack.h"
+#include "tests/support/tree.h"
 
 namespace kestrune::testing {
 namespace {

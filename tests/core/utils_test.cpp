@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "core/key_header.h"
 #include "core/string_helpers.h"
 #include "kestrune_settings.h"

@@ -5,7 +5,7 @@
 #include <set>
 #include <string>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "core/random.h"
 #include "core/result.h"
 #include "crypto/classic.h"

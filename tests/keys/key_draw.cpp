@@ -1,5 +1,5 @@
 // Draws one key for a text and prints it (Api2AesPub tells it before it looks for the certificate).
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 
 int main() {
   char form[64];

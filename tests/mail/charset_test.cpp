@@ -9,7 +9,7 @@
 #include <tuple>
 #include <vector>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "tests/support/bytes.h"
 
 namespace kestrune::testing {

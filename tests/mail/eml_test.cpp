@@ -6,16 +6,17 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <string_view>
 #include <utility>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "kestrune_settings.h"
-#include "tests/blocks/tree.h"
 #include "tests/support/bytes.h"
 #include "tests/support/process.h"
 #include "tests/support/routing.h"
 #include "tests/support/small_stack.h"
 #include "tests/support/temp_folder.h"
+#include "tests/support/tree.h"
 
 namespace kestrune::testing {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "core/instance_creator.h"
 #include "sign/signature_block.h"
 #include "tests/support/bytes.h"

@@ -5,10 +5,11 @@
 
 #include <string>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "core/instance_creator.h"
 #include "core/owned.h"
 #include "core/result.h"
+#include "crypto/classic.h"
 #include "sign/signature.h"
 #include "tests/support/bytes.h"
 #include "tests/support/key_folder.h"

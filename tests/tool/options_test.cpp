@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "api/kestrune.h"
+#include <kestrune/kestrune.h>
 #include "kestrune_settings.h"
 #include "tests/support/bytes.h"
 #include "tests/support/key_folder.h"

@@ -14,8 +14,8 @@
  *   which the message functions seed with the time, and a lock on a key file while it is open.
  *   Threads: call from one thread at a time.
  */
-#ifndef KESTRUNE_API_KESTRUNE_H
-#define KESTRUNE_API_KESTRUNE_H
+#ifndef KESTRUNE_KESTRUNE_H
+#define KESTRUNE_KESTRUNE_H
 
 #ifndef KESTRUNE_API
 #define KESTRUNE_API __attribute__((visibility("default")))

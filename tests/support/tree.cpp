@@ -1,4 +1,4 @@
-#include "tests/blocks/tree.h"
+#include "tests/support/tree.h"
 
 #include <gtest/gtest.h>
 

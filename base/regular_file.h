@@ -1,6 +1,6 @@
 // Opening what is read or rewritten: regular files alone (through links), and never waiting for one.
-#ifndef KESTRUNE_CRYPTO_REGULAR_FILE_H
-#define KESTRUNE_CRYPTO_REGULAR_FILE_H
+#ifndef KESTRUNE_BASE_REGULAR_FILE_H
+#define KESTRUNE_BASE_REGULAR_FILE_H
 
 #include <sys/stat.h>
 

@@ -1,6 +1,6 @@
 // The locks that keep other processes off a file opened for update.
-#ifndef KESTRUNE_CORE_FILE_LOCK_H
-#define KESTRUNE_CORE_FILE_LOCK_H
+#ifndef KESTRUNE_BASE_FILE_LOCK_H
+#define KESTRUNE_BASE_FILE_LOCK_H
 
 #include <sys/stat.h>
 

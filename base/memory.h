@@ -1,10 +1,10 @@
 // Where large buffers come from.
-#ifndef KESTRUNE_CORE_MEMORY_H
-#define KESTRUNE_CORE_MEMORY_H
+#ifndef KESTRUNE_BASE_MEMORY_H
+#define KESTRUNE_BASE_MEMORY_H
 
 #include <cstddef>
 
-#include "crypto/export.h"
+#include "base/export.h"
 
 namespace kestrune {
 

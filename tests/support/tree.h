@@ -1,6 +1,6 @@
 // Cells and flat trees.
-#ifndef KESTRUNE_TESTS_BLOCKS_TREE_H
-#define KESTRUNE_TESTS_BLOCKS_TREE_H
+#ifndef KESTRUNE_TESTS_SUPPORT_TREE_H
+#define KESTRUNE_TESTS_SUPPORT_TREE_H
 
 #include <string>
 #include <string_view>

@@ -1,4 +1,4 @@
-#include "core/file_lock.h"
+#include "base/file_lock.h"
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "crypto/regular_file.h"
+#include "base/regular_file.h"
 
 namespace kestrune {
 namespace {

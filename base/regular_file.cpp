@@ -1,4 +1,4 @@
-#include "crypto/regular_file.h"
+#include "base/regular_file.h"
 
 #include <fcntl.h>
 #include <unistd.h>
