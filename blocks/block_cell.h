@@ -12,8 +12,9 @@
 class TypV1SimpleStruc;
 class TypV2InstanceCreator;
 namespace kestrune {
+class LentData;
 struct FlatDigests;
-}
+}  // namespace kestrune
 
 // A cell has a name, a text fork that holds XML, and either a data fork (a leaf) or a chain of sub-blocks
 // (a super block). It owns its forks, its first sub-block and its next block, and with them the whole tree.
@@ -156,16 +157,6 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   // so), -105: no out, -62: no position, -89: negative position, -96: no object or memory.
   int ExportBlockAsXML(char* out, long long* position, long long capacity, long flags);
 
-  // SetData, AddSubBlockWithData and LoadFlatData for blocks too large to be copied without need: the data
-  // forks are the caller's bytes themselves, which must outlive the tree and are neither changed, wiped nor
-  // freed by it. When a tree is written over its own lent bytes, they must lie where they belong.
-  int LendData(const char* name, const char* xml, const unsigned char* data, unsigned long long length);
-  int AddSubBlockWithLentData(const char* name, const char* xml, const unsigned char* data,
-                              unsigned long long length);
-  // `digests` are those of the buffer.
-  int LoadLentFlatData(const unsigned char* buffer, unsigned long long length,
-                       const kestrune::FlatDigests& digests);
-
   // Bytes of the XML fork, and with one more those of a GetXMLForkCopy: the text may end before.
   unsigned long long GetXMLForkLen() const;
 
@@ -174,6 +165,8 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   void MoveToCreator(TypV2InstanceCreator* creator);
 
  private:
+  friend class kestrune::LentData;
+
   static constexpr std::uint8_t kVersion = 2;
   static constexpr std::uint8_t kLeaf = 0;
   static constexpr std::uint8_t kSuper = 1;
@@ -210,6 +203,11 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   void ClearData();
   void ForgetTails();
   static void KillTree(TypV2BlockCell* first);
+  int LendData(const char* name, const char* xml, const unsigned char* data, unsigned long long length);
+  int AddSubBlockWithLentData(const char* name, const char* xml, const unsigned char* data,
+                              unsigned long long length);
+  int LoadLentFlatData(const unsigned char* buffer, unsigned long long length,
+                       const kestrune::FlatDigests& digests);
   void LendFork(const unsigned char* data, unsigned long long length);
   template <class Fill>
   int AddSubBlock(TypV2BlockCell** out, Fill&& fill);

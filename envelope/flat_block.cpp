@@ -6,6 +6,7 @@
 
 #include "base/wipe.h"
 #include "blocks/block_cell.h"
+#include "blocks/lent_data.h"
 #include "crypto/classic.h"
 
 namespace kestrune {
@@ -28,7 +29,7 @@ Result FlatBlock::Flatten(const TypV2BlockCell& tree, std::size_t xml_room) {
 }
 
 Result FlatBlock::Wrap(TypV2BlockCell* cell, const char* name, const char* xml) {
-  if (const Result rc = cell->LendData(name, xml, data(), size()); rc != kOk) return rc;
+  if (const Result rc = LentData::Set(cell, name, xml, data(), size()); rc != kOk) return rc;
   const unsigned long long tree_bytes = cell->GetDataLen();
   const std::size_t before = tree_bytes - size();
   if (before <= begin_ && memory_.size() - begin_ - size() >= kSha512Bytes) {

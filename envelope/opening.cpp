@@ -10,6 +10,7 @@
 
 #include "blocks/block_cell.h"
 #include "blocks/flat_digest.h"
+#include "blocks/lent_data.h"
 #include "core/instance_creator.h"
 #include "core/result.h"
 #include "envelope/crypto_interface.h"
@@ -126,7 +127,7 @@ int TypV2CryptoInterface::LoadBlock(const unsigned char* flat, unsigned long lon
                                     const FlatDigests& digests, Owned<TypV2BlockCell>* cell) {
   *cell = Owned<TypV2BlockCell>(creator_->newTypV2BlockCell());
   if (const Result rc = cell->Init(creator_); rc != kOk) return rc;
-  return (*cell)->LoadLentFlatData(flat, length, digests);
+  return LentData::Load(cell->get(), flat, length, digests);
 }
 
 int TypV2CryptoInterface::CopyKeyReference(const char* routing, char* key_reference) {

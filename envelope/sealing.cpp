@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "blocks/block_cell.h"
+#include "blocks/lent_data.h"
 #include "core/entry_point.h"
 #include "core/file_ref.h"
 #include "core/instance_creator.h"
@@ -218,7 +219,7 @@ int TypV2CryptoInterface::AddText(TypApiV2Signature* signer, TypV2BlockCell* tre
   const std::size_t length = std::strlen(text);
   SignatureXml xml;
   if (const Result rc = Sign(signer, bytes, length, xml.data()); rc != kOk) return rc;
-  return tree->AddSubBlockWithLentData("TEXT", xml.data(), bytes, length);
+  return LentData::AddSubBlock(tree, "TEXT", xml.data(), bytes, length);
 }
 
 int TypV2CryptoInterface::AddAttachments(TypApiV2Signature* signer, TypV2BlockCell* tree,
@@ -233,7 +234,7 @@ int TypV2CryptoInterface::AddAttachments(TypApiV2Signature* signer, TypV2BlockCe
       return GetDF(signer, path, data, length, xml.data());
     });
     if (rc != kOk) continue;  // Deliberate: a file that cannot be read is left out
-    rc = tree->AddSubBlockWithLentData("PJ", xml.data(), content.data(), content.size());
+    rc = LentData::AddSubBlock(tree, "PJ", xml.data(), content.data(), content.size());
     if (rc != kOk) break;
     contents->push_back(std::move(content));
   }
@@ -375,7 +376,7 @@ int TypV2CryptoInterface::FlattenLeaf(const char* name, const char* xml, const u
                                       unsigned long long length, std::size_t xml_room, FlatBlock* flat) {
   Owned<TypV2BlockCell> cell(creator_->newTypV2BlockCell());
   if (const Result rc = cell.Init(creator_); rc != kOk) return rc;
-  if (const Result rc = cell->LendData(name, xml, data, length); rc != kOk) return rc;
+  if (const Result rc = LentData::Set(cell.get(), name, xml, data, length); rc != kOk) return rc;
   return flat->Flatten(*cell.get(), xml_room);
 }
 
