@@ -54,14 +54,14 @@ class KESTRUNE_API TypV2Utils : public kestrune::LibraryObject<TypV2Utils> {
   virtual long long possubstring(const char* text, const char* sub);
 
   // First position p, start <= p <= length - |sub|, at which each byte equals that of `sub` or differs from
-  // it by exactly 32 (the whole of the case folding, so it pairs other characters too; deliberate), or -1
-  // (also when there is no memory for the search).
+  // it by exactly 32 (the whole of the case folding, so it pairs other characters too; deliberate), or -1.
+  // Takes up to length x |sub| comparisons.
   virtual long long possubstringsimplenocase(const unsigned char* buffer, unsigned long long length,
                                              unsigned long long start, const char* sub);
 
   // Value of the n-th (from 1, at most 1000) element <tag>...</tag> of flat tagged text, searched from
   // position `start`: neither attributes, nesting nor escaping. `out` needs the value's length + 1 bytes;
-  // with max 0 any length is taken. -69: no such element (or no memory). -70: longer than max. -62 / -60:
+  // with max 0 any length is taken. -69: no such element. -70: longer than max. -62 / -60:
   // null argument.
   virtual int ExtractSmallValueFromXMLLight(const char* xml, const char* tag, unsigned long long n, char* out,
                                             unsigned long long start, unsigned long long max);

@@ -1,12 +1,11 @@
 // Searching, light XML, lists, mail addresses, file suffixes, the attachment of a MIME text.
+#include <algorithm>
 #include <array>
-#include <climits>
-#include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
 
+#include "core/light_xml.h"
 #include "core/owned.h"
 #include "core/result.h"
 #include "core/string_helpers.h"
@@ -33,91 +32,11 @@ bool IsDigit(char character) {
   return character >= '0' && character <= '9';
 }
 
-// A pattern as bit masks, so that searching takes the same few operations for every byte of a hostile text:
-// bit i of the state says that the first i + 1 characters match up to here. (Bytes pair with two others that
-// do not pair with each other, which rules out the searches that skip by what has been seen.)
-class FoldedPattern {
- public:
-  // False when there is no memory.
-  [[nodiscard]] bool Prepare(std::string_view pattern) {
-    const std::size_t length = pattern.size();
-    words_ = (length + kWordBits - 1) / kWordBits;
-    if (!bits_.Allocate((UCHAR_MAX + 2) * words_ * sizeof(Word))) return false;
-    masks_ = reinterpret_cast<Word*>(bits_.data());
-    state_ = masks_ + (UCHAR_MAX + 1) * words_;
-    last_ = Word{1} << (length - 1) % kWordBits;
-    std::size_t i = 0;
-    for (const char letter : pattern) {
-      const int character = static_cast<unsigned char>(letter);
-      for (const int byte : {character - kCaseDistance, character, character + kCaseDistance}) {
-        if (byte >= 0 && byte <= UCHAR_MAX) Mask(byte)[i / kWordBits] |= Word{1} << i % kWordBits;
-      }
-      ++i;
-    }
-    return true;
-  }
-
-  // True when the whole pattern ends with this byte.
-  bool Step(unsigned char byte) {
-    const Word* mask = Mask(byte);
-    Word carry = 1;
-    for (std::size_t i = 0; i < words_; ++i) {
-      const Word shifted = state_[i] << 1 | carry;
-      carry = state_[i] >> (kWordBits - 1);
-      state_[i] = shifted & mask[i];
-    }
-    return (state_[words_ - 1] & last_) != 0;
-  }
-
- private:
-  using Word = std::uint64_t;
-  static constexpr std::size_t kWordBits = 64;
-
-  Word* Mask(int byte) { return masks_ + static_cast<std::size_t>(byte) * words_; }
-
-  CBuffer bits_;  // a mask for each byte, then the state
-  Word* masks_ = nullptr;
-  Word* state_ = nullptr;
-  std::size_t words_ = 0;
-  Word last_ = 0;
-};
-
-// Where an element's value begins and ends; positions are offsets into the text.
-struct ElementValue {
-  const char* begin;
-  const char* end;
-  const char* behind;  // the first character after the closing tag
-};
-
-class ElementReader {
- public:
-  // False when there is no memory.
-  [[nodiscard]] bool Prepare(const char* tag) {
-    return Enclose("<", tag, &opening_) && Enclose("</", tag, &closing_);
-  }
-
-  bool Next(const char* from, ElementValue* value) const {
-    const char* open = std::strstr(from, opening_.text());
-    if (open == nullptr) return false;
-    value->begin = open + std::strlen(opening_.text());
-    // The value runs to the first closing tag of that name: nesting is not understood.
-    value->end = std::strstr(value->begin, closing_.text());
-    if (value->end == nullptr) return false;
-    value->behind = value->end + std::strlen(closing_.text());
-    return true;
-  }
-
- private:
-  static bool Enclose(const char* before, const char* tag, CBuffer* out) {
-    const std::size_t size = std::strlen(before) + std::strlen(tag) + sizeof ">";
-    if (!out->Allocate(size)) return false;
-    std::snprintf(out->text(), size, "%s%s>", before, tag);
-    return true;
-  }
-
-  CBuffer opening_;
-  CBuffer closing_;
-};
+// The whole of the case folding: characters 32 apart are the same one, in either direction.
+bool IsSameWithoutCase(unsigned char a, char b) {
+  const int distance = a - static_cast<unsigned char>(b);
+  return distance == 0 || distance == kCaseDistance || distance == -kCaseDistance;
+}
 
 int CopyAddressPart(const char* address, char* out, bool domain) {
   if (address == nullptr) return argument::kNoInput;
@@ -189,34 +108,29 @@ long long TypV2Utils::possubstringsimplenocase(const unsigned char* buffer, unsi
   if (buffer == nullptr || sub == nullptr) return -1;
   const std::size_t sub_length = std::strlen(sub);
   if (sub_length > length || start > length - sub_length) return -1;
-  if (sub_length == 0) return static_cast<long long>(start);
-  FoldedPattern pattern;
-  if (!pattern.Prepare({sub, sub_length})) return -1;
-  for (unsigned long long i = start; i < length; ++i) {
-    if (pattern.Step(buffer[i])) return static_cast<long long>(i + 1 - sub_length);
-  }
-  return -1;
+  const unsigned char* const end = buffer + length;
+  const auto* found = std::search(buffer + start, end, sub, sub + sub_length, IsSameWithoutCase);
+  return found == end && sub_length != 0 ? -1 : found - buffer;
 }
 
 int TypV2Utils::ExtractSmallValueFromXMLLight(const char* xml, const char* tag, unsigned long long n,
                                               char* out, unsigned long long start, unsigned long long max) {
   if (xml == nullptr || tag == nullptr) return argument::kNoInput;
   if (out == nullptr) return argument::kNoOutput;
-  if (start >= std::strlen(xml)) return utils::kTagMissing;
-  ElementReader reader;
-  if (!reader.Prepare(tag)) return utils::kTagMissing;
-  ElementValue value{};
-  const char* from = xml + start;
+  const std::string_view text(xml);
+  if (start >= text.size()) return utils::kTagMissing;
+  std::size_t from = start;
   for (unsigned long long occurrence = 1; occurrence <= kMostOccurrences; ++occurrence) {
-    if (!reader.Next(from, &value)) return utils::kTagMissing;
-    if (occurrence == n) {
-      const auto length = static_cast<std::size_t>(value.end - value.begin);
-      if (max != 0 && length > max) return utils::kValueTooLong;
-      std::memmove(out, value.begin, length);  // a caller may read a value out of the text that it replaces
-      out[length] = 0;
-      return kOk;
-    }
-    from = value.behind;
+    const auto element = FindElement(text, tag, from);
+    if (!element) return utils::kTagMissing;
+    from = element->end;
+    if (occurrence != n) continue;
+    const std::string_view value = element->value;
+    if (max != 0 && value.size() > max) return utils::kValueTooLong;
+    std::memmove(out, value.data(),
+                 value.size());  // a caller may read a value out of the text that it replaces
+    out[value.size()] = 0;
+    return kOk;
   }
   return utils::kTagMissing;
 }

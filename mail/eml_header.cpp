@@ -1,10 +1,10 @@
 // The header block of a mail, out of the routing XML.
 #include <optional>
-#include <string>
 #include <string_view>
 
 #include <kestrune/kestrune.h>
 #include "core/entry_point.h"
+#include "core/light_xml.h"
 #include "core/owned.h"
 #include "kestrune_settings.h"
 #include "mail/eml.h"
@@ -17,16 +17,10 @@ namespace {
 constexpr std::size_t kMailDateBytes = 200;
 constexpr std::string_view kOnePerLine = ",\r\n ";  // as limiteemails folds a list
 
-// What TypV2Utils::ExtractSmallValueFromXMLLight extracts as the first value, in its place: recipient lists
-// may be large, and are not copied once more.
-std::optional<std::string_view> FindValue(std::string_view xml, const std::string& tag) {
-  const std::string opening = "<" + tag + ">";
-  const std::size_t open = xml.find(opening);
-  if (open == std::string_view::npos) return std::nullopt;
-  const std::size_t begin = open + opening.size();
-  const std::size_t end = xml.find("</" + tag + ">", begin);
-  if (end == std::string_view::npos) return std::nullopt;
-  return xml.substr(begin, end - begin);
+// Recipient lists may be large: their values are used where they stand.
+std::optional<std::string_view> FindValue(std::string_view xml, std::string_view tag) {
+  const auto element = FindElement(xml, tag);
+  return element ? std::optional(element->value) : std::nullopt;
 }
 
 // Writes header lines out of a routing record.
