@@ -2,52 +2,23 @@
 // time in proportion to its length. Each line tells how many times its yardstick it took, in the same run.
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <ctime>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "bench/measure.h"
 #include "core/utils.h"
 #include "crypto/classic.h"
 #include "sign/signature_block.h"
 
 namespace {
 
+using kestrune::bench::Compare;
+
 constexpr std::size_t kFew = 1 << 18;
 constexpr std::size_t kMany = 1 << 22;
 constexpr int kBlocksAtATime = 1000;
-
-// Of the processor, so that other programs on the machine do not count.
-double ProcessorSeconds() {
-  std::timespec now{};
-  ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
-
-template <class Work>
-double Seconds(Work&& work) {
-  const double begin = ProcessorSeconds();
-  work();
-  return ProcessorSeconds() - begin;
-}
-
-// Reports the best time of the operation and how many times that of its yardstick it is, each for one unit.
-template <class Operation, class Yardstick>
-void Compare(benchmark::State& state, double units, Operation&& operation, double yardstick_units,
-             Yardstick&& yardstick) {
-  double best = 1e9;
-  double bare = 1e9;
-  for (auto _ : state) {
-    bare = std::min(bare, Seconds(yardstick) / yardstick_units);
-    const double seconds = Seconds(operation);
-    best = std::min(best, seconds / units);
-    state.SetIterationTime(seconds);
-  }
-  state.counters["ns_per_unit"] = best * 1e9;
-  state.counters["ratio"] = best / bare;
-}
 
 void SignatureBlock(benchmark::State& state, std::size_t bytes) {
   const std::vector<unsigned char> signature(bytes, 'x');
@@ -61,7 +32,6 @@ void SignatureBlock(benchmark::State& state, std::size_t bytes) {
           benchmark::ClobberMemory();
         }
       },
-      kBlocksAtATime,
       [&] {
         for (int i = 0; i < kBlocksAtATime; ++i) {
           std::size_t room = out.size();
@@ -76,8 +46,9 @@ void SignatureBlock(benchmark::State& state, std::size_t bytes) {
 // Time per byte of a long input beside that of a short one: 1 where the work is linear.
 template <class Work>
 void Growing(benchmark::State& state, Work&& work) {
+  constexpr double kScale = static_cast<double>(kMany) / kFew;
   Compare(
-      state, kMany, [&] { work(kMany); }, kFew, [&] { work(kFew); });
+      state, kMany, [&] { work(kMany); }, [&] { work(kFew); }, kScale);
 }
 
 std::string Repeated(std::string_view piece, std::size_t bytes) {

@@ -7,14 +7,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstdlib>
-#include <ctime>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "bench/measure.h"
 #include "core/instance_creator.h"
 #include "core/owned.h"
 #include "crypto/classic.h"
@@ -26,6 +23,9 @@
 namespace {
 
 using namespace kestrune;
+using bench::Least;
+using bench::OrStop;
+using bench::Seconds;
 using testing::Bytes;
 
 constexpr std::size_t kMegabyte = 1000000;
@@ -50,22 +50,6 @@ struct Keys : testing::TempFolder {
 const Keys& TheKeys() {
   static const Keys keys;
   return keys;
-}
-
-// Processor time: what other programs take meanwhile does not count. Both sides wait for the disk alike.
-double Milliseconds() {
-  timespec now{};
-  ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
-}
-
-// The machine's noise only ever adds.
-double Least(const std::vector<double>& values) {
-  return *std::min_element(values.begin(), values.end());
-}
-
-void OrStop(bool fine) {
-  if (!fine) std::abort();
 }
 
 struct BareFile {
@@ -123,23 +107,10 @@ void Bare(const unsigned char* body, std::size_t bytes, int direction, Memory me
   }
 }
 
-std::size_t StatusBytes(const std::string& field) {
-  std::ifstream status("/proc/self/status");
-  for (std::string word; status >> word;) {
-    std::size_t kibibytes = 0;
-    if (word == field && status >> kibibytes) return kibibytes * 1024;
-  }
-  return 0;
-}
-
 // Memory at the peak of the operation, the caller's own body counted, without the IV area, in bodies.
 template <class Operation>
 double Peak(std::size_t bytes, Operation&& operation) {
-  std::ofstream("/proc/self/clear_refs") << 5;  // the peak is counted anew
-  const std::size_t before = StatusBytes("VmRSS:");
-  operation();
-  const auto taken = static_cast<double>(StatusBytes("VmHWM:") - before) - static_cast<double>(kFirstPadAt);
-  return 1 + taken / static_cast<double>(bytes);
+  return 1 + (bench::PeakGrowth(operation) - static_cast<double>(kFirstPadAt)) / static_cast<double>(bytes);
 }
 
 template <class Operation>
@@ -148,21 +119,15 @@ void Compare(benchmark::State& state, const unsigned char* body, std::size_t byt
   std::vector<double> own, bare, warm;
   state.counters["peak_bodies"] = Peak(bytes, operation);
   for (auto _ : state) {
-    const double start = Milliseconds();
-    operation();
-    const double between = Milliseconds();
-    Bare(body, bytes, direction, Memory::kNew);
-    const double then = Milliseconds();
-    Bare(body, bytes, direction, Memory::kWarm);
-    own.push_back(between - start);
-    bare.push_back(then - between);
-    warm.push_back(Milliseconds() - then);
-    state.SetIterationTime(own.back() / 1000);
+    own.push_back(Seconds(operation));
+    bare.push_back(Seconds([&] { Bare(body, bytes, direction, Memory::kNew); }));
+    warm.push_back(Seconds([&] { Bare(body, bytes, direction, Memory::kWarm); }));
+    state.SetIterationTime(own.back());
   }
-  state.counters["bare_ms"] = Least(bare);
+  state.counters["bare_ms"] = Least(bare) * 1e3;
   state.counters["ratio"] = Least(own) / Least(bare);
   state.counters["ratio_warm"] = Least(own) / Least(warm);
-  state.counters["ns_per_byte"] = Least(own) * 1e6 / static_cast<double>(bytes);
+  state.counters["ns_per_byte"] = Least(own) * 1e9 / static_cast<double>(bytes);
 }
 
 struct Cipher {

@@ -5,7 +5,7 @@
 // primitives: SHA-512 over the message five times when sealing and four times when opening (envelope/
 // sealing.cpp and opening.cpp tell why), AES-CBC over the personal run and over the body, the IV area,
 // reading the pads and attachments, the RSA operations and reading their keys; ratio, the operation's least
-// time over it; ns_per_byte; and peak, by how much the largest resident size grows in a process of its own,
+// time over it; ns_per_unit, of a byte; and peak, by how much the largest resident size grows in a process of its own,
 // over the message.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -13,16 +13,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstdlib>
-#include <ctime>
-#include <fstream>
 #include <functional>
 #include <limits>
 #include <string>
 #include <vector>
 
 #include <kestrune/kestrune.h>
+#include "bench/measure.h"
 #include "blocks/block_cell.h"
 #include "core/instance_creator.h"
 #include "core/owned.h"
@@ -33,6 +30,8 @@
 namespace {
 
 using namespace kestrune;
+using bench::Compare;
+using bench::OrStop;
 using testing::Bytes;
 
 constexpr std::size_t kAttachmentBytes = 1000000;
@@ -42,24 +41,9 @@ constexpr int kOpeningPasses = 4;
 constexpr int kRoutingPasses = 2;
 constexpr int kSealingSignatures = 2;  // of the red and the grey block; and one for each part
 
-void OrStop(bool fine) {
-  if (!fine) std::abort();
-}
-
 const testing::MessageFolder& Keys() {
   static const testing::MessageFolder folder(kPadChunks);
   return folder;
-}
-
-double Milliseconds() {
-  timespec now{};
-  ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
-}
-
-// The machine's noise only ever adds.
-double Least(const std::vector<double>& values) {
-  return *std::min_element(values.begin(), values.end());
 }
 
 struct Message {
@@ -177,14 +161,6 @@ void BareOpen(const Message& message) {
   Pads(message.bytes, AES_DECRYPT);
 }
 
-double StatusBytes(const std::string& name) {
-  std::ifstream status("/proc/self/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.rfind(name, 0) == 0) return std::strtod(line.c_str() + name.size(), nullptr) * 1024;
-  }
-  return 0;
-}
-
 // By how much a process of its own grows at most, in messages.
 double Peak(std::size_t bytes, const std::function<void()>& operation) {
   int ends[2];
@@ -192,10 +168,7 @@ double Peak(std::size_t bytes, const std::function<void()>& operation) {
   const pid_t child = ::fork();
   if (child == 0) {
     ::malloc_trim(0);
-    std::ofstream("/proc/self/clear_refs") << "5";  // the largest size so far is today's
-    const double before = StatusBytes("VmRSS:");
-    operation();
-    const double grown = StatusBytes("VmHWM:") - before;
+    const double grown = bench::PeakGrowth(operation);
     OrStop(::write(ends[1], &grown, sizeof grown) == sizeof grown);
     ::_exit(0);
   }
@@ -207,30 +180,13 @@ double Peak(std::size_t bytes, const std::function<void()>& operation) {
   return grown / static_cast<double>(bytes);
 }
 
-template <class Operation, class Bare>
-void Compare(benchmark::State& state, std::size_t bytes, Operation&& operation, Bare&& bare) {
-  std::vector<double> own_times, bare_times;
-  for (auto _ : state) {
-    const double start = Milliseconds();
-    operation();
-    const double between = Milliseconds();
-    bare();
-    own_times.push_back(between - start);
-    bare_times.push_back(Milliseconds() - between);
-    state.SetIterationTime(own_times.back() / 1000);
-  }
-  state.counters["bare_ms"] = Least(bare_times);
-  state.counters["ratio"] = Least(own_times) / Least(bare_times);
-  state.counters["ns_per_byte"] = Least(own_times) * 1e6 / static_cast<double>(bytes);
-}
-
 void Seal(benchmark::State& state) {
   const Message message(state);
   Envelope with;
   // Before the process has grown for other reasons.
   const double peak = Peak(message.bytes, [&] { with.Seal(message); });
   Compare(
-      state, message.bytes, [&] { with.Seal(message); }, [&] { BareSeal(message); });
+      state, static_cast<double>(message.bytes), [&] { with.Seal(message); }, [&] { BareSeal(message); });
   state.counters["peak"] = peak;
 }
 
@@ -240,7 +196,7 @@ void Open(benchmark::State& state) {
   const CBuffer block = with.Seal(message);
   const double peak = Peak(message.bytes, [&] { with.Open(block); });
   Compare(
-      state, message.bytes, [&] { with.Open(block); }, [&] { BareOpen(message); });
+      state, static_cast<double>(message.bytes), [&] { with.Open(block); }, [&] { BareOpen(message); });
   state.counters["peak"] = peak;
 }
 
@@ -257,7 +213,7 @@ void Routing(benchmark::State& state) {
     std::free(signature_text);
   };
   const double peak = Peak(message.bytes, route);
-  Compare(state, message.bytes, route, [&] {
+  Compare(state, static_cast<double>(message.bytes), route, [&] {
     x509_cert certificate;
     OrStop(x509parse_crtfile(&certificate, Keys().Certificate().c_str()) == 0);
     Digests(block.data(), message.bytes, kRoutingPasses);
@@ -283,7 +239,7 @@ void OpenMem(benchmark::State& state) {
     owned.AdoptText(xml);
   };
   const double peak = Peak(message.bytes, open);
-  Compare(state, message.bytes, open, [&] {
+  Compare(state, static_cast<double>(message.bytes), open, [&] {
     unsigned char* const memory = Memory(message.bytes).data();
     Digests(memory, message.bytes, kOpeningPasses - 1);
     Pads(message.bytes, AES_DECRYPT);
