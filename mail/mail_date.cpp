@@ -1,9 +1,13 @@
 // The routing date as the value of a mail's "Date:" line.
+#include <algorithm>
 #include <array>
+#include <charconv>
 #include <climits>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
+#include <system_error>
 
 #include <kestrune/kestrune.h>
 #include "core/calendar.h"
@@ -27,39 +31,31 @@ constexpr std::array<const char*, 12> kMonthNames = {"Jan", "Feb", "Mar", "Apr",
 // that it holds.
 class NumberReader {
  public:
-  explicit NumberReader(const char* text) : at_(text) {}
+  explicit NumberReader(std::string_view text) : text_(text) {}
 
   // A number that is not there is 0, and so are all behind it.
   int Number() {
     if (failed_) return 0;
-    SkipBlanks();
-    const bool negative = *at_ == '-';
-    if (*at_ == '-' || *at_ == '+') ++at_;
-    failed_ = !IsDigit(*at_);
-    long long value = 0;
-    for (; IsDigit(*at_); ++at_) {
-      if (value <= INT_MAX) value = value * 10 + (*at_ - '0');
-    }
-    if (negative) return value > INT_MAX ? INT_MIN : static_cast<int>(-value);
-    return value > INT_MAX ? INT_MAX : static_cast<int>(value);
+    text_.remove_prefix(std::min(text_.find_first_not_of(kBlanks), text_.size()));
+    const bool negative = text_.starts_with('-');
+    if (text_.starts_with('+') && !text_.substr(1).starts_with('-')) text_.remove_prefix(1);
+    int value = 0;
+    const auto [end, error] = std::from_chars(text_.data(), text_.data() + text_.size(), value);
+    failed_ = error == std::errc::invalid_argument;
+    text_.remove_prefix(static_cast<std::size_t>(end - text_.data()));
+    if (error != std::errc::result_out_of_range) return value;
+    return negative ? INT_MIN : INT_MAX;
   }
 
   void Expect(char character) {
-    if (!failed_ && *at_ == character) {
-      ++at_;
-    } else {
-      failed_ = true;
-    }
-  }
-
-  void SkipBlanks() {
-    while (*at_ == ' ' || (*at_ >= '\t' && *at_ <= '\r')) ++at_;
+    failed_ = failed_ || !text_.starts_with(character);
+    if (!failed_) text_.remove_prefix(1);
   }
 
  private:
-  static bool IsDigit(char character) { return character >= '0' && character <= '9'; }
+  static constexpr std::string_view kBlanks = " \t\n\v\f\r";
 
-  const char* at_;
+  std::string_view text_;
   bool failed_ = false;
 };
 
@@ -81,7 +77,7 @@ int convertkestrunesqldatetoemldate(const char* date, char* out) {
   const std::size_t length = ::strnlen(date, kDateWithZoneCharacters + 1);
   if (length != kDateCharacters && length != kDateWithZoneCharacters) return mail::kBadDate;
 
-  NumberReader reader(date);
+  NumberReader reader({date, length});
   const int year = reader.Number();
   reader.Expect('-');
   const int month = reader.Number();
