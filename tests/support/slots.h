@@ -21,7 +21,16 @@ std::ptrdiff_t SlotOf(Member member) {
   return offset % 2 == 1 ? offset / static_cast<std::ptrdiff_t>(sizeof(void*)) : -1;
 }
 
-// The operations of `Class`, all of them in slot order, and no virtual destructor among them.
+// How many virtual operations a class has: the place that its subclass's own first one takes.
+template <class Class>
+std::ptrdiff_t SlotCount() {
+  struct Subclass : Class {
+    virtual void OneMore() {}
+  };
+  return SlotOf(&Subclass::OneMore);
+}
+
+// The operations of `Class`, all of them in slot order: no other is virtual, nor is its destructor.
 template <class Class, class... Members>
 void ExpectSlots(Members... members) {
   static_assert(!std::has_virtual_destructor_v<Class>);
@@ -30,6 +39,7 @@ void ExpectSlots(Members... members) {
     EXPECT_EQ(SlotOf(members), slot);
     ++slot;
   }());
+  EXPECT_EQ(SlotCount<Class>(), slot);
 }
 
 }  // namespace kestrune::testing
