@@ -1,0 +1,328 @@
+// What the library leaves behind of secrets: every operation is made with marked ones, and neither memory that
+// it freed nor the stack that it used may still hold one.
+//
+//   memory_leftovers [BYTES]      BYTES: length of the attachment, 20000 if not given, at most 1000000
+#include <kestrune/kestrune.h>
+#include <openssl/bn.h>
+#include <openssl/core_names.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <set>
+
+#include "blocks/block_cell.h"
+#include "core/owned.h"
+#include "core/result.h"
+#include "tests/memory/freed_memory.h"
+#include "tests/support/sealed_message.h"
+
+namespace {
+
+using namespace kestrune;
+using namespace kestrune::testing;
+
+constexpr std::size_t kUsualAttachment = 20000;
+constexpr std::size_t kTextBytes = 1500;
+constexpr std::size_t kOutBytes = 20000;
+constexpr const char* kDate = "2026-05-06 10:11:12";
+
+// In pass phrases '#' becomes '_' on the way: the marks are what both forms have.
+constexpr const char *kUserPhrase = "a#PhraseDuLecteur", *kUserMark = "PhraseDuLecteur";
+constexpr const char *kSignerPhrase = "b#PhraseDuSignataire", *kSignerMark = "PhraseDuSignataire";
+constexpr const char* kSignerPhraseOnFile = "b_PhraseDuSignataire";
+constexpr const char *kLetterMark = "LettreSecret", *kAttachmentMark = "PieceSecrete";  // 12: whole in Base64
+constexpr const char* kShortTextMark = "TexteTresSecret_";
+
+std::string Repeated(const std::string& mark, std::size_t bytes) {
+  std::string text;
+  while (text.size() < bytes) text += mark;
+  text.resize(bytes);
+  return text;
+}
+
+Bytes PadOfMark(const std::string& mark, std::size_t bytes) {
+  return ToBytes(Repeated(mark, bytes));
+}
+
+using Key = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
+
+Key ReadKey(const std::string& path) {
+  FILE* const file = std::fopen(path.c_str(), "r");
+  if (file == nullptr) std::abort();
+  Key key(PEM_read_PrivateKey(file, nullptr, nullptr, nullptr), EVP_PKEY_free);
+  std::fclose(file);
+  return key;
+}
+
+void WriteProtected(EVP_PKEY* key, const std::string& path, const char* phrase) {
+  BIO* const file = BIO_new_file(path.c_str(), "w");
+  const int length = static_cast<int>(std::strlen(phrase));
+  if (file == nullptr ||
+      PEM_write_bio_PrivateKey_traditional(file, key, EVP_des_ede3_cbc(),
+                                           reinterpret_cast<unsigned char*>(const_cast<char*>(phrase)),
+                                           length, nullptr, nullptr) != 1) {
+    std::abort();
+  }
+  BIO_free(file);
+}
+
+// A number of a private key, as its file has it and as arithmetic has it; its middle, where no rounding or
+// leading zero matters.
+void MarkNumber(EVP_PKEY* key, const char* which, std::vector<Mark>* marks) {
+  BIGNUM* number = nullptr;
+  if (EVP_PKEY_get_bn_param(key, which, &number) != 1) std::abort();
+  std::string bytes(static_cast<std::size_t>(BN_num_bytes(number)), 0);
+  BN_bn2bin(number, reinterpret_cast<unsigned char*>(bytes.data()));
+  BN_clear_free(number);
+  const std::string middle = bytes.substr(32, 16);
+  marks->push_back({std::string("private key, ") + which, middle});
+  marks->push_back({std::string("private key, ") + which + " in limbs", {middle.rbegin(), middle.rend()}});
+}
+
+// The operations' yard: keys whose secrets are marked, and every text that goes in, outside of the stack.
+struct Yard : MessageFolder {
+  explicit Yard(std::size_t attachment_bytes) : MessageFolder(64), attachment(File("piece.txt")) {
+    personal.first_pad = PadOfMark("PREMIER:", 64 * kPadChunk);
+    personal.second_pad = PadOfMark("SECOND::", 4 * kPadChunk);
+    master.pad = PadOfMark("MAITRE::", 64 * kPadChunk);
+    personal.hex_password = hex;
+    AddUser("durand");
+    WriteFile(File("Master." + PersonalKeyYear()), master.File());
+    WriteFile(attachment, Repeated(kAttachmentMark, attachment_bytes));
+    WriteFile(File("text"), letter);
+    WriteFile(File("short"), short_text);
+
+    const std::string open_key = DataPath("rsa2048.key");
+    const Key key = ReadKey(open_key);
+    protected_name = AddSigningKey("rsa2048", "protege");
+    open_name = AddSigningKey("rsa2048", "ouvert");
+    WriteProtected(key.get(), File(protected_name + ".key"), kSignerPhraseOnFile);
+
+    for (const char* which :
+         {OSSL_PKEY_PARAM_RSA_D, OSSL_PKEY_PARAM_RSA_FACTOR1, OSSL_PKEY_PARAM_RSA_FACTOR2,
+          OSSL_PKEY_PARAM_RSA_EXPONENT1, OSSL_PKEY_PARAM_RSA_EXPONENT2, OSSL_PKEY_PARAM_RSA_COEFFICIENT1}) {
+      MarkNumber(key.get(), which, &marks);
+    }
+    const std::string pem = ToText(ReadFile(open_key));
+    marks.push_back({"private key's file", pem.substr(pem.size() / 2, 40)});
+    Bytes binary = FromHex(hex);
+    marks.push_back({"reader's key, hexadecimal", hex.substr(8, 32)});
+    marks.push_back({"reader's key", ToText(binary).substr(0, 16)});
+    for (const char* mark : {kUserMark, kSignerMark, kShortTextMark}) marks.push_back({mark, mark});
+    // Wherever a run of a pad begins, 16 bytes of it hold the mark.
+    for (const char* mark : {"PREMIER:", "SECOND::", "MAITRE::"}) marks.push_back({mark, mark});
+    for (const std::string mark : {kLetterMark, kAttachmentMark}) {
+      marks.push_back({mark, mark});
+      for (std::size_t phase = 0; phase < 3; ++phase) {
+        marks.push_back({mark + " in Base64", ToBase64(Repeated(mark, 48).substr(phase, 15))});
+      }
+    }
+  }
+
+  const std::string hex = HexPassword("a_PhraseDuLecteur");
+  const std::string letter = Repeated(kLetterMark, kTextBytes);
+  const std::string short_text = kShortTextMark;
+  const std::string attachment;
+  std::string protected_name, open_name;
+  std::vector<Mark> marks;
+};
+
+class Trial {
+ public:
+  explicit Trial(const Yard& yard) : yard_(yard) {}
+
+  // One operation; `wanted` is the code that it must give.
+  void Run(const std::string& name, long wanted, const std::function<long()>& operation) {
+    long rc = 0;
+    const std::vector<Leftover> leftovers = LeftoversOf(yard_.marks, [&] { rc = operation(); });
+    if (rc != wanted) Fail(name + " gave " + std::to_string(rc) + ", not " + std::to_string(wanted));
+    for (const Leftover& leftover : leftovers) Tell(name, leftover);
+    ++operations_;
+  }
+
+  void Fail(const std::string& what) {
+    std::printf("FAILED: %s\n", what.c_str());
+    ++failures_;
+  }
+
+  int failures() const { return failures_; }
+  int operations() const { return operations_; }
+
+ private:
+  void Tell(const std::string& name, const Leftover& leftover) {
+    const std::string& secret = yard_.marks[leftover.mark].secret;
+    if (leftover.block_bytes == 0) {
+      Fail(name + " left <" + secret + "> in its stack, " + std::to_string(leftover.offset) + " bytes deep");
+      return;
+    }
+    Fail(name + " freed <" + secret + "> at " + std::to_string(leftover.offset) + " of " +
+         std::to_string(leftover.block_bytes) + " bytes:\n" + CallersOf(leftover));
+  }
+
+  const Yard& yard_;
+  int failures_ = 0;
+  int operations_ = 0;
+};
+
+// A planted fault of each sort must be seen, and what is wiped must not.
+void CheckTheWatch(const Yard& yard, Trial* trial) {
+  const auto fill = [&](unsigned char* bytes) {
+    std::memcpy(bytes, yard.letter.data(), 64);
+    asm volatile("" : : "r"(bytes) : "memory");  // the compiler would leave out what nobody reads
+  };
+  const auto seen = [&](const std::function<void()>& operation) {
+    return LeftoversOf(yard.marks, operation).size();
+  };
+  const auto expect = [&](std::size_t found, std::size_t wanted, const char* what) {
+    if (found != wanted) trial->Fail(std::string("the watch saw ") + std::to_string(found) + " in " + what);
+  };
+  const auto plain_owner = [&] {
+    CBuffer owner;
+    if (owner.Allocate(100)) fill(owner.data());
+  };
+  const auto wiping_owner = [&] {
+    SecretCBuffer owner;
+    if (owner.Allocate(100)) fill(owner.data());
+    SecretArray<100> array;
+    fill(array.data());
+  };
+  const auto plain_string = [&] { std::string(yard.letter.data(), 64).reserve(100); };
+  const auto moved_block = [&] {
+    CBuffer owner;
+    if (!owner.Allocate(100)) return;
+    fill(owner.data());
+    unsigned char* const moved = static_cast<unsigned char*>(std::realloc(owner.release(), 200));
+    wipe(moved, 200);
+    std::free(moved);
+  };
+  const auto plain_array = [&] {
+    std::array<unsigned char, 100> array;
+    fill(array.data());
+  };
+  expect(seen(plain_owner), 1, "a plain owner");
+  expect(seen(plain_string), 2, "a plain string that grows");
+  expect(seen(moved_block), 1, "a block that moves");
+  expect(seen(plain_array), 1, "a plain array");
+  expect(seen(wiping_owner), 0, "wiping owners");
+}
+
+// A text that the library changes or fills, not on the stack.
+struct Text {
+  Text() : bytes(new char[kOutBytes]()) {}
+  explicit Text(const std::string& content) : Text() { content.copy(bytes.get(), kOutBytes - 1); }
+  char* get() const { return bytes.get(); }
+  std::unique_ptr<char[]> bytes;
+};
+
+void SignAndVerify(const Yard& yard, Trial* trial) {
+  const Text phrase(kSignerPhrase), none(""), wrong("faux"), block, answer;
+  const char* const folder = yard.path().c_str();
+  trial->Run("signing", kOk, [&] {
+    return Api2GetSignatureXMLLight("bonjour", "protege", phrase.get(), folder, block.get());
+  });
+  trial->Run("signing with an open key", kOk,
+             [&] { return Api2GetSignatureXMLLight("bonjour", "ouvert", none.get(), folder, block.get()); });
+  trial->Run("signing with a wrong pass phrase", signer::kWrongPassword, [&] {
+    return Api2GetSignatureXMLLight("bonjour", "protege", wrong.get(), folder, answer.get());
+  });
+  trial->Run("verifying", kOk,
+             [&] { return Api2ExtractFromSignature(block.get(), folder, answer.get(), 0); });
+}
+
+void ShortTexts(const Yard& yard, Trial* trial) {
+  const Text hex, form, out, wrong_form("<IV></IV><AE>QUJD</AE>");
+  const std::string short_file = yard.File("short"), form_file = yard.File("form"),
+                    changed = yard.File("changed");
+  const std::string certificate = yard.protected_name + ".pem";
+  trial->Run("making a key of a pass phrase", kOk, [&] {
+    return BuildHexPassword(reinterpret_cast<const unsigned char*>("a_PhraseDuLecteur"),
+                            reinterpret_cast<unsigned char*>(hex.get()));
+  });
+  trial->Run("enciphering a text", kOk,
+             [&] { return Api2Aes(yard.short_text.c_str(), yard.hex.c_str(), 0, form.get(), 0); });
+  trial->Run("deciphering a text", kOk,
+             [&] { return Api2Aes(form.get(), yard.hex.c_str(), 1, out.get(), 0); });
+  trial->Run("deciphering a malformed text", -2064,
+             [&] { return Api2Aes(wrong_form.get(), yard.hex.c_str(), 1, out.get(), 0); });
+  trial->Run("enciphering a file", kOk, [&] {
+    return Api2AesFile(short_file.c_str(), form_file.c_str(), yard.hex.c_str(), nullptr, 0, 0);
+  });
+  trial->Run("deciphering a file", kOk, [&] {
+    return Api2AesFile(form_file.c_str(), changed.c_str(), yard.hex.c_str(), nullptr, 1, 0);
+  });
+  trial->Run("enciphering for a certificate", kOk, [&] {
+    return Api2AesPub(yard.short_text.c_str(), certificate.c_str(), yard.path().c_str(), form.get(), 0);
+  });
+  trial->Run("deciphering with a private key", kOk,
+             [&] { return Api2DeAesPriv(form.get(), kSignerPhrase, yard.path().c_str(), out.get(), 0); });
+}
+
+void Messages(const Yard& yard, Trial* trial) {
+  const Text phrase(kSignerPhrase), identifier, routing;
+  const char* const folder = yard.path().c_str();
+  const std::string sealed_file = yard.File("sealed"), grey_file = yard.File("grey"),
+                    text_file = yard.File("text");
+  CBuffer block, grey;
+  unsigned char* bytes = nullptr;
+  unsigned long long length = 0;
+  trial->Run("sealing from memory", kOk, [&] {
+    return Api2CrypterMem(yard.letter.c_str(), yard.attachment.c_str(), "durand", "protege", kUserPhrase,
+                          phrase.get(), folder, "a@x.example", "", "", "", "s", kDate, &bytes, &length,
+                          identifier.get(), 0);
+  });
+  block.Adopt(bytes, length);
+  trial->Run("sealing from files", kOk, [&] {
+    return Api2Crypterfile(text_file.c_str(), yard.attachment.c_str(), "durand", "protege", yard.hex.c_str(),
+                           phrase.get(), folder, "a@x.example", nullptr, nullptr, nullptr, "s", kDate,
+                           nullptr, sealed_file.c_str(), identifier.get(), 0);
+  });
+  bytes = nullptr;
+  trial->Run("taking the grey block out", kOk, [&] {
+    return Api2ExtractGrisFromHTTPSBlock(block.data(), block.size(), folder, &bytes, &length);
+  });
+  grey.Adopt(bytes, length);
+  if (!grey) return;
+  WriteFile(grey_file, Bytes(grey.data(), grey.data() + grey.size()));
+
+  char* xml = nullptr;
+  trial->Run("opening in memory", kOk,
+             [&] { return Api2DecrypterGrisMem(grey.data(), grey.size(), folder, kUserPhrase, &xml); });
+  SecretCBuffer().AdoptText(xml);
+  TypV2BlockCell* red = nullptr;
+  const auto open = [&] { return Api2DecrypterfileGris(grey_file.c_str(), folder, yard.hex.c_str(), &red); };
+  trial->Run("opening a file", kOk, open);
+  Text texts, parts;
+  const std::unique_ptr<char[]> long_parts(new char[4 * ReadFile(yard.attachment).size() + kOutBytes]());
+  trial->Run("taking the texts out", kOk, [&] { return GetFlatTextFromRedBlock(red, texts.get()); });
+  trial->Run("taking the attachments out", kOk,
+             [&] { return GetMimePJFromRedBlock(red, long_parts.get(), "boundary"); });
+  char* eml = nullptr;
+  trial->Run("making a mail", kOk, [&] { return Api2ConvertRedBlockToEml(red, &eml); });
+  SecretCBuffer().AdoptText(eml);
+  trial->Run("opening a file again", kOk, open);
+  trial->Run("freeing what was opened", kOk, [&] { return Api2FreeRedBlock(red); });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // A function that is bound when it is first called has the registers, and what they hold, put on the stack.
+  if (::getenv("LD_BIND_NOW") == nullptr) {
+    ::setenv("LD_BIND_NOW", "1", 1);
+    ::execv("/proc/self/exe", argv);
+  }
+  const Yard yard(argc > 1 ? std::strtoul(argv[1], nullptr, 10) : kUsualAttachment);
+  Trial trial(yard);
+  CheckTheWatch(yard, &trial);
+  SignAndVerify(yard, &trial);
+  ShortTexts(yard, &trial);
+  Messages(yard, &trial);
+  std::printf("%d operations, %d failures\n", trial.operations(), trial.failures());
+  return trial.failures() == 0 ? 0 : 1;
+}
