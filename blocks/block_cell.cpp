@@ -6,10 +6,10 @@
 #include <utility>
 
 #include "blocks/tree_walk.h"
+#include "core/entry_point.h"
 #include "core/instance_creator.h"
 #include "core/owned.h"
 #include "core/result.h"
-#include "crypto/classic.h"
 
 using namespace kestrune;
 
@@ -18,31 +18,15 @@ namespace {
 constexpr std::size_t kSetDataNameLimit = 5;  // characters of a name, terminator counted
 constexpr std::size_t kBlockNameLimit = 6;    // likewise
 
-// Replaces a fork by a copy of `bytes`, which may lie in the fork itself; on failure it stays as it was.
-Result ReplaceFork(const void* bytes, unsigned long long length, unsigned char** fork,
-                   unsigned long long* fork_length) {
-  unsigned char* copy = nullptr;
-  if (length != 0) {
-    copy = static_cast<unsigned char*>(std::malloc(length));
-    if (copy == nullptr) return kNoObject;
-    std::memcpy(copy, bytes, length);
-  }
-  SecretCBuffer old;
-  old.Adopt(*fork, *fork_length);
-  *fork = copy;
-  *fork_length = length;
-  return kOk;
-}
-
 // A terminated copy of a fork; null for none.
-Result CopyAsText(const unsigned char* fork, unsigned long long length, char** out) {
+Result CopyAsText(const Fork& fork, char** out) {
   if (out == nullptr) return block::kNoOutput;
   *out = nullptr;
-  if (fork == nullptr || length == 0) return kOk;
-  auto* text = static_cast<char*>(std::malloc(length + 1));
+  if (!fork.HasBytes()) return kOk;
+  auto* text = static_cast<char*>(std::malloc(fork.length() + 1));
   if (text == nullptr) return kNoObject;
-  std::memcpy(text, fork, length);
-  text[length] = 0;
+  std::memcpy(text, fork.data(), fork.length());
+  text[fork.length()] = 0;
   *out = text;
   return kOk;
 }
@@ -53,79 +37,39 @@ int TypV2BlockCell::InitCreate(TypV2InstanceCreator* creator) {
   creator_ = creator;
   next_ = nullptr;
   sub_ = nullptr;
-  tail_ = nullptr;
-  tail_of_ = nullptr;
+  up_ = nullptr;
+  prev_ = nullptr;
   head_ = {kVersion, kLeaf, 0, {}};
-  xml_length_ = 0;
-  data_length_ = 0;
-  data_fork_ = nullptr;
-  data_is_lent_ = false;
-  xml_fork_ = nullptr;
+  xml_.Clear();
+  data_.Clear();
   return kOk;
 }
 
+// A cell in the middle of a chain can be killed, with those behind it, while those before it live on.
 int TypV2BlockCell::Kill() {
-  ClearData();
-  ClearXml();
-  ForgetTails();
+  data_.Clear();
+  xml_.Clear();
+  if (next_ != nullptr) FirstOfChain()->prev_ = this;
   KillTree(std::exchange(next_, nullptr));
   KillTree(std::exchange(sub_, nullptr));
   return kOk;
 }
 
-// Kills and deletes a chain of cells and all that is below them. A cell loses its links before its own `Kill`
-// runs, which therefore ends at once. A killed cell whose sub-blocks have yet to follow waits in a list.
+// Kills and deletes a chain of cells and all that is below them: the sub-blocks of a cell come before the rest
+// of its chain. A cell loses its links before its own `Kill` runs, which therefore ends at once.
 void TypV2BlockCell::KillTree(TypV2BlockCell* first) {
-  TypV2BlockCell* waiting = nullptr;
-  TypV2BlockCell* cell = first;
-  for (;;) {
-    while (cell != nullptr) {
-      TypV2BlockCell* const next = std::exchange(cell->next_, nullptr);
-      TypV2BlockCell* const sub = std::exchange(cell->sub_, nullptr);
-      cell->Kill();
-      if (sub == nullptr) {
-        DeleteObject(cell);
-      } else {
-        cell->sub_ = sub;
-        cell->next_ = std::exchange(waiting, cell);
-      }
-      cell = next;
+  while (first != nullptr) {
+    TypV2BlockCell* const cell = first;
+    first = std::exchange(cell->next_, nullptr);
+    if (cell->sub_ != nullptr) {
+      cell->sub_->EndOfChain()->next_ = first;
+      first = std::exchange(cell->sub_, nullptr);
     }
-    if (waiting == nullptr) return;
-    TypV2BlockCell* const parent = waiting;
-    waiting = parent->next_;
-    cell = parent->sub_;
-    DeleteObject(parent);
+    cell->up_ = nullptr;
+    cell->prev_ = nullptr;
+    cell->Kill();
+    DeleteObject(cell);
   }
-}
-
-// A cell in the middle of a chain can be killed, with those behind it, while those before it live on.
-void TypV2BlockCell::ForgetTails() {
-  if (tail_ != nullptr) std::exchange(tail_, nullptr)->tail_of_ = nullptr;
-  if (tail_of_ != nullptr) std::exchange(tail_of_, nullptr)->tail_ = nullptr;
-}
-
-void TypV2BlockCell::ClearXml() {
-  // A length without a fork is left where reading the fork failed.
-  if (xml_fork_ != nullptr) wipe(xml_fork_, xml_length_);
-  std::free(std::exchange(xml_fork_, nullptr));
-  xml_length_ = 0;
-}
-
-void TypV2BlockCell::ClearData() {
-  if (data_is_lent_) data_fork_ = nullptr;
-  if (data_fork_ != nullptr) wipe(data_fork_, data_length_);
-  std::free(std::exchange(data_fork_, nullptr));
-  data_length_ = 0;
-  data_is_lent_ = false;
-}
-
-// The bytes are only ever read: nothing changes a data fork in its place.
-void TypV2BlockCell::LendFork(const unsigned char* data, unsigned long long length) {
-  ClearData();
-  data_fork_ = length == 0 ? nullptr : const_cast<unsigned char*>(data);
-  data_length_ = length;
-  data_is_lent_ = length != 0;
 }
 
 int TypV2BlockCell::SetData(const char* name, const char* xml, const unsigned char* data,
@@ -134,23 +78,15 @@ int TypV2BlockCell::SetData(const char* name, const char* xml, const unsigned ch
   if (sub_ != nullptr) return block::kLeafAndSuper;
   if (!IsShorterThan(name, kSetDataNameLimit)) return block::kBadName;
   StoreName(name);
-  if (xml != nullptr) {
-    if (Result rc = ReplaceFork(xml, std::strlen(xml), &xml_fork_, &xml_length_); rc != kOk) return rc;
-  }
-  if (data == nullptr) return kOk;
-  unsigned char* fork = data_is_lent_ ? nullptr : data_fork_;
-  unsigned long long fork_length = data_is_lent_ ? 0 : data_length_;
-  if (Result rc = ReplaceFork(data, length, &fork, &fork_length); rc != kOk) return rc;
-  data_fork_ = fork;
-  data_length_ = fork_length;
-  data_is_lent_ = false;
+  if (xml != nullptr && !xml_.Copy(xml, std::strlen(xml))) return kNoObject;
+  if (data != nullptr && !data_.Copy(data, length)) return kNoObject;
   return kOk;
 }
 
 int TypV2BlockCell::LendData(const char* name, const char* xml, const unsigned char* data,
                              unsigned long long length) {
   if (Result rc = SetData(name, xml, nullptr, 0); rc != kOk) return rc;
-  if (data != nullptr) LendFork(data, length);
+  if (data != nullptr) data_.Lend(data, length);
   return kOk;
 }
 
@@ -206,60 +142,95 @@ bool TypV2BlockCell::issuperblock() const {
   return IsSuper();
 }
 
+// The type is the interface's.
 unsigned char* TypV2BlockCell::GetDataForkPtr() const {
-  return data_fork_;
+  return const_cast<unsigned char*>(data_.data());
 }
 
 unsigned long long TypV2BlockCell::GetDataForkLen() const {
-  return data_length_;
+  return data_.length();
 }
 
 unsigned long long TypV2BlockCell::GetXMLForkLen() const {
-  return xml_length_;
+  return xml_.length();
 }
 
 int TypV2BlockCell::GetTextFromData(char** out) const {
-  return CopyAsText(data_fork_, data_length_, out);
+  return CopyAsText(data_, out);
 }
 
 int TypV2BlockCell::GetXMLForkCopy(char** out) const {
-  return CopyAsText(xml_fork_, xml_length_, out);
+  return CopyAsText(xml_, out);
 }
 
 int TypV2BlockCell::GetDataForkCopy(unsigned char** out, unsigned long long* out_length) const {
   if (out == nullptr || out_length == nullptr) return block::kNoOutput;
   *out = nullptr;
   *out_length = 0;
-  if (!HasData()) return kOk;
-  auto* copy = static_cast<unsigned char*>(std::malloc(data_length_));
+  if (!data_.HasBytes()) return kOk;
+  auto* copy = static_cast<unsigned char*>(std::malloc(data_.length()));
   if (copy == nullptr) return kNoObject;
-  std::memcpy(copy, data_fork_, data_length_);
+  std::memcpy(copy, data_.data(), data_.length());
   *out = copy;
-  *out_length = data_length_;
+  *out_length = data_.length();
   return kOk;
+}
+
+// ---- Links ---------------------------------------------------------------------------------------------
+
+// Every sub-block knows its parent, so that no walk has to note its way. The first of a chain knows a cell at
+// or before its end; in a chain without a parent, those behind it reach the first one step by step.
+bool TypV2BlockCell::IsFirstOfChain() const {
+  return up_ != nullptr ? up_->sub_ == this : prev_ == nullptr || prev_->next_ != this;
+}
+
+TypV2BlockCell* TypV2BlockCell::FirstOfChain() {
+  if (up_ != nullptr) return up_->sub_;
+  TypV2BlockCell* cell = this;
+  while (!cell->IsFirstOfChain()) cell = cell->prev_;
+  return cell;
+}
+
+TypV2BlockCell* TypV2BlockCell::EndOfChain() {
+  TypV2BlockCell* const first = up_ != nullptr ? up_->sub_ : this;
+  TypV2BlockCell* end = first->prev_ != nullptr && first->IsFirstOfChain() ? first->prev_ : this;
+  while (end->next_ != nullptr) end = end->next_;
+  return end;
 }
 
 int TypV2BlockCell::addsubblock(TypV2BlockCell* child) {
   if (child == nullptr) return block::kNoCell;
-  if (data_fork_ != nullptr || data_length_ != 0) return block::kLeafAndSuper;
-  if (sub_ == nullptr) {
-    sub_ = child;
-  } else if (Result rc = sub_->addnextblock(child); rc != kOk) {
-    return rc;
-  }
+  if (data_.data() != nullptr || data_.length() != 0) return block::kLeafAndSuper;
   head_.super_flag = kSuper;
+  if (sub_ != nullptr) return sub_->addnextblock(child);
+  sub_ = child;
+  child->prev_ = HangChain(child, this);
   return kOk;
 }
 
 int TypV2BlockCell::addnextblock(TypV2BlockCell* child) {
   if (child == nullptr) return block::kNoCell;
-  TypV2BlockCell* last = tail_ == nullptr ? this : tail_;
-  while (last->next_ != nullptr) last = last->next_;
-  last->next_ = child;
-  if (tail_ != nullptr) tail_->tail_of_ = nullptr;
-  tail_ = child;
-  child->tail_of_ = this;
+  TypV2BlockCell* const end = EndOfChain();
+  TypV2BlockCell* const new_end = HangChain(child, up_);
+  if (up_ != nullptr) {
+    up_->sub_->prev_ = new_end;
+  } else if (IsFirstOfChain()) {
+    prev_ = new_end;
+  }
+  end->next_ = child;
+  child->prev_ = end;
   return kOk;
+}
+
+// Tells a chain its parent, if it gets one; each cell gets one once. Gives a cell at or before its end.
+TypV2BlockCell* TypV2BlockCell::HangChain(TypV2BlockCell* first, TypV2BlockCell* parent) {
+  TypV2BlockCell* end = first->prev_ == nullptr ? first : first->prev_;
+  if (parent == nullptr) return end;
+  for (TypV2BlockCell* cell = first; cell != nullptr; cell = cell->next_) {
+    cell->up_ = parent;
+    end = cell;
+  }
+  return end;
 }
 
 int TypV2BlockCell::AddSubBlockWithData(const char* name, const char* xml, const unsigned char* data,
@@ -275,15 +246,20 @@ int TypV2BlockCell::AddSubBlockWithLentData(const char* name, const char* xml, c
 template <class Fill>
 int TypV2BlockCell::AddSubBlock(TypV2BlockCell** out, Fill&& fill) {
   if (creator_ == nullptr) return kNoObject;
-  Owned<TypV2BlockCell> cell(creator_->newTypV2BlockCell());
-  if (Result rc = cell.Init(creator_); rc != kOk) return rc;
-  if (Result rc = fill(cell.get()); rc != kOk) return rc;
-  if (Result rc = addsubblock(cell.get()); rc != kOk) return rc;
-  TypV2BlockCell* const added = cell.Release();
-  if (out != nullptr) *out = added;
-  return kOk;
+  return EntryPoint([&]() -> Result {
+    Owned<TypV2BlockCell> cell(creator_->newTypV2BlockCell());
+    if (Result rc = cell.Init(creator_); rc != kOk) return rc;
+    if (Result rc = fill(cell.get()); rc != kOk) return rc;
+    if (Result rc = addsubblock(cell.get()); rc != kOk) return rc;
+    TypV2BlockCell* const added = cell.Release();
+    if (out != nullptr) *out = added;
+    return kOk;
+  });
 }
 
 void TypV2BlockCell::MoveToCreator(TypV2InstanceCreator* creator) {
-  ForEach(this, true, [creator](TypV2BlockCell& cell) { cell.creator_ = creator; });
+  Walk(this, true, [creator](TypV2BlockCell& cell) {
+    cell.creator_ = creator;
+    return true;
+  });
 }

@@ -7,13 +7,16 @@
 #include <string_view>
 
 #include "base/export.h"
+#include "blocks/fork.h"
 #include "core/object.h"
 
 class TypV1SimpleStruc;
 class TypV2InstanceCreator;
 namespace kestrune {
 class LentData;
+class TreeLinks;
 struct FlatDigests;
+struct NothingToLeave;
 }  // namespace kestrune
 
 // A cell has a name, a text fork that holds XML, and either a data fork (a leaf) or a chain of sub-blocks
@@ -30,6 +33,10 @@ struct FlatDigests;
 //
 // Trees come from outside and may be a million cells long or deep: no operation recurses, each takes time
 // linear in the cells and bytes that it visits (printing: in the bytes printed), and lengths never wrap.
+// No exception leaves one.
+//
+// Any number of threads may read one tree at once: what is const writes nothing into a cell. What is not
+// const wants the tree to itself, the export as tagged text too.
 //
 // Subclasses: an operation on a tree calls its own slots on the cell it was called for (`GetFlatData` calls
 // that cell's `GetDataLen` and `PushDataInPtr`, `LoadFlatData` its `LoadFromFlatData`), but visits the cells
@@ -128,8 +135,8 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   virtual void displayindent(long indent) const;
 
   // Appends a cell, or a chain of them, behind the last sub-block (of this cell) or the last next block. It
-  // passes into the ownership of the tree. Appending to the same cell again and again takes constant time.
-  // The caller sees to it that the child has no parent yet and is neither this cell nor above it: a cell that
+  // passes into the ownership of the tree. Appending one cell takes constant time (linear only behind a cell
+  // in the middle of a chain that has no parent). The caller sees to it that the child has no parent yet and is neither this cell nor above it: a cell that
   // hangs in two places is freed twice, a ring has no end.
   // -81: no child. -80: this cell holds data; the child is still the caller's.
   int addsubblock(TypV2BlockCell* child);
@@ -152,9 +159,10 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   //   flags      bit 0: with the data forks in Base64, of the cells that carry XML; else their elements are
   //              empty. On a "TEXT" block its data element then holds text and XML together.
   // Line feeds in the exported XML forks become carriage returns, in the cells themselves.
-  // Returns the result of the last piece written, which is the closing tag of this cell or of its last
-  // sibling reached: -109 when it did not fit (an earlier piece that did not fit may thus go unreported: kept
-  // so), -105: no out, -62: no position, -89: negative position, -96: no object or memory.
+  // Returns -96 when an object or memory was missing anywhere: the text ends there. Otherwise the result of
+  // the last piece written, which is the closing tag of this cell or of its last sibling reached: -109 when it
+  // did not fit (an earlier piece that did not fit may thus go unreported: kept so), -105: no out, -62: no
+  // position, -89: negative position.
   int ExportBlockAsXML(char* out, long long* position, long long capacity, long flags);
 
   // Bytes of the XML fork, and with one more those of a GetXMLForkCopy: the text may end before.
@@ -166,6 +174,7 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
 
  private:
   friend class kestrune::LentData;
+  friend class kestrune::TreeLinks;
 
   static constexpr std::uint8_t kVersion = 2;
   static constexpr std::uint8_t kLeaf = 0;
@@ -187,28 +196,23 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   class V1Export;
   class XmlExport;
 
-  template <class Cell, class Enter, class Leave>
-  static void Walk(Cell* start, bool with_next_blocks, Enter&& enter, Leave&& leave);
-
-  template <class Cell, class Visit>
-  static void ForEach(Cell* start, bool with_next_blocks, Visit&& visit);
+  template <class Cell, class Enter, class Leave = kestrune::NothingToLeave>
+  static void Walk(Cell* start, bool with_next_blocks, Enter&& enter, Leave&& leave = {});
 
   void StoreName(std::string_view name);
   bool HasName(std::string_view name) const;
   std::string_view PrintedName() const;
   bool IsSuper() const { return head_.super_flag == kSuper; }
-  bool HasXml() const { return xml_fork_ != nullptr && xml_length_ != 0; }
-  bool HasData() const { return data_fork_ != nullptr && data_length_ != 0; }
-  void ClearXml();
-  void ClearData();
-  void ForgetTails();
+  bool IsFirstOfChain() const;
+  TypV2BlockCell* FirstOfChain();
+  TypV2BlockCell* EndOfChain();
+  static TypV2BlockCell* HangChain(TypV2BlockCell* first, TypV2BlockCell* parent);
   static void KillTree(TypV2BlockCell* first);
   int LendData(const char* name, const char* xml, const unsigned char* data, unsigned long long length);
   int AddSubBlockWithLentData(const char* name, const char* xml, const unsigned char* data,
                               unsigned long long length);
   int LoadLentFlatData(const unsigned char* buffer, unsigned long long length,
                        const kestrune::FlatDigests& digests);
-  void LendFork(const unsigned char* data, unsigned long long length);
   template <class Fill>
   int AddSubBlock(TypV2BlockCell** out, Fill&& fill);
   unsigned long long RecordBytes() const;
@@ -217,15 +221,11 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   TypV2InstanceCreator* creator_ = nullptr;
   TypV2BlockCell* next_ = nullptr;
   TypV2BlockCell* sub_ = nullptr;
+  TypV2BlockCell* up_ = nullptr;    // the cell that this one is a sub-block of
+  TypV2BlockCell* prev_ = nullptr;  // the block before; of the first: one in its chain, to seek the end from
   Head head_ = {kVersion, kLeaf, 0, {}};
-  unsigned long long xml_length_ = 0;   // both lengths are what a record from outside announced,
-  unsigned long long data_length_ = 0;  // also when reading its forks failed
-  unsigned char* data_fork_ = nullptr;
-  unsigned char* xml_fork_ = nullptr;
-  bool data_is_lent_ = false;                   // the data fork is somebody else's
-  mutable const TypV2BlockCell* up_ = nullptr;  // where a walk goes on, while it is below
-  TypV2BlockCell* tail_ = nullptr;              // where addnextblock last appended; the end is not before it
-  TypV2BlockCell* tail_of_ = nullptr;           // the cell whose tail_ this is; it forgets a killed one
+  kestrune::Fork xml_;
+  kestrune::Fork data_;
 };
 
 #endif

@@ -4,6 +4,9 @@
 
 #include "blocks/block_cell.h"
 #include "blocks/tree_walk.h"
+#include "blocks/utils_of_cells.h"
+#include "core/entry_point.h"
+#include "core/result.h"
 
 using namespace kestrune;
 
@@ -43,33 +46,33 @@ class TypV2BlockCell::Printer {
     cell.displayindent(indent_);
     const char mark = cell.IsSuper() ? '*' : ' ';
     std::printf("%c[%.*s", mark, static_cast<int>(kNameBytes), cell.head_.name);
-    if (cell.xml_length_ != 0) {
-      std::printf(" (xmllen =%llu)", cell.xml_length_);
+    if (cell.xml_.length() != 0) {
+      std::printf(" (xmllen =%llu)", cell.xml_.length());
     } else {
       std::fputs(kNoXmlColumn, stdout);
     }
-    if (cell.data_length_ != 0) std::printf(" (datalen=%llu)", cell.data_length_);
+    if (cell.data_.length() != 0) std::printf(" (datalen=%llu)", cell.data_.length());
     std::printf("] %llu\n", cell.GetDataLen());
   }
 
   void PrintXml(const TypV2BlockCell& cell) const {
-    if (cell.xml_length_ == 0) {
+    if (cell.xml_.length() == 0) {
       std::fputs(kNoXmlColumn, stdout);
       return;
     }
     std::fputs("\n", stdout);
     cell.displayindent(indent_ + kForkIndent);
-    if (cell.xml_fork_ != nullptr) {
-      const auto* text = reinterpret_cast<const char*>(cell.xml_fork_);
-      std::fwrite(text, 1, ::strnlen(text, cell.xml_length_), stdout);
+    if (cell.xml_.HasBytes()) {
+      const auto* text = reinterpret_cast<const char*>(cell.xml_.data());
+      std::fwrite(text, 1, ::strnlen(text, cell.xml_.length()), stdout);
     }
     std::fputs("\n\n", stdout);
   }
 
   void PrintData(const TypV2BlockCell& cell) {
-    if (!cell.HasData()) return;
+    if (!cell.data_.HasBytes()) return;
     TypV2Utils* const utils = utils_.Of(cell.creator_);
-    if (utils != nullptr) utils->hexdump2(cell.data_fork_, cell.data_length_, indent_ + kForkIndent);
+    if (utils != nullptr) utils->hexdump2(cell.data_.data(), cell.data_.length(), indent_ + kForkIndent);
   }
 
   long indent_;  // of the cell at hand
@@ -78,18 +81,22 @@ class TypV2BlockCell::Printer {
   UtilsOfCells utils_;
 };
 
+// Nobody is told of a failure: what cannot be printed is left out.
 void TypV2BlockCell::DisplayBlockInfoFull(long indent, long level) const {
-  Printer printer(indent, level);
-  Walk(
-      this, true,
-      [&printer](const TypV2BlockCell& cell) {
-        printer.Enter(cell);
-        return true;
-      },
-      [&printer](const TypV2BlockCell& cell) {
-        printer.Leave(cell);
-        return true;
-      });
+  (void)EntryPoint([&]() -> Result {
+    Printer printer(indent, level);
+    Walk(
+        this, true,
+        [&printer](const TypV2BlockCell& cell) {
+          printer.Enter(cell);
+          return true;
+        },
+        [&printer](const TypV2BlockCell& cell) {
+          printer.Leave(cell);
+          return true;
+        });
+    return kOk;
+  });
 }
 
 void TypV2BlockCell::DisplayBlockInfo(long indent) const {

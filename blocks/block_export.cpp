@@ -5,6 +5,7 @@
 
 #include "blocks/block_cell.h"
 #include "blocks/tree_walk.h"
+#include "blocks/utils_of_cells.h"
 #include "blocks/v1_structure.h"
 #include "core/entry_point.h"
 #include "core/owned.h"
@@ -33,8 +34,10 @@ const char* AsText(const unsigned char* bytes) {
 // empty, so that a file name never stops an export.
 Result DecodeFileName(TypV2Utils* utils, const char* xml, SecretArray<kFileNameMost + 1>* name) {
   SecretArray<kFileNameMost + 1> encoded;
-  if (utils->ExtractSmallValueFromXMLLight(xml, kFileNameTag, 1, encoded.text(), 0, kFileNameMost) != kOk)
-    encoded.Wipe();
+  const Result rc =
+      utils->ExtractSmallValueFromXMLLight(xml, kFileNameTag, 1, encoded.text(), 0, kFileNameMost);
+  if (rc == kNoObject) return rc;
+  if (rc != kOk) encoded.Wipe();
   if (*encoded.text() == 0) {
     std::memcpy(name->text(), kNameWithoutElement, sizeof kNameWithoutElement);
     return kOk;
@@ -67,12 +70,12 @@ class TypV2BlockCell::V1Export {
     TypV2Utils* const utils = utils_.Of(cell.creator_);
     if (utils == nullptr) return kNoObject;
     if (structure_ == nullptr) return block::kNoStructure;
-    if (cell.HasXml()) {
-      const Result rc = structure_->addpj(cell.xml_fork_, nullptr, cell.xml_length_, kTypeXmlFork);
+    if (cell.xml_.HasBytes()) {
+      const Result rc = structure_->addpj(cell.xml_.data(), nullptr, cell.xml_.length(), kTypeXmlFork);
       if (rc != kOk) return rc;
     }
-    if (!cell.HasData()) return kOk;
-    if (cell.HasName(kTextName)) return structure_->addtexte(cell.data_fork_, cell.data_length_);
+    if (!cell.data_.HasBytes()) return kOk;
+    if (cell.HasName(kTextName)) return structure_->addtexte(cell.data_.data(), cell.data_.length());
     if (cell.HasName(kAttachmentName)) return AddAttachment(cell, utils);
     return kOk;
   }
@@ -80,13 +83,13 @@ class TypV2BlockCell::V1Export {
   Result AddAttachment(const TypV2BlockCell& cell, TypV2Utils* utils) {
     SecretArray<kFileNameMost + 1> name;
     std::memcpy(name.text(), kNameWithoutXml, sizeof kNameWithoutXml);
-    if (cell.HasXml()) {
+    if (cell.xml_.HasBytes()) {
       SecretCBuffer xml;
-      if (!xml.Allocate(cell.xml_length_ + 1)) return kNoObject;
-      std::memcpy(xml.data(), cell.xml_fork_, cell.xml_length_);
+      if (!xml.Allocate(cell.xml_.length() + 1)) return kNoObject;
+      std::memcpy(xml.data(), cell.xml_.data(), cell.xml_.length());
       if (Result rc = DecodeFileName(utils, xml.text(), &name); rc != kOk) return rc;
     }
-    return structure_->addpj(cell.data_fork_, name.text(), cell.data_length_, kTypeAttachment);
+    return structure_->addpj(cell.data_.data(), name.text(), cell.data_.length(), kTypeAttachment);
   }
 
   TypV1SimpleStruc* const structure_;
@@ -107,7 +110,8 @@ int TypV2BlockCell::ExportBlockAsV1Struct(TypV1SimpleStruc* structure) const {
 // ---- Tagged text ---------------------------------------------------------------------------------------
 
 // Kept so: the result of each piece replaces that of the piece before. A piece that does not fit is left out;
-// when a closing tag behind it fits, the export goes on as if nothing were missing.
+// when a closing tag behind it fits, the export goes on as if nothing were missing. Only lack of memory or of
+// an object stays, and ends the text.
 class TypV2BlockCell::XmlExport {
  public:
   XmlExport(char* out, long long* position, long long capacity, long flags)
@@ -116,15 +120,16 @@ class TypV2BlockCell::XmlExport {
   bool Enter(TypV2BlockCell& cell) {
     utils_at_hand_ = utils_.Of(cell.creator_);
     Tag("<", cell.PrintedName());
+    const bool with_xml = cell.xml_.HasBytes();
     const bool as_one_text = with_data_ && cell.HasName(kTextName);
-    if (rc_ == kOk && cell.HasXml() && !as_one_text) AppendXml(cell);
-    if (rc_ == kOk && cell.HasData()) {
+    if (rc_ == kOk && with_xml && !as_one_text) AppendXml(&cell.xml_);
+    if (rc_ == kOk && cell.data_.HasBytes()) {
       Append("<DATA>");
-      if (with_data_ && cell.HasXml()) {
+      if (with_data_ && with_xml) {
         if (as_one_text) {
-          AppendDataAndXml(cell);
+          AppendDataAndXml(cell.data_, &cell.xml_);
         } else {
-          AppendBase64(cell.data_fork_, cell.data_length_);
+          AppendBase64(cell.data_.data(), cell.data_.length());
         }
       }
       Append("</DATA>");
@@ -142,6 +147,7 @@ class TypV2BlockCell::XmlExport {
 
  private:
   void Append(std::string_view piece) {
+    if (rc_ == kNoObject) return;
     rc_ = utils_at_hand_ == nullptr
               ? kNoObject
               : utils_at_hand_->Concatenate(out_, piece.data(), static_cast<long long>(piece.size()),
@@ -154,16 +160,17 @@ class TypV2BlockCell::XmlExport {
     Append(">");
   }
 
-  void AppendXml(TypV2BlockCell& cell) {
+  void AppendXml(Fork* xml) {
     Append("<XML>");
-    utils_at_hand_->Convert0Ato0D(cell.xml_fork_, cell.xml_length_);
-    Append({AsText(cell.xml_fork_), cell.xml_length_});
+    utils_at_hand_->Convert0Ato0D(xml->data(), xml->length());
+    Append({AsText(xml->data()), xml->length()});
     Append("</XML>");
   }
 
   // By the rule of Concatenate, but encoded where it is to stand: the text can be large, and is not to be
   // written twice.
   void AppendBase64(const unsigned char* bytes, std::size_t count) {
+    if (rc_ == kNoObject) return;
     rc_ = utils::kDoesNotFit;
     if (*position_ >= capacity_) return;
     auto room = static_cast<std::size_t>(capacity_ - *position_);
@@ -174,21 +181,21 @@ class TypV2BlockCell::XmlExport {
   }
 
   // Data and XML as texts, each up to its first zero byte.
-  void AppendDataAndXml(TypV2BlockCell& cell) {
-    utils_at_hand_->Convert0Ato0D(cell.xml_fork_, cell.xml_length_);
-    const std::size_t data_length = ::strnlen(AsText(cell.data_fork_), cell.data_length_);
-    const std::size_t xml_length = ::strnlen(AsText(cell.xml_fork_), cell.xml_length_);
+  void AppendDataAndXml(const Fork& data, Fork* xml) {
+    utils_at_hand_->Convert0Ato0D(xml->data(), xml->length());
+    const std::size_t data_length = ::strnlen(AsText(data.data()), data.length());
+    const std::size_t xml_length = ::strnlen(AsText(xml->data()), xml->length());
     SecretCBuffer text;
     if (!text.Allocate(data_length + kTextSeparator.size() + xml_length)) {
       rc_ = kNoObject;
       return;
     }
     unsigned char* end = text.data();
-    std::memcpy(end, cell.data_fork_, data_length);
+    std::memcpy(end, data.data(), data_length);
     end += data_length;
     std::memcpy(end, kTextSeparator.data(), kTextSeparator.size());
     end += kTextSeparator.size();
-    std::memcpy(end, cell.xml_fork_, xml_length);
+    std::memcpy(end, xml->data(), xml_length);
     AppendBase64(text.data(), text.size());
   }
 
@@ -202,9 +209,11 @@ class TypV2BlockCell::XmlExport {
 };
 
 int TypV2BlockCell::ExportBlockAsXML(char* out, long long* position, long long capacity, long flags) {
-  XmlExport exporter(out, position, capacity, flags);
-  Walk(
-      this, true, [&exporter](TypV2BlockCell& cell) { return exporter.Enter(cell); },
-      [&exporter](TypV2BlockCell& cell) { return exporter.Leave(cell); });
-  return exporter.rc();
+  return EntryPoint([&]() -> Result {
+    XmlExport exporter(out, position, capacity, flags);
+    Walk(
+        this, true, [&exporter](TypV2BlockCell& cell) { return exporter.Enter(cell); },
+        [&exporter](TypV2BlockCell& cell) { return exporter.Leave(cell); });
+    return exporter.rc();
+  });
 }

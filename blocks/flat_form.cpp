@@ -1,9 +1,4 @@
-// The flat form of a tree: measuring, writing, reading (docs/flat_block.md).
-//
-// A record:  0 version | 1 super flag | 2 name length | 3..7 name | 8..15 X | 16..23 D or S (big-endian)
-//            24 XML fork, X bytes | data fork, D bytes (leaf), or the records of the sub-blocks, S bytes
-//            the record of the next block, if there is one
-#include <cstdlib>
+// The flat form of a tree: measuring, writing, reading. Its bytes: docs/flat_block.md.
 #include <cstring>
 #include <utility>
 #include <vector>
@@ -11,6 +6,7 @@
 #include "blocks/block_cell.h"
 #include "blocks/flat_digest.h"
 #include "blocks/tree_walk.h"
+#include "blocks/utils_of_cells.h"
 #include "core/entry_point.h"
 #include "core/result.h"
 #include "crypto/classic.h"
@@ -22,11 +18,11 @@ namespace {
 constexpr unsigned long long kHeadBytes = 24;
 constexpr unsigned long long kXmlLengthOffset = 8;
 constexpr unsigned long long kSecondLengthOffset = 16;
-constexpr unsigned long long kMostBytes = ~0ULL;
+constexpr unsigned long long kLargestNumber = ~0ULL;
 
 // Sums stop at the top instead of wrapping: a length from outside can be anything.
 unsigned long long SaturatingAdd(unsigned long long a, unsigned long long b) {
-  return b > kMostBytes - a ? kMostBytes : a + b;
+  return b > kLargestNumber - a ? kLargestNumber : a + b;
 }
 
 void PutLength(TypV2Utils* utils, unsigned long long value, unsigned char* bytes) {
@@ -50,13 +46,15 @@ bool HasTrailer(const unsigned char* flat, unsigned long long end, const Sha512D
 // ---- Measuring -----------------------------------------------------------------------------------------
 
 unsigned long long TypV2BlockCell::RecordBytes() const {
-  return SaturatingAdd(SaturatingAdd(kHeadBytes, xml_length_), data_length_);
+  return SaturatingAdd(SaturatingAdd(kHeadBytes, xml_.length()), data_.length());
 }
 
 unsigned long long TypV2BlockCell::Measure(bool with_next_blocks) const {
   unsigned long long bytes = 0;
-  ForEach(this, with_next_blocks,
-          [&bytes](const TypV2BlockCell& cell) { bytes = SaturatingAdd(bytes, cell.RecordBytes()); });
+  Walk(this, with_next_blocks, [&bytes](const TypV2BlockCell& cell) {
+    bytes = SaturatingAdd(bytes, cell.RecordBytes());
+    return true;
+  });
   return bytes;
 }
 
@@ -71,31 +69,35 @@ unsigned long long TypV2BlockCell::GetDataLen() const {
 // ---- Writing -------------------------------------------------------------------------------------------
 
 // Writes record after record. The length of a super block's sub-blocks is put in when they are written, so
-// that nothing is measured for every level above it.
+// that nothing is measured for every level above it; until then, where the super block above begins stands there.
 class TypV2BlockCell::FlatWriter {
  public:
   FlatWriter(unsigned char* buffer, unsigned long long* position, unsigned long long end)
       : buffer_(buffer), position_(*position), end_(end) {}
 
   bool Enter(const TypV2BlockCell& cell) {
+    const unsigned long long begin = position_;
     rc_ = Write(cell);
     if (rc_ != kOk) return false;
-    if (cell.IsSuper()) open_.push_back(position_);
+    if (cell.IsSuper()) {
+      std::memcpy(buffer_ + begin + kSecondLengthOffset, &open_, sizeof open_);
+      open_ = begin;
+    }
     return true;
   }
 
   bool Leave(const TypV2BlockCell& cell) {
     if (rc_ != kOk) return false;
     if (!cell.IsSuper()) return true;
-    const unsigned long long sub_blocks = open_.back();
-    open_.pop_back();
     TypV2Utils* const utils = utils_.Of(cell.creator_);
     if (utils == nullptr) {
       rc_ = kNoObject;
       return false;
     }
-    unsigned char* const head = buffer_ + sub_blocks - cell.xml_length_ - kHeadBytes;
-    PutLength(utils, position_ - sub_blocks, head + kSecondLengthOffset);
+    unsigned char* const length = buffer_ + open_ + kSecondLengthOffset;
+    const unsigned long long sub_blocks = open_ + kHeadBytes + cell.xml_.length();
+    std::memcpy(&open_, length, sizeof open_);
+    PutLength(utils, position_ - sub_blocks, length);
     return true;
   }
 
@@ -108,32 +110,32 @@ class TypV2BlockCell::FlatWriter {
     if (position_ > end_ || end_ - position_ < cell.RecordBytes()) return block::kNoRoom;
     unsigned char* const head = buffer_ + position_;
     std::memcpy(head, &cell.head_, sizeof cell.head_);
-    PutLength(utils, cell.xml_length_, head + kXmlLengthOffset);
-    PutLength(utils, cell.data_length_, head + kSecondLengthOffset);
+    PutLength(utils, cell.xml_.length(), head + kXmlLengthOffset);
+    PutLength(utils, cell.data_.length(), head + kSecondLengthOffset);
     position_ += kHeadBytes;
-    if (cell.xml_length_ != 0) {
-      if (cell.xml_fork_ == nullptr) return block::kNoXml;
-      Put(cell.xml_fork_, cell.xml_length_);
+    if (cell.xml_.length() != 0) {
+      if (!cell.xml_.HasBytes()) return block::kNoXml;
+      Put(cell.xml_);
     }
-    if (cell.sub_ == nullptr && cell.data_length_ != 0) {
+    if (cell.sub_ == nullptr && cell.data_.length() != 0) {
       // Deliberate: what is asked for is the XML fork, so data without XML cannot be written.
-      if (cell.xml_fork_ == nullptr || cell.data_fork_ == nullptr) return block::kNoInput;
-      Put(cell.data_fork_, cell.data_length_);
+      if (!cell.xml_.HasBytes() || !cell.data_.HasBytes()) return block::kNoInput;
+      Put(cell.data_);
     }
     return kOk;
   }
 
-  void Put(const unsigned char* bytes, unsigned long long count) {
+  void Put(const Fork& fork) {
     // Lent bytes may be where they belong already.
-    if (bytes != buffer_ + position_) std::memcpy(buffer_ + position_, bytes, count);
-    position_ += count;
+    if (fork.data() != buffer_ + position_) std::memcpy(buffer_ + position_, fork.data(), fork.length());
+    position_ += fork.length();
   }
 
   unsigned char* const buffer_;
   unsigned long long& position_;
   const unsigned long long end_;
   Result rc_ = kOk;
-  std::vector<unsigned long long> open_;  // where the sub-blocks of each open super block begin
+  unsigned long long open_ = 0;  // where the super block at hand begins
   UtilsOfCells utils_;
 };
 
@@ -155,7 +157,7 @@ int TypV2BlockCell::GetFlatData(unsigned char** out, unsigned long long* out_len
   *out = nullptr;
   *out_length = 0;
   const unsigned long long length = GetDataLen();
-  if (length > kMostBytes - kSha512Bytes) return kNoObject;
+  if (length > kLargestNumber - kSha512Bytes) return kNoObject;
   SecretCBuffer flat;
   if (!flat.Allocate(length + kSha512Bytes)) return kNoObject;
   unsigned long long position = 0;
@@ -189,6 +191,7 @@ class TypV2BlockCell::FlatReader {
       last = first;
     }
     last->next_ = old_next;
+    if (old_next != nullptr) old_next->prev_ = last;
     return rc;
   }
 
@@ -209,7 +212,8 @@ class TypV2BlockCell::FlatReader {
       while (position_ == end_ && !ends_above_.empty()) {
         end_ = ends_above_.back();
         ends_above_.pop_back();
-        cell = const_cast<TypV2BlockCell*>(cell->up_);
+        cell->up_->sub_->prev_ = cell;
+        cell = cell->up_;
       }
       if (position_ == end_) {
         *last = cell;
@@ -218,6 +222,7 @@ class TypV2BlockCell::FlatReader {
       Owned<TypV2BlockCell> made;
       if (Result rc = Make(cell->creator_, &made); rc != kOk) return rc;
       made->up_ = cell->up_;
+      made->prev_ = cell;
       cell = cell->next_ = made.Release();
     }
   }
@@ -232,37 +237,34 @@ class TypV2BlockCell::FlatReader {
     if (position_ > end_ || end_ - position_ < kHeadBytes) return block::kTooShort;
     TypV2Utils* const utils = utils_.Of(cell->creator_);
     if (utils == nullptr) return kNoObject;
-    cell->ClearXml();
-    cell->ClearData();
     KillTree(std::exchange(cell->sub_, nullptr));
 
     const unsigned char* const head = buffer_ + position_;
     std::memcpy(&cell->head_, head, sizeof cell->head_);
-    cell->xml_length_ = GetLength(utils, head + kXmlLengthOffset);
     const unsigned long long second = GetLength(utils, head + kSecondLengthOffset);
-    cell->data_length_ = cell->IsSuper() ? 0 : second;
+    cell->xml_.Announce(GetLength(utils, head + kXmlLengthOffset));
+    cell->data_.Announce(cell->IsSuper() ? 0 : second);
     sub_bytes_ = second;
     position_ += kHeadBytes;
 
     // Subtracting cannot wrap; adding forged lengths would.
     const unsigned long long left = end_ - position_;
-    if (cell->xml_length_ > left || second > left - cell->xml_length_) return block::kForkPastEnd;
-    if (cell->xml_length_ != 0) {
-      if (Result rc = TakeFork(cell->xml_length_, &cell->xml_fork_); rc != kOk) return rc;
-    }
-    if (cell->data_length_ == 0) return kOk;
+    if (cell->xml_.length() > left || second > left - cell->xml_.length()) return block::kForkPastEnd;
+    if (Result rc = TakeFork(&cell->xml_, false); rc != kOk) return rc;
+    if (cell->data_.length() == 0) return kOk;
     if (cell->head_.super_flag != kLeaf) return block::kBadSuperFlag;
-    if (!lend_) return TakeFork(cell->data_length_, &cell->data_fork_);
-    cell->LendFork(buffer_ + position_, cell->data_length_);
-    position_ += cell->data_length_;
-    return kOk;
+    return TakeFork(&cell->data_, lend_);
   }
 
-  // The next `length` bytes, which are there, as a fork.
-  Result TakeFork(unsigned long long length, unsigned char** fork) {
-    *fork = static_cast<unsigned char*>(std::malloc(length));
-    if (*fork == nullptr) return kNoObject;
-    std::memcpy(*fork, buffer_ + position_, length);
+  // The next bytes, which are there, as the fork whose length was announced.
+  Result TakeFork(Fork* fork, bool lend) {
+    const unsigned char* const bytes = buffer_ + position_;
+    const unsigned long long length = fork->length();
+    if (lend) {
+      fork->Lend(bytes, length);
+    } else if (!fork->Copy(bytes, length)) {
+      return kNoObject;
+    }
     position_ += length;
     return kOk;
   }
