@@ -62,7 +62,7 @@ void TypV2BlockCell::KillTree(TypV2BlockCell* first) {
     TypV2BlockCell* const cell = first;
     first = std::exchange(cell->next_, nullptr);
     if (cell->sub_ != nullptr) {
-      cell->sub_->EndOfChain()->next_ = first;
+      if (first != nullptr) cell->sub_->EndOfChain()->next_ = first;
       first = std::exchange(cell->sub_, nullptr);
     }
     cell->up_ = nullptr;
@@ -180,10 +180,6 @@ int TypV2BlockCell::GetDataForkCopy(unsigned char** out, unsigned long long* out
 
 // Every sub-block knows its parent, so that no walk has to note its way. The first of a chain knows a cell at
 // or before its end; in a chain without a parent, those behind it reach the first one step by step.
-bool TypV2BlockCell::IsFirstOfChain() const {
-  return up_ != nullptr ? up_->sub_ == this : prev_ == nullptr || prev_->next_ != this;
-}
-
 TypV2BlockCell* TypV2BlockCell::FirstOfChain() {
   if (up_ != nullptr) return up_->sub_;
   TypV2BlockCell* cell = this;

@@ -203,7 +203,9 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
   bool HasName(std::string_view name) const;
   std::string_view PrintedName() const;
   bool IsSuper() const { return head_.super_flag == kSuper; }
-  bool IsFirstOfChain() const;
+  bool IsFirstOfChain() const {
+    return up_ != nullptr ? up_->sub_ == this : prev_ == nullptr || prev_->next_ != this;
+  }
   TypV2BlockCell* FirstOfChain();
   TypV2BlockCell* EndOfChain();
   static TypV2BlockCell* HangChain(TypV2BlockCell* first, TypV2BlockCell* parent);

@@ -13,7 +13,7 @@
 #include "blocks/block_cell.h"
 #include "core/instance_creator.h"
 #include "core/owned.h"
-#include "mail/tree_walk.h"
+#include "mail/block_visit.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <kestrune/kestrune.h>
 #include "core/entry_point.h"
 #include "mail/text_forms.h"
-#include "mail/tree_walk.h"
+#include "mail/block_visit.h"
 
 namespace kestrune::mail {
 

@@ -9,7 +9,7 @@
 #include "crypto/classic.h"
 #include "mail/eml.h"
 #include "mail/text_forms.h"
-#include "mail/tree_walk.h"
+#include "mail/block_visit.h"
 
 namespace kestrune::mail {
 
