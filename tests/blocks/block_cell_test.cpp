@@ -43,9 +43,6 @@ TEST(BlockCell, LeafOrSuperBlock) {
   EXPECT_EQ(Describe(super.get()), "-S<>(-A<first>()29 -A<second>()30 -AA<>()24 )107 ");  // flag: kept so
   EXPECT_EQ(super->FindSubBlock("A"), super->GetSubBlock());
   for (const char* other : {"a", "", "AAA"}) EXPECT_EQ(super->FindSubBlock(other), nullptr);
-  super->GetSubBlock()->GetNextBlock()->Kill();  // and with it the last one, where appending went on
-  Add(super.get(), "B");
-  EXPECT_EQ(Describe(super.get()), "*S<>(-A<first>()29 -A<>()24 -B<>()24 )101 ");
 }
 
 TEST(BlockCell, OutlivesItsFactory) {

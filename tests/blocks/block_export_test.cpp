@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
-#include <string_view>
+#include <sys/resource.h>
 
 #include <cstring>
+#include <new>
+#include <string_view>
 
 #include "blocks/v1_structure.h"
 #include "tests/support/tree.h"
@@ -15,6 +17,13 @@ std::string ExportXml(const Cell& cell, long flags, long long capacity = 4096, R
   long long position = 0;
   EXPECT_EQ(cell->ExportBlockAsXML(out.text(), &position, capacity, flags), want) << capacity;
   return std::string(out.text(), static_cast<std::size_t>(position));
+}
+
+Owned<TypV1SimpleStruc> NewStructure() {
+  TypV2InstanceCreatorUnix factory;
+  Owned<TypV1SimpleStruc> structure(factory.newTypV1SimpleStruc());
+  EXPECT_EQ(structure.Init(), kOk);
+  return structure;
 }
 
 Cell Message() {
@@ -55,11 +64,37 @@ TEST(ExportXml, RunningResult) {
   EXPECT_EQ(ExportXml(cell, 1, 62, utils::kDoesNotFit).substr(0, 25), "<D><XML>x</XML><DATA>eHh4");
 }
 
-Owned<TypV1SimpleStruc> NewStructure() {
-  TypV2InstanceCreatorUnix factory;
-  Owned<TypV1SimpleStruc> structure(factory.newTypV1SimpleStruc());
-  EXPECT_EQ(structure.Init(), kOk);
-  return structure;
+struct EmptyFactory : TypV2InstanceCreatorUnix {
+  TypV2Utils* newTypV2Utils() override { return throws ? throw std::bad_alloc() : nullptr; }
+  bool throws = false;
+};
+
+TEST(ExportXml, LackOfMemoryIsNotForgotten) {
+  EmptyFactory empty;
+  for (const bool throws : {false, true}) {
+    empty.throws = throws;
+    const Cell red = Message();
+    ASSERT_EQ(red->addsubblock(NewCell("LAST", &empty).Release()), kOk);
+    EXPECT_TRUE(ExportXml(red, 1, 4096, kNoObject).ends_with("<DATA></DATA></PJ>"));
+    EXPECT_EQ(red->ExportBlockAsV1Struct(NewStructure().get()), kNoObject);
+    Add(red->FindSubBlock("LAST"), "A", "x", "data");
+    red->DisplayBlockInfoFull(1, 2);
+  }
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they end the program
+  constexpr std::size_t kBytes = 64 << 20;
+  const Cell large = NewCell("RED");
+  Add(large.get(), "TEXT", "<S/>", std::string(kBytes, 'x'));
+  CBuffer out;
+  ASSERT_TRUE(out.Allocate(2 * kBytes));
+  long long position = 0;
+  rlimit usual{};
+  ASSERT_EQ(getrlimit(RLIMIT_AS, &usual), 0);
+  const rlimit none = {1, usual.rlim_max};
+  setrlimit(RLIMIT_AS, &none);
+  const Result rc = large->ExportBlockAsXML(out.text(), &position, 2 * kBytes, 1);
+  setrlimit(RLIMIT_AS, &usual);
+  EXPECT_EQ(rc, kNoObject);
+#endif
 }
 
 TEST(ExportV1, TextsAndNamesOfAttachments) {

@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <random>
-#include <vector>
-
 #include "tests/support/bytes.h"
 #include "tests/support/process.h"
 #include "tests/support/tree.h"
@@ -14,7 +11,7 @@ std::string Example(const std::string& name) {
   return ToText(FromHex(ToText(ReadFile(DataPath("flat_" + name + ".hex")))));
 }
 
-TEST(FlatBlock, ExamplesByteForByte) {
+TEST(FlatForm, ExamplesByteForByte) {
   const Cell leaf = NewCell();
   ASSERT_EQ(leaf->SetData("TEXT", "ab", reinterpret_cast<const unsigned char*>("xyz"), 3), kOk);
   EXPECT_EQ(Flatten(leaf), Example("leaf"));
@@ -31,7 +28,7 @@ TEST(FlatBlock, ExamplesByteForByte) {
   EXPECT_EQ(ToText(FromHex(page.substr(begin, page.find("```", begin) - begin))), Example("leaf"));
 }
 
-TEST(FlatBlock, EveryChangedBitAndTruncationIsRefused) {
+TEST(FlatForm, EveryChangedBitAndTruncationIsRefused) {
   for (std::size_t bit = 0; bit < Example("leaf").size() * 8; ++bit) {
     std::string bent = Example("leaf");
     bent[bit / 8] ^= static_cast<char>(1 << bit % 8);
@@ -49,32 +46,13 @@ TEST(FlatBlock, EveryChangedBitAndTruncationIsRefused) {
   }
 }
 
-TEST(FlatBlock, RandomTreesRoundTrip) {
-  for (unsigned seed = 1; seed <= 200; ++seed) {
-    std::mt19937 random(seed);
-    const Cell root = NewCell("ROOT");
-    std::vector<TypV2BlockCell*> parents = {root.get()};
-    for (auto cells = 1 + random() % 40; cells > 0; --cells) {
-      const std::string xml(random() % 50, 'x');
-      const std::string data(xml.empty() ? 0 : random() % 2 * 150, static_cast<char>(random()));
-      TypV2BlockCell* const parent = parents[random() % parents.size()];
-      TypV2BlockCell* const added = Add(parent, std::string(random() % 5, 'N').c_str(), xml, data);
-      if (data.empty()) parents.push_back(added);
-    }
-    const std::string flat = Flatten(root);
-    const Cell again = Loaded(flat);
-    EXPECT_EQ(Describe(again.get()), Describe(root.get())) << seed;
-    EXPECT_EQ(Flatten(again), flat) << seed;
-  }
-}
-
 // A record with a length in its header replaced (at 8: XML; at 16: data or sub-blocks).
 std::string WithLength(std::string record, std::size_t at, unsigned long long length) {
   for (std::size_t i = 0; i < 8; ++i) record[at + i] = static_cast<char>(length >> (56 - 8 * i));
   return record;
 }
 
-TEST(FlatBlock, BentRecordsUnderARightTrailer) {
+TEST(FlatForm, BentRecordsUnderARightTrailer) {
   const std::string leaf = Record("A", 0, "xml", "123");
   const std::string super = Record("S", 1, "xml", leaf);
   std::string odd_name = leaf;
@@ -119,29 +97,12 @@ struct LimitedFactory : TypV2InstanceCreatorUnix {
   int left = 0;
 };
 
-TEST(FlatBlock, EveryCellThatCannotBeMade) {
+TEST(FlatForm, EveryCellThatCannotBeMade) {
   for (int cells = 0; cells <= 10; ++cells) {
     LimitedFactory factory;
     factory.left = cells;
     EXPECT_EQ(Load(Example("nested"), NewCell("", &factory)), cells < 10 ? kNoObject : kOk);
   }
-}
-
-// On a cell within a tree: its own record, what is below it, its next blocks.
-TEST(FlatBlock, InTheMiddleOfATree) {
-  const std::string flat = Example("message");
-  const Cell red = Loaded(flat);
-  TypV2BlockCell* const text = red->FindSubBlock("TEXT");
-  Bytes part(text->GetFlatDataLen());
-  unsigned long long position = 0;
-  ASSERT_EQ(text->PushDataInPtr(part.data(), &position, part.size()), kOk);
-  EXPECT_EQ(ToText(part), flat.substr(flat.size() - 64 - part.size(), part.size()));
-  const Bytes two = ToBytes(Record("ONE") + Record("TWO"));
-  position = 0;
-  ASSERT_EQ(text->LoadFromFlatData(two.data(), &position, two.size()), kOk);
-  Add(red.get(), "LAST");
-  EXPECT_EQ(Describe(text).substr(0, 30), "-ONE<>()24 -TWO<>()24 -PJ<<AT>");
-  EXPECT_NE(red->FindSubBlock("LAST"), nullptr);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
+#include "mail/block_visit.h"
 #include "tests/support/small_stack.h"
 #include "tests/support/tree.h"
 
@@ -27,6 +28,29 @@ void UseTree(const std::string& flat) {
   long long position = 0;
   EXPECT_EQ(root->ExportBlockAsXML(out.text(), &position, static_cast<long long>(out.size()), 1), kOk);
   EXPECT_GE(position, static_cast<long long>(7 * kCells));
+  std::size_t visited = 0;
+  mail::VisitBlocks(root.get(), [&](const TypV2BlockCell&) { return ++visited, kOk; });
+  EXPECT_EQ(visited, kCells);
+}
+
+// Behind the first cell, the last one, one in the middle, before all; and each becomes a sub-block but once.
+TEST(LargeTree, Appending) {
+  const Cell root = NewCell("ROOT"), chain = NewCell("C");
+  TypV2BlockCell* const middle = Add(root.get(), "A");
+  TypV2BlockCell* last = NewCell("B").Release();
+  TypV2BlockCell* first = last;
+  for (std::size_t i = 0; i < kCells / 8; ++i) {
+    chain->addnextblock(NewCell("C").Release());
+    middle->addnextblock(NewCell("A").Release());
+    TypV2BlockCell* const added = NewCell("B").Release();
+    last->addnextblock(added);
+    last = added;
+    TypV2BlockCell* const front = NewCell("B").Release();
+    front->addnextblock(first);
+    first = front;
+  }
+  root->addsubblock(first);
+  EXPECT_EQ(root->GetDataLen() + chain->GetFlatDataLen(), 24 * (4 * (kCells / 8) + 4));
 }
 
 TEST(LargeTree, Siblings) {

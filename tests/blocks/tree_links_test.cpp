@@ -1,0 +1,99 @@
+// Trees that are put together and taken apart in every way, and what their walks find.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+#include "mail/block_visit.h"
+#include "tests/support/bytes.h"
+#include "tests/support/tree.h"
+
+namespace kestrune::testing {
+namespace {
+
+using Cells = std::vector<TypV2BlockCell*>;
+
+void Collect(TypV2BlockCell* first, bool next_first, Cells* cells) {
+  if (first == nullptr) return;
+  cells->push_back(first);
+  Collect(next_first ? first->GetNextBlock() : first->GetSubBlock(), next_first, cells);
+  Collect(next_first ? first->GetSubBlock() : first->GetNextBlock(), next_first, cells);
+}
+
+Cells Chain(TypV2BlockCell* cell) {
+  Cells chain;
+  for (; cell != nullptr; cell = cell->GetNextBlock()) chain.push_back(cell);
+  return chain;
+}
+
+void Append(TypV2BlockCell* cell, bool below, TypV2BlockCell* added) {
+  Cells want = Chain(below ? cell->GetSubBlock() : cell);
+  for (auto* each : Chain(added)) want.push_back(each);
+  EXPECT_EQ(below ? cell->addsubblock(added) : cell->addnextblock(added), kOk);
+  EXPECT_EQ(Chain(below ? cell->GetSubBlock() : cell), want);
+}
+
+void Kill(TypV2BlockCell* cell) {  // and all behind and below it; what is left is an empty leaf
+  cell->Kill();
+  EXPECT_EQ(cell->SetData("K", "", nullptr, 0), kOk);
+}
+
+void Load(TypV2BlockCell* cell, bool cut) {
+  Cells want = Chain(cell);
+  Bytes flat = ToBytes(Record("S", 1, "x", Record("A") + Record("T", 1, "", Record("B"))) + Record("C"));
+  unsigned long long position = 0;
+  if (cut) flat.pop_back();
+  if (cell->LoadFromFlatData(flat.data(), &position, flat.size()) != kOk) return Kill(cell);
+  want.insert(want.begin() + 1, cell->GetNextBlock());
+  EXPECT_EQ(Chain(cell), want);
+}
+
+// All that is const, from any cell on. Others may be reading at the same time, so nothing is written.
+void ExpectWholeWalks(TypV2BlockCell* root, TypV2BlockCell* from) {
+  Cells cells, want, visited;
+  Collect(root, false, &cells);
+  Collect(from, true, &want);
+  std::string before, after, v1;
+  for (auto* cell : cells) before.append(reinterpret_cast<const char*>(cell), sizeof *cell);
+  mail::VisitBlocks(from, [&](const TypV2BlockCell& cell) {
+    visited.push_back(const_cast<TypV2BlockCell*>(&cell));
+    return kOk;
+  });
+  EXPECT_EQ(visited, want);
+  Bytes flat(from->GetFlatDataLen());
+  unsigned long long position = 0;
+  EXPECT_EQ(from->PushDataInPtr(flat.data(), &position, flat.size()), kOk);
+  EXPECT_EQ(Describe(Loaded(Sealed(ToText(flat))).get()), Describe(from));
+  for (auto* cell : cells) after.append(reinterpret_cast<const char*>(cell), sizeof *cell);
+  EXPECT_TRUE(before == after);
+}
+
+TEST(TreeLinks, HoldAfterEveryChange) {
+  for (unsigned seed = 1; seed <= 300 && !HasFailure(); ++seed) {
+    std::mt19937 random(seed);
+    const auto any = [&random](TypV2BlockCell* root) {
+      Cells cells;
+      Collect(root, false, &cells);
+      return cells[random() % cells.size()];
+    };
+    const Cell root = NewCell("ROOT");
+    for (int change = 0; change < 20; ++change) {
+      TypV2BlockCell* const cell = any(root.get());
+      const auto kind = random() % 6;
+      const bool leaf = cell->GetDataForkLen() != 0;
+      if (kind == 0) Kill(cell);
+      if (kind == 1) Load(cell, random() % 2 == 0);
+      if (kind == 2 && !leaf) Add(cell, "L", "x", std::string(1 + random() % 9, 'd'));
+      if (kind >= 3) {
+        TypV2BlockCell* const chain = NewCell("F").Release();
+        for (auto more = random() % 4; more > 0; --more) Append(any(chain), false, NewCell("N").Release());
+        if (random() % 8 == 0) Kill(any(chain));
+        Append(cell, kind != 3 && !leaf, chain);
+      }
+      ExpectWholeWalks(root.get(), any(root.get()));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kestrune::testing
