@@ -5,7 +5,10 @@ target_compile_options(kestrune_compiler INTERFACE
   -fstack-protector-strong -ffunction-sections -fdata-sections
   # No path of this build in what it makes: two builds in two folders give the same bytes.
   -ffile-prefix-map=${PROJECT_BINARY_DIR}/= -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
-target_link_options(kestrune_compiler INTERFACE -Wl,--gc-sections -Wl,-z,relro)
+target_link_options(kestrune_compiler INTERFACE -Wl,--gc-sections -Wl,-z,relro
+  # All names are bound before the first line runs: what binds one later saves the vector registers, and with them
+  # a piece of the clear text that was copied last, on the stack, where nothing wipes it.
+  -Wl,-z,now)
 if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT KESTRUNE_SANITIZE)
   target_compile_definitions(kestrune_compiler INTERFACE _FORTIFY_SOURCE=2)
 endif()

@@ -130,7 +130,7 @@ void convertMacCharToUnicode(long* character) {
   if (value >= kUpperHalf && value < kBytes) *character = MacRomanToUnicode[value - kUpperHalf];
 }
 
-long* convertMacStrToUnicodeLongStr(long* destination, const unsigned char* source, long maximum) {
+long* convertMacStrToUnicodeLongStr(long* destination, unsigned char* source, long maximum) {
   if (destination == nullptr) return nullptr;
   long count = 0;
   for (; source != nullptr && count < maximum && source[count] != 0; ++count) {
@@ -141,7 +141,7 @@ long* convertMacStrToUnicodeLongStr(long* destination, const unsigned char* sour
   return destination;
 }
 
-void copyTextLong(long* destination, const long* source, long maximum) {
+void copyTextLong(long* destination, long* source, long maximum) {
   if (destination == nullptr) return;
   long count = 0;
   for (; source != nullptr && count < maximum && source[count] != 0; ++count) {
@@ -176,7 +176,7 @@ char* convertLongStrToUtf8(long* string) {
   return reinterpret_cast<char*>(begin);
 }
 
-int longStrEqual(const long* a, const long* b) {
+int longStrEqual(long* a, long* b) {
   if (a == nullptr || b == nullptr) return a == b ? 1 : 0;
   while (*a != 0 && *a == *b) {
     ++a;

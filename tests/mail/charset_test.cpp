@@ -42,7 +42,8 @@ TEST(Charset, AgreesWithAnotherImplementation) {
 }
 
 TEST(Charset, CopiesEndAtTheMaximum) {
-  const unsigned char mac[] = {'a', 0xDB, 'b', 0};
+  unsigned char mac[] = {'a', 0xDB, 'b', 0};
+  long source[] = {'a', 0x20AC, 'b', 0};
   for (const long maximum : {9L, 2L, 0L, -1L}) {
     std::vector<long> want = {'a', 0x20AC, 'b'};
     want.resize(static_cast<std::size_t>(std::clamp(maximum, 0L, 3L)));
@@ -50,7 +51,7 @@ TEST(Charset, CopiesEndAtTheMaximum) {
     std::vector<long> string(want.size(), 7), copy(want.size(), 7);  // a longer copy leaves the heap block
     EXPECT_EQ(convertMacStrToUnicodeLongStr(string.data(), mac, maximum), string.data());
     EXPECT_EQ(string, want);
-    copyTextLong(copy.data(), std::vector<long>{'a', 0x20AC, 'b', 0}.data(), maximum);
+    copyTextLong(copy.data(), source, maximum);
     EXPECT_EQ(copy, want);
   }
 }
