@@ -114,11 +114,11 @@ int TypV2Utils::BuildHexPassword(const unsigned char* password, unsigned char* o
   if (password == nullptr) return argument::kNoInput;
   if (*password == 0) return argument::kEmptyInput;
   if (out == nullptr) return utils::kNoPasswordOutput;
-  *out = 0;
   SecretArray<kPasswordDigestedCharacters + 1> digested;
   const auto* text = reinterpret_cast<const char*>(password);
   const std::size_t length = ::strnlen(text, kPasswordDigestedCharacters);
   std::memcpy(digested.data(), password, length);
+  *out = 0;  // behind the copy: both may be the same buffer
   SubstitutePasswordCharacters(digested.text());
   SecretArray<kSha512Bytes> digest;
   sha4(digested.data(), length, digest.data(), 0);

@@ -1,6 +1,9 @@
 // The flat entry points of signing.
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 
 #include <kestrune/kestrune.h>
 #include "core/entry_point.h"
@@ -11,6 +14,12 @@
 #include "sign/signature.h"
 
 using namespace kestrune;
+
+namespace {
+
+constexpr std::size_t kMostCounted = std::numeric_limits<std::uint32_t>::max();
+
+}  // namespace
 
 int BuildHexPassword(const unsigned char* password, unsigned char* out) {
   return EntryPoint([&]() -> Result {
@@ -24,12 +33,13 @@ int BuildHexPassword(const unsigned char* password, unsigned char* out) {
 int Api2GetSignatureXMLLight(const char* data, const char* keyName, char* password, const char* folder,
                              char* out) {
   return EntryPoint([&]() -> Result {
-    if (data == nullptr) return argument::kNoInput;
-    if (out == nullptr) return argument::kNoOutput;
     TypV2InstanceCreatorUnix creator;
     Owned<TypApiV2Signature> signer(creator.newTypApiV2Signature());
     if (const Result rc = signer.Init(&creator, keyName, folder, password); rc != kOk) return rc;
-    const auto length = static_cast<std::uint32_t>(std::strlen(data));
+    if (data == nullptr) return argument::kNoInput;
+    if (out == nullptr) return argument::kNoOutput;
+    // What no 32 bits hold is too long for every key: it must not be signed by its low bits.
+    const auto length = static_cast<std::uint32_t>(std::min(std::strlen(data), kMostCounted));
     return signer->GetSignatureXMLLight(reinterpret_cast<const unsigned char*>(data), length, out, 0);
   });
 }

@@ -268,6 +268,10 @@ TEST(Utils, BuildsThePasswordsKey) {
     EXPECT_EQ(::BuildHexPassword(reinterpret_cast<const unsigned char*>(typed.c_str()), out), 0);
     const Bytes digest = ToBytes(Sha512(digested));
     EXPECT_STRCASEEQ(reinterpret_cast<char*>(out), ToHex(digest.data(), 32).c_str());
+    std::string in_place(typed + std::string(65, '\0'));
+    auto* const both = reinterpret_cast<unsigned char*>(in_place.data());
+    EXPECT_EQ(::BuildHexPassword(both, both), 0);
+    EXPECT_STREQ(in_place.c_str(), reinterpret_cast<char*>(out));
   }
   out[0] = 0;
   EXPECT_EQ(::BuildHexPassword(out, nullptr), -61);

@@ -1,6 +1,8 @@
 #include "sign/signature.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <string>
@@ -157,6 +159,31 @@ TEST_F(Signing, HasAnEntryPointThatLeavesItsOutputAloneOrEmpty) {
   EXPECT_EQ(Api2GetSignatureXMLLight("x", "n", password, folder_.path().c_str(), out), -103);
   EXPECT_STREQ(out, "");
   EXPECT_STREQ(password, "a_b");
+  // What is signed and where to is looked at behind name, folder and pass phrase.
+  const std::string of_40(40, 'n');
+  EXPECT_EQ(Api2GetSignatureXMLLight(nullptr, of_40.c_str(), password, "", nullptr), -87);
+  EXPECT_EQ(Api2GetSignatureXMLLight(nullptr, "n", password, "", nullptr), -62);
+  EXPECT_EQ(Api2GetSignatureXMLLight("x", "n", password, "", nullptr), -60);
+}
+
+// A piece of letters mapped again and again, so that 2^32 and some more lie in a row.
+TEST_F(Signing, LengthsBeyond32BitsAreTooLong) {
+  constexpr std::size_t kPiece = std::size_t{1} << 21, kPieces = (std::size_t{1} << 32) / kPiece;
+  const int piece = ::memfd_create("letters", MFD_CLOEXEC);
+  const std::string letters(kPiece, 'a');
+  ASSERT_EQ(::write(piece, letters.data(), kPiece), static_cast<ssize_t>(kPiece));
+  auto* const text = static_cast<char*>(::mmap(nullptr, (kPieces + 1) * kPiece, PROT_READ | PROT_WRITE,
+                                               MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
+  ASSERT_NE(text, MAP_FAILED);
+  for (std::size_t i = 0; i < kPieces; ++i)
+    ASSERT_NE(::mmap(text + i * kPiece, kPiece, PROT_READ, MAP_SHARED | MAP_FIXED, piece, 0), MAP_FAILED);
+  text[kPieces * kPiece] = 'a';  // the low 32 bits alone would be 1
+  folder_.AddSigningKey("rsa1024", "cle");
+  char out[2000] = "old", password[] = "";
+  EXPECT_EQ(Api2GetSignatureXMLLight(text, "cle", password, folder_.path().c_str(), out), -94);
+  EXPECT_STREQ(out, "");
+  ::munmap(text, (kPieces + 1) * kPiece);
+  ::close(piece);
 }
 
 }  // namespace
