@@ -5,6 +5,7 @@
 
 #include <kestrune/kestrune.h>
 #include "core/entry_point.h"
+#include "core/owned.h"
 #include "mail/text_forms.h"
 #include "mail/block_visit.h"
 
@@ -13,6 +14,7 @@ namespace kestrune::mail {
 namespace {
 
 constexpr std::size_t kBoundaryBytes = 36;
+constexpr int kMostBoundaries = 100;  // a generator that draws always the same ends, too
 constexpr std::string_view kBetweenTexts = "------- Autre section texte -----\n";
 
 // A message without attachments
@@ -58,9 +60,23 @@ Result AppendHeaderOf(const TypV2BlockCell& routing_block, TextBuffer* out) {
   return rc == kNoObject ? rc : kOk;
 }
 
+bool Holds(const TextBuffer& text, std::string_view boundary) {
+  return text.view().find(boundary) != std::string_view::npos;
+}
+
+// Texts and names are the sender's, and what rand() draws can be foreseen: a text that held the boundary could
+// carry parts of its own. (Base64 holds no dash.)
+Result DrawAnotherWhileHeld(const TextBuffer& text, const TextBuffer& names, char* boundary) {
+  for (int drawn = 1; Holds(text, boundary) || Holds(names, boundary); ++drawn) {
+    if (drawn == kMostBoundaries) return kNoObject;
+    GetMimeSeparator(boundary);
+  }
+  return kOk;
+}
+
 // The whole message is measured before it is written, once and in its place: with its attachments it may be
 // large, and everything in it is clear text.
-Result ConvertTree(const TypV2BlockCell* red, std::string_view boundary, char** eml) {
+Result ConvertTree(const TypV2BlockCell* red, char* boundary, char** eml) {
   const TypV2BlockCell* routing = red->FindSubBlock("ROUT");
   if (routing == nullptr) return kOk;
   *eml = nullptr;
@@ -69,8 +85,10 @@ Result ConvertTree(const TypV2BlockCell* red, std::string_view boundary, char** 
   if (const Result rc = AppendHeaderOf(*routing, &header); rc != kOk) return rc;
   TextBuffer text;
   AppendTexts(red, false, &text);
+  TextBuffer names;
+  if (const Result rc = AppendAttachmentNames(red, &names); rc != kOk) return rc;
+  if (const Result rc = DrawAnotherWhileHeld(text, names, boundary); rc != kOk) return rc;
   AttachmentParts attachments(boundary);
-  if (const Result rc = attachments.Init(); rc != kOk) return rc;
   std::size_t attached = 0;
   if (const Result rc = attachments.Measure(red, &attached); rc != kOk) return rc;
 

@@ -11,10 +11,7 @@
 #include <string_view>
 
 #include "blocks/block_cell.h"
-#include "core/instance_creator.h"
-#include "core/owned.h"
 #include "core/result.h"
-#include "core/utils.h"
 #include "mail/text_buffer.h"
 
 namespace kestrune::mail {
@@ -31,21 +28,20 @@ void AppendTexts(const TypV2BlockCell* tree, bool follows_text, TextBuffer* out)
 class AttachmentParts {
  public:
   explicit AttachmentParts(std::string_view boundary) : boundary_(boundary) {}
-  [[nodiscard]] Result Init() { return utils_.Init(); }
 
   // Characters of all parts; 0 for a tree without attachments that have data.
   Result Measure(const TypV2BlockCell* tree, std::size_t* characters);
   Result Append(const TypV2BlockCell* tree, TextBuffer* out);
 
  private:
-  Result ReadName(const TypV2BlockCell& cell, TextBuffer* name);
   Result WriteHead(const TypV2BlockCell& cell);
 
-  TypV2InstanceCreatorUnix creator_;
-  Owned<TypV2Utils> utils_{creator_.newTypV2Utils()};
   std::string_view boundary_;
   TextBuffer head_;
 };
+
+// The names of the files in a tree's "PJ" blocks as the parts carry them, a line each.
+Result AppendAttachmentNames(const TypV2BlockCell* tree, TextBuffer* out);
 
 // A copy of a cell's XML fork, up to a zero byte; empty without one. kNoObject without memory.
 Result CopyXml(const TypV2BlockCell& cell, TextBuffer* xml);

@@ -6,6 +6,8 @@
 #include <span>
 #include <string_view>
 #include "core/entry_point.h"
+#include "core/light_xml.h"
+#include "core/owned.h"
 #include "crypto/classic.h"
 #include "mail/eml.h"
 #include "mail/text_forms.h"
@@ -15,7 +17,7 @@ namespace kestrune::mail {
 
 namespace {
 
-constexpr unsigned long long kMostNameCharacters = 600;  // of an attachment's <AT> element
+constexpr std::size_t kMostNameCharacters = 600;  // of an attachment's <AT> element
 constexpr std::size_t kBase64LineCharacters = 64;
 constexpr std::size_t kBytesAtOnce =
     std::size_t{48} * 1024;  // a multiple of 3, so that no padding falls inside
@@ -86,6 +88,16 @@ void AppendNameLine(std::string_view field, std::string_view name, std::string_v
   AppendFolded(line.view(), kContinuation, out);
 }
 
+// The name is Base64 already; one that is missing or too long is left empty.
+Result AppendName(const TypV2BlockCell& cell, TextBuffer* out) {
+  TextBuffer xml;
+  if (const Result rc = CopyXml(cell, &xml); rc != kOk) return rc;
+  const auto record = FindElement(xml.view(), "AT");
+  if (!record || record->value.size() > kMostNameCharacters) return kOk;
+  if (const auto name = FindElement(record->value, "N")) AppendWithoutLineEnds(name->value, out);
+  return kOk;
+}
+
 }  // namespace
 
 Result CopyXml(const TypV2BlockCell& cell, TextBuffer* xml) {
@@ -118,23 +130,18 @@ Result AttachmentParts::Append(const TypV2BlockCell* tree, TextBuffer* out) {
   });
 }
 
-// The name is Base64 already; one that is missing or too long is left empty.
-Result AttachmentParts::ReadName(const TypV2BlockCell& cell, TextBuffer* name) {
-  TextBuffer xml;
-  if (const Result rc = CopyXml(cell, &xml); rc != kOk) return rc;
-  SecretArray<kMostNameCharacters + 1> record;
-  SecretArray<kMostNameCharacters + 1> value;
-  const auto extract = [&](const char* from, const char* tag, char* to) {
-    return utils_->ExtractSmallValueFromXMLLight(from, tag, 1, to, 0, kMostNameCharacters) == kOk;
-  };
-  if (extract(xml.c_str(), "AT", record.text()) && extract(record.text(), "N", value.text()))
-    AppendWithoutLineEnds(value.text(), name);
-  return kOk;
+Result AppendAttachmentNames(const TypV2BlockCell* tree, TextBuffer* out) {
+  return VisitBlocks(tree, [&](const TypV2BlockCell& cell) -> Result {
+    if (AttachedData(cell).empty()) return kOk;
+    if (const Result rc = AppendName(cell, out); rc != kOk) return rc;
+    out->Append(kLineEnd);
+    return kOk;
+  });
 }
 
 Result AttachmentParts::WriteHead(const TypV2BlockCell& cell) {
   TextBuffer name;
-  if (const Result rc = ReadName(cell, &name); rc != kOk) return rc;
+  if (const Result rc = AppendName(cell, &name); rc != kOk) return rc;
   head_.Truncate(0);
   head_.Append("\r\n--");
   head_.Append(boundary_);
@@ -154,7 +161,6 @@ int GetMimePJFromRedBlock(TypV2BlockCell* block, char* parts, const char* bounda
   if (boundary == nullptr) return argument::kNoInput;
   return EntryPoint([&]() -> Result {
     mail::AttachmentParts attachments(boundary);
-    if (const Result rc = attachments.Init(); rc != kOk) return rc;
     mail::TextBuffer made;
     if (const Result rc = attachments.Append(block, &made); rc != kOk) return rc;
     std::strcat(parts, made.c_str());

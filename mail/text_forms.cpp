@@ -13,6 +13,7 @@ namespace kestrune::mail {
 namespace {
 
 constexpr std::size_t kFoldedLineCharacters = 78;
+constexpr std::string_view kStops = ", ";       // what ends a piece of an address
 constexpr std::size_t kAddressCapacity = 2048;  // of one address or half of one, terminator counted
 
 bool IsLineEnd(char character) {
@@ -64,6 +65,22 @@ class GatewayList {
   SecretArray<kAddressCapacity> local_part_;
   SecretArray<kAddressCapacity> domain_;
 };
+
+// What a list can become: each comma behind the first address a separator, each address longer by the gateway's
+// domain. Empty entries have none, and before the first address they leave nothing.
+std::size_t MostGatewayCharacters(std::string_view addresses, std::string_view separator) {
+  const std::size_t first = addresses.find_first_not_of(kStops);
+  if (first == std::string_view::npos) return 0;
+  std::size_t most = 0;
+  for (std::size_t at = first; at < addresses.size();) {
+    const std::size_t comma = std::min(addresses.find(',', at), addresses.size());
+    most += separator.size();
+    if (addresses.find_first_not_of(' ', at) < comma)
+      most += comma - at + std::strlen(settings::kGatewayDomain);
+    at = comma + 1;
+  }
+  return most;
+}
 
 }  // namespace
 
@@ -124,14 +141,9 @@ Result AppendGatewayAddresses(std::string_view addresses, std::string_view separ
   Owned<TypV2Utils> utils(creator.newTypV2Utils());
   if (utils.Init() != kOk) return kNoObject;
   GatewayList list(utils.get(), separator, out);
-  // Each comma becomes a separator, each address may grow by the gateway's domain.
-  const std::size_t commas = Count(addresses, ',');
-  out->Reserve(addresses.size() + commas * separator.size() +
-               (commas + 1) * std::strlen(settings::kGatewayDomain));
-  const auto is_stop = [](char character) { return character == ',' || character == ' '; };
+  out->Reserve(MostGatewayCharacters(addresses, separator));
   while (!addresses.empty()) {
-    const auto stop = static_cast<std::size_t>(std::find_if(addresses.begin(), addresses.end(), is_stop) -
-                                               addresses.begin());
+    const auto stop = std::min(addresses.find_first_of(kStops), addresses.size());
     list.Add(addresses.substr(0, stop));
     // Deliberate: a space finishes no address, so one in last place loses the last address.
     if (stop == addresses.size() || addresses[stop] == ',') list.FinishAddress();

@@ -7,7 +7,9 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
+#include <vector>
 
 #include <kestrune/kestrune.h>
 #include "kestrune_settings.h"
@@ -72,6 +74,37 @@ TEST(Eml, MultipartToTheByte) {
   Add(red.get(), "PJ", AttachmentXml("1234567890123456\r\n78901234567890"), std::string(97, '\xFF'));
   Add(red.get(), "PJ", "<N>x</N>", "a");
   ExpectMail(Convert(std::move(red)), "multipart.eml");
+}
+
+// What rand() will draw can be known: texts and file names are written that hold the next boundaries.
+TEST(Eml, ForeseenBoundariesAreDrawnAgain) {
+  constexpr unsigned kSeed = 19;
+  std::vector<std::string> foreseen;
+  std::srand(kSeed);
+  for (int i = 0; i < 100; ++i) {
+    char boundary[36];
+    GetMimeSeparator(boundary);
+    foreseen.emplace_back(boundary);
+  }
+  // How many of them the text holds, which of them the name, which is taken; there is an end to it.
+  for (const auto& [in_text, in_name, taken] : std::vector<std::tuple<std::size_t, std::size_t, std::size_t>>{
+           {0, 99, 0}, {1, 99, 1}, {0, 0, 1}, {1, 1, 2}, {99, 50, 99}, {100, 50, 100}}) {
+    std::string text;
+    for (std::size_t i = 0; i < in_text; ++i) text += "\r\n--" + foreseen[i] + "\r\n";
+    std::string name = foreseen[in_name];
+    name.insert(20, "\r\n");  // taken out again
+    Cell red = NewCell("RED");
+    Add(red.get(), "ROUT", Routing().Xml());
+    Add(red.get(), "TEXT", "", text);
+    Add(red.get(), "PJ", AttachmentXml(name), "x");
+    std::srand(kSeed);
+    const std::string mail = Convert(std::move(red));
+    if (taken == foreseen.size()) {
+      EXPECT_EQ(mail, "");
+    } else {
+      EXPECT_NE(mail.find("boundary=\"" + foreseen[taken] + "\""), std::string::npos) << in_text << in_name;
+    }
+  }
 }
 
 TEST(Eml, Refusals) {

@@ -1,6 +1,9 @@
 #include "mail/mail_text.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -94,6 +97,26 @@ TEST(MailText, AddressesOfTheServiceGoThroughTheGateway) {
     std::strcpy(block.data(), text.c_str());
     EXPECT_EQ(convertaddressestomss(block.data(), block.data()), kOk);
     EXPECT_EQ(std::string(block.data()), want);
+  }
+}
+
+// In a process of its own: what it took at most is told of a whole process.
+TEST(MailText, ListsOfCommasTakeNoRoom) {
+  for (const char* comma : {",", " ,"}) {
+    std::string list;
+    while (list.size() < 10'000'000) list += comma;
+    std::vector<char> out(4 * list.size());
+    const pid_t child = ::fork();
+    if (child == 0) {
+      rusage before{}, after{};
+      ::getrusage(RUSAGE_SELF, &before);
+      const bool is_empty = convertaddressestomss(list.c_str(), out.data()) == kOk && out[0] == 0;
+      ::getrusage(RUSAGE_SELF, &after);
+      ::_exit(is_empty && after.ru_maxrss - before.ru_maxrss < 1000 ? 0 : 1);  // KiB
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0) << comma;
   }
 }
 
