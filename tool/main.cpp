@@ -51,6 +51,27 @@ void BlankInVector(char* argument) {
   if (argument != nullptr) wipe(argument, std::strlen(argument));
 }
 
+// An argument that begins with '-' is refused, and its word read on as options. It was meant as an argument all the
+// same, of -p perhaps, so it is blanked as soon as the parser has left the word.
+class RefusedArgument {
+ public:
+  ~RefusedArgument() { BlankInVector(argument_); }
+
+  void Note(int option, char* argument) {
+    if (tool::optind != word_) {
+      BlankInVector(argument_);
+      argument_ = nullptr;
+    }
+    if (option != '?' || argument == nullptr || argument_ != nullptr) return;
+    argument_ = argument;
+    word_ = tool::optind;
+  }
+
+ private:
+  char* argument_ = nullptr;
+  int word_ = 0;
+};
+
 Result ActOn(int option, char* argument, Arguments& arguments) {
   Result rc = kOk;
   switch (option) {
@@ -80,12 +101,14 @@ Result ActOn(int option, char* argument, Arguments& arguments) {
 }
 
 Result ReadArguments(int argc, char** argv, Arguments& arguments) {
+  RefusedArgument refused;
   for (;;) {
     char* argument = nullptr;
     const int option = tool::getopt2(argc, argv, kOptions, &argument);
     if (option == -1 && argument == nullptr) return kOk;
     arguments.seen = true;
     if (const Result rc = ActOn(option, argument, arguments); rc != kOk) return rc;
+    refused.Note(option, argument);
   }
 }
 

@@ -81,7 +81,10 @@ std::string VisibleCommandLine(Words words) {
 
 TEST(SigningRun, BlanksThePassPhraseInTheCommandLine) {
   const std::string secret = "secret-de-polichinelle";
-  for (const Words& form : {Words{"-p", secret}, Words{"-p" + secret}, Words{"-p", secret, "-p" + secret}}) {
+  // One that begins with '-' is none, but was meant as one; in the last row it is read on as -p and "olichinelle".
+  for (const Words& form : {Words{"-p", secret}, Words{"-p" + secret}, Words{"-p", secret, "-p" + secret},
+                            Words{"-p", "-" + secret}, Words{"-p-" + secret, "-p", "-" + secret},
+                            Words{"-p", "-" + secret, "-v"}}) {
     Words words = {"-i", "bonjour", "-s", "absente"};
     words.insert(words.end(), form.begin(), form.end());
     const std::string visible = VisibleCommandLine(words);
