@@ -10,6 +10,8 @@ using namespace kestrune;
 
 namespace {
 
+static_assert(KESTRUNE_SIGNER_NAME_BYTES == kSignerNameBytes);
+
 void PrintResult(const CBuffer& routing) {
   std::printf("<RESULT>");
   if (routing) std::printf("%s", routing.text());
@@ -19,18 +21,19 @@ void PrintResult(const CBuffer& routing) {
 }  // namespace
 
 long Api2ExtractGrisFromHTTPSBlock(const unsigned char* block, unsigned long long length, const char* folder,
-                                   unsigned char** grey, unsigned long long* greyLength) {
+                                   unsigned char** grey, unsigned long long* greyLength, char* signer) {
+  if (grey != nullptr) *grey = nullptr;
+  if (greyLength != nullptr) *greyLength = 0;
+  if (signer != nullptr) *signer = 0;
   if (block == nullptr) return argument::kNoInput;
   if (length == 0) return argument::kEmptyInput;
   if (folder == nullptr) return argument::kNoInput;
   if (grey == nullptr) return argument::kNoOutput;
   if (greyLength == nullptr) return argument::kNoLengthOutput;
-  *grey = nullptr;
-  *greyLength = 0;
   return EntryPoint([&]() -> long {
     MessageCall call;
     if (const Result rc = call.Init(folder); rc != kOk) return rc;
-    return call.envelope()->ExtractGrisFromHTTPSBlock(block, length, grey, greyLength);
+    return call.envelope()->ExtractGrisFromHTTPSBlock(block, length, grey, greyLength, signer);
   });
 }
 

@@ -112,12 +112,14 @@ long Api2CrypterMem(const char* text, const char* attachmentFiles, const char* u
   const Result checked = Check({text, attachmentFiles, userName, signName, password, signPassword, folder, to,
                                 cc, bcc, replyTo, subject, dateTime, block, length, messageId});
   if (checked != kOk) {
+    if (block != nullptr) *block = nullptr;
+    if (length != nullptr) *length = 0;
     if (messageId != nullptr) *messageId = 0;
     return checked;
   }
-  *messageId = 0;
   *block = nullptr;
   *length = 0;
+  *messageId = 0;
   return EntryPoint([&]() -> long {
     MessageCall call;
     if (const Result rc = call.Init(folder); rc != kOk) return rc;

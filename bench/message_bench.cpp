@@ -228,8 +228,8 @@ void OpenMem(benchmark::State& state) {
   {
     const CBuffer block = Envelope().Seal(message);
     OrStop(grey.Receive([&](unsigned char** bytes, unsigned long long* length) {
-      return static_cast<Result>(
-          Api2ExtractGrisFromHTTPSBlock(block.data(), block.size(), Keys().path().c_str(), bytes, length));
+      return static_cast<Result>(Api2ExtractGrisFromHTTPSBlock(
+          block.data(), block.size(), Keys().path().c_str(), bytes, length, nullptr));
     }) == kOk);
   }
   const auto open = [&] {

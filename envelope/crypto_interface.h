@@ -242,9 +242,10 @@ class KESTRUNE_API TypV2CryptoInterface : public kestrune::LibraryObject<TypV2Cr
   int LendVertFromGrisBlock(const unsigned char* grey, unsigned long long length, char** routing,
                             const unsigned char** green, unsigned long long* green_length);
 
-  // The grey block of a transport block, checked as in ExtractVertFlatFromHTTPSBlock.
+  // The grey block of a transport block, checked as in ExtractVertFlatFromHTTPSBlock, and who signed it: `signer`
+  // takes kSignerNameBytes, or is null; it is left alone on failure.
   int ExtractGrisFromHTTPSBlock(const unsigned char* block, unsigned long long length, unsigned char** grey,
-                                unsigned long long* grey_length);
+                                unsigned long long* grey_length, char* signer);
 
  protected:
   kestrune::Owned<TypV2Utils>& utils() { return utils_; }

@@ -88,12 +88,15 @@ int TypV2CryptoInterface::ExtractVertFlatFromHTTPSBlock(const unsigned char* blo
 }
 
 int TypV2CryptoInterface::ExtractGrisFromHTTPSBlock(const unsigned char* block, unsigned long long length,
-                                                    unsigned char** grey, unsigned long long* grey_length) {
+                                                    unsigned char** grey, unsigned long long* grey_length,
+                                                    char* signer) {
   *grey = nullptr;
   *grey_length = 0;
   Transport transport;
-  const Result rc = OpenTransport(block, length, &transport);
-  return rc == kOk ? transport.auth->GetDataForkCopy(grey, grey_length) : rc;
+  Result rc = OpenTransport(block, length, &transport);
+  if (rc == kOk) rc = transport.auth->GetDataForkCopy(grey, grey_length);
+  if (rc == kOk && signer != nullptr) std::strcpy(signer, transport.signer.data());
+  return rc;
 }
 
 int TypV2CryptoInterface::OpenTransport(const unsigned char* block, unsigned long long length,

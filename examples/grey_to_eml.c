@@ -1,8 +1,10 @@
 /*
  * Opens the grey block in a file and writes the message as a mail, which any mail program reads.
  *
- *   echo a_b_c_d | grey_to_eml message.grey keys/ message.eml
+ *   echo a_b_c_d | grey_to_eml message.grey keys/ message.eml martin.z.126
  *
+ * The last word is the signer that Api2ExtractGrisFromHTTPSBlock handed out together with this grey block. A mail
+ * that says "From:" somebody else is not written.
  * The pass phrase of the personal key comes from standard input: a command line is everybody's to see.
  */
 #include <stdio.h>
@@ -10,6 +12,7 @@
 #include <string.h>
 
 #include <kestrune/kestrune.h>
+#include "signer.h"
 
 static int failed(const char* step, long code) {
   fprintf(stderr, "%s: %ld\n", step, code);
@@ -39,8 +42,24 @@ static long open_grey_block(const char* grey_file, const char* folder, TypV2Bloc
   return code;
 }
 
+/* The mail begins with "From: NAME@GATEWAY", when it has a header at all; a gateway has one at-sign. */
+static int is_signed_by(const char* eml, const char* signer) {
+  static const char kFrom[] = "From: ";
+  if (strncmp(eml, kFrom, strlen(kFrom)) != 0) return 0;
+  char sender[KESTRUNE_SIGNER_NAME_BYTES] = "";
+  const char* name = eml + strlen(kFrom);
+  const size_t line = strcspn(name, "\r\n");
+  size_t length = 0;
+  for (size_t i = 0; i < line; ++i) {
+    if (name[i] == '@') length = i;
+  }
+  if (length >= sizeof sender) return 0;
+  memcpy(sender, name, length);
+  return is_sender(signer, sender);
+}
+
 int main(int argc, char** argv) {
-  if (argc != 4) return failed("usage: grey_to_eml GREY_FILE KEY_FOLDER/ EML_FILE", 0);
+  if (argc != 5) return failed("usage: grey_to_eml GREY_FILE KEY_FOLDER/ EML_FILE SIGNER", 0);
 
   TypV2BlockCell* red = NULL;
   long code = open_grey_block(argv[1], argv[2], &red);
@@ -49,7 +68,9 @@ int main(int argc, char** argv) {
   char* eml = NULL;
   code = Api2ConvertRedBlockToEml(red, &eml); /* the tree ends here, whatever comes out */
   if (code != 0 || eml == NULL) return failed("converting", code);
-  const int written = write_text(argv[3], eml);
+  const int is_signed = is_signed_by(eml, argv[4]);
+  const int written = is_signed && write_text(argv[3], eml);
   wipe_and_free(eml);
+  if (!is_signed) return failed("the sender is not who signed", 0);
   return written ? EXIT_SUCCESS : failed("eml file", 0);
 }

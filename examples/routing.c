@@ -1,16 +1,19 @@
 /*
  * Shows whom a grey block is for, without any key: what a relay does.
  *
- *   routing message.grey
+ *   routing message.grey [SIGNER]
  *
  * The digest of the block is checked, but a grey block is not signed: whoever carries it can change its routing.
- * For who really sent it, see Api2ExtractRoutageOnlyFromHTTPSBlock and the transport block.
+ * Who really sent it is told by the signature of the transport block around it. SIGNER is what
+ * Api2ExtractGrisFromHTTPSBlock handed out together with this grey block, "martin.z.126"; a message whose sender is
+ * somebody else is refused.
  */
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include <kestrune/kestrune.h>
+#include "signer.h"
 
 /* The elements of a routing XML; nothing in it is escaped. */
 static const struct {
@@ -30,9 +33,15 @@ static void print_element(const char* xml, const char* tag, const char* meaning)
   free(value);
 }
 
+static int is_signed_by(const char* xml, const char* signer) {
+  char sender[KESTRUNE_SIGNER_NAME_BYTES];
+  return api2ExtractSmallValueFromXMLLight(xml, "F", 1, sender, 0, sizeof sender - 1) == 0 &&
+         is_sender(signer, sender);
+}
+
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    fprintf(stderr, "usage: routing GREY_FILE\n");
+  if (argc != 2 && argc != 3) {
+    fprintf(stderr, "usage: routing GREY_FILE [SIGNER]\n");
     return EXIT_FAILURE;
   }
 
@@ -49,6 +58,8 @@ int main(int argc, char** argv) {
   for (size_t i = 0; i < sizeof kElements / sizeof kElements[0]; ++i) {
     print_element(xml, kElements[i].tag, kElements[i].meaning);
   }
+  const int is_signed = argc == 2 || is_signed_by(xml, argv[2]);
   free(xml);
-  return EXIT_SUCCESS;
+  if (!is_signed) fprintf(stderr, "routing: the sender is not who signed\n");
+  return is_signed ? EXIT_SUCCESS : EXIT_FAILURE;
 }

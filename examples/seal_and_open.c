@@ -1,6 +1,6 @@
 /*
- * Seals the text in a file, takes the grey block out of the transport block, as the relay does, and opens
- * it again, as the recipient does.
+ * Seals the text in a file, takes the grey block out of the transport block, as the relay does, opens it again,
+ * as the recipient does, and asks whether its sender is who signed it.
  *
  *   make_keys keys/ && seal_and_open keys/ note.txt [GREY_FILE]
  *
@@ -11,6 +11,7 @@
 #include <string.h>
 
 #include <kestrune/kestrune.h>
+#include "signer.h"
 
 static const char kUser[] = "durand";
 static const char kSigner[] = "medecin";
@@ -36,6 +37,16 @@ static int failed(const char* step, long code) {
   return EXIT_FAILURE;
 }
 
+/* The <F> of the opened message's own routing, which is what a reader is shown; left empty when there is none. */
+static void read_sender(const char* xml, char* sender) {
+  char* routing = malloc(strlen(xml) + 1);
+  if (routing == NULL) return;
+  if (api2ExtractSmallValueFromXMLLight(xml, "ROUT", 1, routing, 0, 0) == 0) {
+    (void)api2ExtractSmallValueFromXMLLight(routing, "F", 1, sender, 0, KESTRUNE_SIGNER_NAME_BYTES - 1);
+  }
+  free(routing);
+}
+
 int main(int argc, char** argv) {
   if (argc != 3 && argc != 4) return failed("usage: seal_and_open KEY_FOLDER/ TEXT_FILE [GREY_FILE]", 0);
   const char* folder = argv[1];
@@ -55,16 +66,22 @@ int main(int argc, char** argv) {
 
   unsigned char* grey = NULL;
   unsigned long long grey_length = 0;
-  code = Api2ExtractGrisFromHTTPSBlock(block, length, folder, &grey, &grey_length);
+  char signer[KESTRUNE_SIGNER_NAME_BYTES];
+  code = Api2ExtractGrisFromHTTPSBlock(block, length, folder, &grey, &grey_length, signer);
   free(block);
   if (code != 0) return failed("checking the transport block", code);
-  printf("The signature of %s holds.\n", kSigner);
+  printf("The signature of %s holds.\n", signer);
   if (argc == 4 && !write_file(argv[3], grey, grey_length)) return failed("grey file", 0);
 
   char* xml = NULL;
   code = Api2DecrypterGrisMem(grey, grey_length, folder, kPassPhrase, &xml);
   free(grey);
   if (code != 0) return failed("opening", code);
+  char sender[KESTRUNE_SIGNER_NAME_BYTES] = "";
+  read_sender(xml, sender);
+  /* Nothing of a message is shown under a name that is not the signer's. */
+  if (!is_sender(signer, sender)) return failed("the sender is not who signed", 0);
+  printf("The sender is %s.\n", sender);
   const char* message = strstr(xml, "<TEXT>");
   if (message != NULL) printf("Opened: %.40s...\n", message);
   memset(xml, 0, strlen(xml));

@@ -5,11 +5,15 @@
  * Conventions
  *   Texts are zero-terminated strings of 8-bit characters. Lengths are in bytes, the terminator not counted.
  *   What is only read (const) is not needed after the call, and is left as it is.
- *   Every function returns 0 or a negative code; core/result.h names them all.
+ *   A function with a result returns 0 or a negative code. kestrune-codes(7) explains them all; core/result.h, a
+ *   C++ header, gives names to those that are the library's own (-2064 is the cryptographic library's). A number
+ *   can mean different things in different functions, a name cannot.
  *   Buffers handed out come from malloc(); the caller gives them to free().
  *   A key folder is a prefix: it must end with the path separator.
  *   Output buffers whose room is told below are the caller's; their size cannot be checked.
- *   -96 (no memory, or an object could not be made) is a code of every function with a result.
+ *   -96 is lack of memory, or an object that could not be made, in whatever function needs them, told below or
+ *   not. Where one code stands for everything that can go wrong in a step (-95 and -106, a key or certificate
+ *   that cannot be read, -501, -502), lack of memory in that step can be that code.
  *   Each call makes and destroys its own objects. What is left behind in the process is the state of rand(),
  *   which the message functions seed with the time, and a lock on a key file while it is open.
  *   Threads: call from one thread at a time.
@@ -36,7 +40,7 @@ typedef struct TypV2BlockCell TypV2BlockCell;
  * SHA-512 of its first 32 characters, after '#', '$', '&', '*', '-', '=' and '@' became '_'.
  *
  * password  text of any length; only its first 32 characters count.
- * out       65 bytes, terminated on success.
+ * out       65 bytes, terminated on success. May be the same buffer as password.
  *
  * -62: password is null. -61: it is empty. -102: out is null (tested in this order; out is untouched).
  * -96: no memory.
@@ -44,6 +48,10 @@ typedef struct TypV2BlockCell TypV2BlockCell;
 KESTRUNE_API int BuildHexPassword(const unsigned char* password, unsigned char* out);
 
 /*
+ * WARNING: the text is signed as it is, and a signature over a digest is one over the digest's 64 bytes. Whoever
+ * lets you sign 64 bytes of his choice has your signature under all data with that SHA-512, a message too. Never
+ * sign what a stranger chose.
+ *
  * Signs a text with a signing key of the current year and writes the signature block
  *   <SIGN><N>KEY FILE NAME WITHOUT ".key"</N>\n<S>BASE64</S></SIGN>
  * The text itself is signed (PKCS#1 v1.5 type 1, RFC 8017), so whoever holds the certificate reads it back.
@@ -59,9 +67,9 @@ KESTRUNE_API int BuildHexPassword(const unsigned char* password, unsigned char* 
  *           up to 4096 bits, 1500 for the largest key (8192 bits). Empty after a failure of the signing
  *           itself, untouched after -60, -62, -86, -87, -88.
  *
- * -86: folder, -87: keyName missing or too long (-86 wins). -88: password missing or too long.
- * -103: no key file of this year. -104: the pass phrase does not open it. -95: it is unreadable, no RSA key,
- * or inconsistent. -94: the text is too long for the key. -62, -60: data, out is null. -96: no memory.
+ * -86: folder, -87: keyName missing or too long (-86 wins). -88: password missing or too long. -62, -60: data,
+ * out is null; tested behind these. -103: no key file of this year. -104: the pass phrase does not open it. -95:
+ * it is unreadable, no RSA key, or inconsistent. -94: the text is too long for the key. -96: no memory.
  */
 KESTRUNE_API int Api2GetSignatureXMLLight(const char* data, const char* keyName, char* password,
                                           const char* folder, char* out);
@@ -176,6 +184,9 @@ KESTRUNE_API int Api2AesPub(const char* text, const char* certificateName, const
  * than 5000. -61: N has fewer than 4. -95: folder is null, N contains '/', the key file is unreadable, holds no
  * RSA key or does not open. -502: the RSA operation failed, or its result is not a key of 32 bytes. -2064: the
  * bytes of AED are not a multiple of 16. -96: no memory. An AED that is not Base64 is an empty text (kept so).
+ *
+ * WARNING: the codes tell bad padding (-502) from good. Whoever may send forms and learns the answers, or how long
+ * they took, can open a form that he caught, form by form. No service may answer strangers with this function.
  */
 KESTRUNE_API int Api2DeAesPriv(const char* form, const char* keyPassword, const char* folder, char* out,
                                int verbose);
@@ -194,9 +205,15 @@ KESTRUNE_API int Api2DeAesPriv(const char* form, const char* keyPassword, const 
  *            Null is an empty text where no code is given for it.
  *   verbose  1 prints trace lines in French on standard output; any other value prints none.
  *   A hexadecimal password is the output of BuildHexPassword for the personal key's pass phrase.
- *   After a failure outputs are null and lengths 0, unless a null argument was refused, which leaves them as
+ *   After a failure outputs are null and lengths 0, unless a null argument was refused, which may leave them as
  *   they were.
+ *   A file name that a message carries is the sender's: it may hold '/', "..", controls. Never open it as it is.
+ *   Whoever opens the personal and the master key by himself, through the classes, opens the master key first, as
+ *   sealing does; two who take them crosswise wait for each other for ever.
  */
+
+/* Room for a signer's name, terminator counted: the NAME.LETTER.YEAR of a key file. */
+enum { KESTRUNE_SIGNER_NAME_BYTES = 49 };
 
 /*
  * Seals a message and writes the transport block to a file.
@@ -221,7 +238,8 @@ KESTRUNE_API int Api2DeAesPriv(const char* form, const char* keyPassword, const 
  * messageId        128 bytes, may be null: the message identifier; empty when nothing was sealed
  *
  * One of text and attachments must be there, and one recipient. Effect: pad bytes of the personal and the
- * master key are used up, whether sealing succeeds in the end or not.
+ * master key are used up, whether sealing succeeds in the end or not; those of the master key also with a wrong
+ * hexPassword, which is looked at behind them.
  *
  * -87: userName missing, empty or longer. -88: hexPassword not 64 characters, or signPassword longer. -66:
  * signName missing, empty or longer than 40 characters. -67: signPassword missing or empty. -65: no subject.
@@ -248,7 +266,7 @@ KESTRUNE_API long Api2Crypterfile(const char* textFile, const char* attachmentFi
  * folder          -62 if null
  * to, cc, bcc, replyTo  -112 if null
  * subject         -65, dateTime -113 if null
- * block, length   -60, -59 if null: the transport block, a new buffer
+ * block, length   -60, -59 if null: the transport block, a new buffer; null and 0 after every failure
  * messageId       -114 if null; emptied by every call
  *
  * These codes in the order of the arguments, the first one wins; then those of Api2Crypterfile.
@@ -261,19 +279,26 @@ KESTRUNE_API long Api2CrypterMem(const char* text, const char* attachmentFiles, 
                                  long verbose);
 
 /*
- * Checks a transport block in memory and hands out its grey block: the digests of both, and the sender's
- * signature with the certificate SIGNER.pem of the folder.
+ * Checks a transport block in memory and hands out its grey block: the digests of both, and the signature with
+ * the certificate of the folder that the signature itself names. 0 says that one of all these holders signed, NOT
+ * that it was the sender. Compare `signer` with the sender whom you show or believe, or every holder of a
+ * certificate in the folder can pose as any other: the <F> of the grey block's routing, and again, for who wrote
+ * both wrote them separately, that of the opened message's, which is a mail's "From:". <F> is NAME, `signer` is
+ * NAME.LETTER.YEAR: the whole <F>, a dot, one letter, a dot, digits, and nothing else, for a NAME may hold dots of
+ * its own. examples/signer.h is that comparison.
  *
  * block, length        -62, -61: null, 0
  * folder               certificates. -62: null.
- * grey, greyLength     -60, -59: null. A new buffer.
+ * grey, greyLength     -60, -59: null. A new buffer; null and 0 after every failure.
+ * signer               the <N> of the signature that held, as it stands in the block. KESTRUNE_SIGNER_NAME_BYTES,
+ *                      or null; empty after every failure.
  *
  * -75, -73, -74, -79: no intact transport or grey block. -76, -77: it has no signature, no grey block. -69,
  * -70, -71: malformed signature. -106: no certificate. -68: the signature does not hold.
  */
 KESTRUNE_API long Api2ExtractGrisFromHTTPSBlock(const unsigned char* block, unsigned long long length,
                                                 const char* folder, unsigned char** grey,
-                                                unsigned long long* greyLength);
+                                                unsigned long long* greyLength, char* signer);
 
 /*
  * Opens the grey block in a file.
@@ -311,7 +336,7 @@ KESTRUNE_API long Api2FreeRedBlock(TypV2BlockCell* tree);
  * xml           -60: null. A new text, clear text: wipe it before freeing it.
  *
  * Codes, and the call that never returns, as Api2DecrypterfileGris; -109: the text is longer than twice the
- * green block and 4096 bytes.
+ * green block and 4096 bytes. -102: no memory for it.
  */
 KESTRUNE_API long Api2DecrypterGrisMem(const unsigned char* grey, unsigned long long length,
                                        const char* folder, const char* password, char** xml);
@@ -454,7 +479,10 @@ KESTRUNE_API int api2ExtractSmallValueFromXMLLight(const char* xml, const char* 
  * *eml  new zero-terminated text, the caller's to free; null after a failure. Untouched (with result 0) when
  *       the tree has no "ROUT" block. A routing XML that cannot be read leaves out the header block.
  *
- * -77: red is null. -102: eml is null. -71: an attachment could not be encoded. -96: no memory.
+ * Drawn boundaries that stand in the text or in a file name are drawn again.
+ *
+ * -77: red is null. -102: eml is null. -71: an attachment could not be encoded. -96: no memory, or a hundred
+ * boundaries in a row stood in the text.
  */
 KESTRUNE_API int Api2ConvertRedBlockToEml(TypV2BlockCell* red, char** eml);
 

@@ -67,6 +67,7 @@ struct MessageApi : ::testing::Test, MessageFolder {
 
 TEST_F(MessageApi, TheFirstWrongArgumentDecides) {
   const std::string of_65(65, 'p');
+  unsigned char old = 0;
   unsigned char* out = nullptr;
   unsigned long long length = 0;
   Call all;
@@ -97,7 +98,10 @@ TEST_F(MessageApi, TheFirstWrongArgumentDecides) {
     Call one;
     one.folder = path().c_str();
     one.*row.field = all.*row.field = row.value;
+    out = &old;
+    length = 7;
     EXPECT_EQ(SealMem(one, &out, &length, identifier), row.alone) << &row - rows;
+    EXPECT_TRUE(out == nullptr && length == 0) << &row - rows;
     EXPECT_EQ(SealMem(all, &out, &length, identifier), row.together) << &row - rows;
   }
 }
@@ -117,12 +121,14 @@ TEST_F(MessageApi, FilesGoInAndOut) {
   EXPECT_EQ(ValueOf(layers.grey.xml, "I"), identifier);
 
   const Bytes block = ReadFile(sealed);
+  char signer[KESTRUNE_SIGNER_NAME_BYTES] = "old";
   CBuffer taken;
   ASSERT_EQ(taken.Receive([&](unsigned char** bytes, unsigned long long* count) {
     return static_cast<Result>(
-        Api2ExtractGrisFromHTTPSBlock(block.data(), block.size(), path().c_str(), bytes, count));
+        Api2ExtractGrisFromHTTPSBlock(block.data(), block.size(), path().c_str(), bytes, count, signer));
   }),
             kOk);
+  EXPECT_EQ(signer, signing_key);
   EXPECT_EQ(Bytes(taken.data(), taken.data() + taken.size()), layers.transport.data);
   WriteFile(grey, layers.transport.data);
 
@@ -190,14 +196,44 @@ TEST_F(MessageApi, OpeningSaysWhatIsWrong) {
   EXPECT_EQ(Api2DecrypterfileGris(path().c_str(), "", "", &red), file::kOpen);  // a folder
   EXPECT_EQ(Api2DecrypterfileGris(std::string(256, 'x').c_str(), "", "", &red), file::kBadName);
   EXPECT_EQ(Api2DecrypterfileGris("", std::string(2049, 'x').c_str(), "", &red), envelope::kFolderTooLong);
+}
+
+// Nothing is told after a failure: neither a block nor, above all, who signed it.
+TEST_F(MessageApi, TakingTheGreyBlockSaysWhatIsWrong) {
+  const Bytes block = Sealed();
+  const Cell transport = ReadFlatTree(block);
+  Bytes grey = transport.data, damaged = block;
+  damaged[damaged.size() / 2] ^= 1;
+  grey[grey.size() / 2] ^= 1;
+  const Bytes other_grey = FlatLeaf("AUTH", transport.xml, grey);
+  const struct {
+    const Bytes* block;
+    std::size_t length;
+    const char* folder;
+    long want;
+  } rows[] = {
+      {&block, 0, path().c_str(), argument::kEmptyInput},
+      {&block, block.size(), nullptr, argument::kNoInput},
+      {&block, block.size(), "no/", verifier::kCertificate},
+      {&damaged, damaged.size(), path().c_str(), block::kDigestMismatch},
+      {&other_grey, other_grey.size(), path().c_str(), verifier::kBadSignature},
+  };
+  unsigned char old = 0;
+  for (const auto& row : rows) {
+    unsigned char* out = &old;
+    unsigned long long length = 7;
+    char signer[KESTRUNE_SIGNER_NAME_BYTES] = "old";
+    EXPECT_EQ(Api2ExtractGrisFromHTTPSBlock(row.block->data(), row.length, row.folder, &out, &length, signer),
+              row.want);
+    EXPECT_TRUE(out == nullptr && length == 0 && *signer == 0) << &row - rows;
+  }
   unsigned char* out = nullptr;
-  unsigned long long length = 0;
-  EXPECT_EQ(Api2ExtractGrisFromHTTPSBlock(nullptr, 0, nullptr, nullptr, nullptr), argument::kNoInput);
-  EXPECT_EQ(Api2ExtractGrisFromHTTPSBlock(block.data(), 0, nullptr, nullptr, nullptr), argument::kEmptyInput);
-  EXPECT_EQ(Api2ExtractGrisFromHTTPSBlock(block.data(), 1, "", nullptr, nullptr), argument::kNoOutput);
-  EXPECT_EQ(Api2ExtractGrisFromHTTPSBlock(block.data(), 1, "", &out, nullptr), argument::kNoLengthOutput);
-  EXPECT_EQ(Api2ExtractGrisFromHTTPSBlock(block.data(), block.size(), "no/", &out, &length),
-            verifier::kCertificate);
+  EXPECT_EQ(Api2ExtractGrisFromHTTPSBlock(nullptr, 0, nullptr, nullptr, nullptr, nullptr),
+            argument::kNoInput);
+  EXPECT_EQ(Api2ExtractGrisFromHTTPSBlock(block.data(), 1, "", nullptr, nullptr, nullptr),
+            argument::kNoOutput);
+  EXPECT_EQ(Api2ExtractGrisFromHTTPSBlock(block.data(), 1, "", &out, nullptr, nullptr),
+            argument::kNoLengthOutput);
 }
 
 TEST_F(MessageApi, RoutingIsPrintedByteForByte) {

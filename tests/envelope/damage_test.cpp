@@ -73,7 +73,7 @@ TEST_F(Damage, ForgedTransportBlocksAreRefused) {
             block::kNoOutput);
   unsigned char* no_grey = nullptr;
   unsigned long long count = 0;
-  EXPECT_EQ(envelope->ExtractGrisFromHTTPSBlock(nullptr, 100, &no_grey, &count), block::kTooShort);
+  EXPECT_EQ(envelope->ExtractGrisFromHTTPSBlock(nullptr, 100, &no_grey, &count, nullptr), block::kTooShort);
 }
 
 TEST_F(Damage, DecipheredTreesAreChecked) {

@@ -284,7 +284,7 @@ void Messages(const Yard& yard, Trial* trial) {
   });
   bytes = nullptr;
   trial->Run("taking the grey block out", kOk, [&] {
-    return Api2ExtractGrisFromHTTPSBlock(block.data(), block.size(), folder, &bytes, &length);
+    return Api2ExtractGrisFromHTTPSBlock(block.data(), block.size(), folder, &bytes, &length, nullptr);
   });
   grey.Adopt(bytes, length);
   if (!grey) return;
