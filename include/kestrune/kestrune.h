@@ -336,7 +336,7 @@ KESTRUNE_API long Api2FreeRedBlock(TypV2BlockCell* tree);
  * xml           -60: null. A new text, clear text: wipe it before freeing it.
  *
  * Codes, and the call that never returns, as Api2DecrypterfileGris; -109: the text is longer than twice the
- * green block and 4096 bytes. -102: no memory for it.
+ * green block and 4096 bytes. -105: no memory for it (a missing destination, as the exporter has it).
  */
 KESTRUNE_API long Api2DecrypterGrisMem(const unsigned char* grey, unsigned long long length,
                                        const char* folder, const char* password, char** xml);
