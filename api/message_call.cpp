@@ -6,12 +6,6 @@
 
 namespace kestrune {
 
-namespace {
-
-constexpr int kReadMode = 0;
-
-}  // namespace
-
 MessageCall::MessageCall() : envelope_(new (std::nothrow) TypV2CryptoInterface) {}
 
 Result ReadWholeFile(TypV2InstanceCreator* creator, const char* path, std::size_t spare, CBuffer* content) {
@@ -19,7 +13,7 @@ Result ReadWholeFile(TypV2InstanceCreator* creator, const char* path, std::size_
   unsigned long long length = 0;
   Result rc = file.Init();
   if (rc == kOk) rc = file->SetFileName(path);
-  if (rc == kOk) rc = file->OpenDF(kReadMode);
+  if (rc == kOk) rc = file->OpenDF(kReadExisting);
   if (rc == kOk) rc = file->GetLength(&length);
   if (rc != kOk) return rc;
   if (!content->Allocate(length + spare)) return kNoObject;

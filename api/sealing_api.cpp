@@ -13,7 +13,6 @@ using namespace kestrune;
 
 namespace {
 
-constexpr int kCreateMode = 2;
 constexpr std::size_t kPasswordLimit = 65;
 constexpr std::size_t kHexPasswordBytes = 65;
 constexpr std::size_t kTerminatorBytes = 1;
@@ -31,7 +30,7 @@ Result WriteSealed(TypV2InstanceCreator* creator, const char* path, const CBuffe
   Owned<TypV2FileRef> file(creator->newTypV2FileRef());
   Result rc = file.Init();
   if (rc == kOk) rc = file->SetFileName(path);
-  if (rc == kOk) rc = file->OpenDF(kCreateMode);
+  if (rc == kOk) rc = file->OpenDF(kCreateOrEmpty);
   if (rc != kOk) return rc;
   file->Write(sealed.data(), sealed.size());
   return file->CloseDF();

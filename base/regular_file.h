@@ -2,6 +2,7 @@
 #ifndef KESTRUNE_BASE_REGULAR_FILE_H
 #define KESTRUNE_BASE_REGULAR_FILE_H
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace kestrune {
@@ -29,12 +30,21 @@ class FileDescriptor {
   int fd_;
 };
 
-// Opens the regular file at `path` with `flags` (O_RDONLY or O_RDWR). A folder, device, FIFO or socket is
-// not opened and nothing waits on it. On success *status, if given, describes the open file.
-FileDescriptor OpenRegularFile(const char* path, int flags, struct stat* status = nullptr);
+// open() with a descriptor above those of standard input, output and error: what is printed while one of these
+// is closed must not end up in a file. Never waits, and is not inherited by another program.
+FileDescriptor OpenDescriptor(const char* path, int flags, mode_t new_file_mode = 0, int folder = AT_FDCWD);
+
+// Opens the regular file at `path` with `flags` (O_RDONLY or O_RDWR; with O_CREAT a missing one is made). A
+// folder, device, FIFO or socket is not opened and nothing waits on it. On success *status, if given,
+// describes the open file.
+FileDescriptor OpenRegularFile(const char* path, int flags, struct stat* status = nullptr,
+                               mode_t new_file_mode = 0);
 
 // True when both paths lead to one and the same file that exists, be it through links.
 bool IsSameFile(const char* a, const char* b);
+inline bool IsSameFile(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
 
 }  // namespace kestrune
 

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "base/shared_state.h"
+
 namespace kestrune {
 
 std::time_t CurrentTime() {
@@ -11,6 +13,7 @@ std::time_t CurrentTime() {
 std::tm LocalCalendar() {
   const std::time_t now = CurrentTime();
   std::tm local{};
+  const SharedState shared;
   // Unlike localtime, the reentrant form need not look at the zone itself.
   ::tzset();
   ::localtime_r(&now, &local);
@@ -28,6 +31,7 @@ int WeekDayOfDate(const char* date) {
   char day[kDateCharacters + 1] = {};
   std::strncpy(day, date, kDateCharacters);
   std::tm calendar{};
+  const SharedState shared;
   if (::strptime(day, "%Y-%m-%d", &calendar) == nullptr) return -1;
   const std::time_t midnight = std::mktime(&calendar);
   if (midnight < 0) return -1;

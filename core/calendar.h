@@ -1,4 +1,5 @@
-// The one place where the library asks what time it is.
+// The one place where the library asks what time it is. Threads take turns: the C library's calendar keeps
+// the time zone for all of them.
 #ifndef KESTRUNE_CORE_CALENDAR_H
 #define KESTRUNE_CORE_CALENDAR_H
 

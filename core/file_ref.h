@@ -8,6 +8,17 @@
 #include "base/export.h"
 #include "core/object.h"
 
+namespace kestrune {
+
+// How a file is opened; also how a key object opens its file.
+enum OpenMode {
+  kReadExisting = 0,
+  kUpdateExisting = 1,
+  kCreateOrEmpty = 2,
+};
+
+}  // namespace kestrune
+
 // A named file. The base class is the platform's interface and answers -101 to everything that needs a
 // file; TypV2FileRefUnix implements it. Results are 0, a code of core/result.h (namespace file), or the
 // platform's own status (-1) from seeking, truncating, closing and removing.
@@ -18,14 +29,22 @@ class KESTRUNE_API TypV2FileRef : public kestrune::LibraryObject<TypV2FileRef> {
   // Closes the file if it is still open.
   virtual int Kill();
 
-  // Mode 0: read an existing file. 1: update an existing file. 2: create or empty, read and write. Opening
-  // an open file does nothing and keeps its mode. -9: cannot be opened. -1: another mode.
+  // Mode 0 (kReadExisting): read an existing file. 1 (kUpdateExisting): update an existing file. 2
+  // (kCreateOrEmpty): create or empty, read and write. Opening an open file does nothing and keeps its mode.
+  // -9: cannot be opened. -1: another mode.
   //
   // Modes 0 and 1 take regular files (through links) and never wait for one to appear. Mode 2 opens whatever
-  // the system lets be opened without waiting, devices too, and a FIFO that somebody is reading. In mode 1
-  // the file is locked against other processes until it is closed (they wait their turn), and each Write is
-  // on stable storage when it returns. The lock does not stop readers, nor this process from opening the file
-  // once more.
+  // the system lets be opened without waiting, devices too, and a FIFO that somebody is reading. No
+  // file gets one of the descriptors 0 to 2.
+  //
+  // In mode 1 the file is locked against other processes and threads until it is closed (they wait their turn,
+  // and begin anew where the path leads to another file by then), and each Write is on stable storage when it
+  // returns. The lock stops neither readers, nor the thread that has it from opening the file once more, nor
+  // mode 2, which takes none. Another thread may use and close the file, but the lock counts as the opening
+  // thread's: the other one would wait for itself if it opened the file once more.
+  //
+  // In a child made by fork, a file that the parent opened in mode 1 is not open. In modes 0 and 2 both have it
+  // open and share one position, as with any stream.
   virtual int OpenDF(int mode);
 
   // Length in bytes; the position is at the end afterwards. 0 and the status when the file has none.
@@ -37,8 +56,7 @@ class KESTRUNE_API TypV2FileRef : public kestrune::LibraryObject<TypV2FileRef> {
   virtual int Read(void* buffer, unsigned long long count);
   virtual int Write(const void* buffer, unsigned long long count);
 
-  // 0 when the file was not open. -1 when what was written may not have arrived: the closing failed, or an
-  // earlier Write did.
+  // The closing alone: 0 also after a failed Write, and when the file was not open. -1: it failed.
   virtual int CloseDF();
 
   // The whole open file in a new buffer, which the caller frees. -60, -59: an output is missing. -2: not
@@ -92,7 +110,7 @@ class KESTRUNE_API TypV2FileRefUnix : public TypV2FileRef {
  private:
   static constexpr std::size_t kPathBytes = 256;
 
-  bool is_open() const { return open_flag_ == 1; }
+  bool is_open() const;
   int OpenForUpdate();
   int CreateOrEmpty();
   int Adopt(int fd, const char* stream_mode);
@@ -100,7 +118,6 @@ class KESTRUNE_API TypV2FileRefUnix : public TypV2FileRef {
   std::FILE* stream_ = nullptr;
   char path_[kPathBytes] = {};
   std::int16_t open_flag_ = 0;
-  bool write_failed_ = false;    // CloseDF must not tell of success
   unsigned long long lock_ = 0;  // mode 1: the lock held, and every Write reaches stable storage
 };
 

@@ -20,8 +20,6 @@ namespace {
 
 constexpr mode_t kNewFileMode = 0666;  // less the process's umask, as for every stream opened with "w+b"
 
-enum OpenMode { kReadExisting = 0, kUpdateExisting = 1, kCreateOrEmpty = 2 };
-
 }  // namespace
 
 int TypV2FileRefUnix::InitCreate() {
@@ -38,6 +36,7 @@ int TypV2FileRefUnix::Kill() {
 
 int TypV2FileRefUnix::OpenDF(int mode) {
   if (is_open()) return kOk;
+  CloseDF();  // what a child of fork inherited
   switch (mode) {
     case kReadExisting:
       return Adopt(OpenRegularFile(path_, O_RDONLY).release(), "rb");
@@ -50,12 +49,16 @@ int TypV2FileRefUnix::OpenDF(int mode) {
   }
 }
 
+// The lock tells in which process the file was opened: a child of fork does not have it. Were the child to go
+// on, it would hand out the same bytes as its parent and move the position that both share.
+bool TypV2FileRefUnix::is_open() const {
+  return open_flag_ == 1 && (lock_ == 0 || HoldsUpdateLock(lock_));
+}
+
 int TypV2FileRefUnix::OpenForUpdate() {
-  struct stat identity;
-  FileDescriptor file = OpenRegularFile(path_, O_RDWR, &identity);
+  UpdateLock lock = 0;
+  FileDescriptor file = kestrune::OpenForUpdate(path_, &lock);
   if (!file.valid()) return file::kOpen;
-  const UpdateLock lock = AcquireUpdateLock(path_, identity);
-  if (lock == 0) return file::kOpen;
   const int rc = Adopt(file.release(), "r+b");
   if (rc == kOk) {
     lock_ = lock;
@@ -69,8 +72,8 @@ int TypV2FileRefUnix::CreateOrEmpty() {
   struct stat found;
   // Opened both ways, a FIFO without a reader would swallow what is written; opened one way, it is refused.
   const bool is_fifo = ::stat(path_, &found) == 0 && S_ISFIFO(found.st_mode);
-  constexpr int kFlags = O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  FileDescriptor file(::open(path_, kFlags | (is_fifo ? O_WRONLY : O_RDWR), kNewFileMode));
+  FileDescriptor file =
+      OpenDescriptor(path_, O_CREAT | O_TRUNC | (is_fifo ? O_WRONLY : O_RDWR), kNewFileMode);
   // Opening must not wait, but writing to a pipeline that is read slowly must not lose anything.
   const int flags = file.valid() ? ::fcntl(file.get(), F_GETFL) : -1;
   if (flags < 0 || ::fcntl(file.get(), F_SETFL, flags & ~O_NONBLOCK) != 0) return file::kOpen;
@@ -86,7 +89,6 @@ int TypV2FileRefUnix::Adopt(int fd, const char* stream_mode) {
   (void)file.release();
   std::setvbuf(stream_, nullptr, _IONBF, 0);
   open_flag_ = 1;
-  write_failed_ = false;
   return kOk;
 }
 
@@ -123,14 +125,12 @@ int TypV2FileRefUnix::Write(const void* buffer, unsigned long long count) {
   if (!is_open()) return file::kWrite;
   bool written = std::fwrite(buffer, 1, count, stream_) == count && std::fflush(stream_) == 0;
   if (written && lock_ != 0) written = ::fdatasync(::fileno(stream_)) == 0;
-  if (!written) write_failed_ = true;
   return written ? kOk : file::kWrite;
 }
 
 int TypV2FileRefUnix::CloseDF() {
-  if (!is_open()) return kOk;
-  int status = std::fclose(stream_);
-  if (write_failed_) status = file::kSystem;
+  if (open_flag_ != 1) return kOk;
+  const int status = std::fclose(stream_);
   stream_ = nullptr;
   open_flag_ = 0;
   if (lock_ != 0) ReleaseUpdateLock(lock_);

@@ -12,7 +12,7 @@
 namespace kestrune {
 
 // An object of the library from the factory to its deletion: `Kill` runs only after an `InitCreate` that
-// returned kOk, the deletion always.
+// returned kOk, the deletion always. A file is closed before it is killed: a platform's `Kill` need not close.
 //   Owned<TypV2Utils> utils(creator->newTypV2Utils());
 //   if (Result rc = utils.Init(); rc != kOk) return rc;
 template <class T>
@@ -76,6 +76,7 @@ class Owned {
 
  private:
   void KillObject() {
+    if constexpr (requires { object_->CloseDF(); }) object_->CloseDF();
     if constexpr (requires { object_->kill(); }) {
       object_->kill();
     } else {

@@ -2,7 +2,8 @@
 //
 // The draws come from the C library's rand(), because what is drawn, and that a process draws the same
 // after the same seed, is part of the contract. Built with KESTRUNE_STRONG_RANDOM, the same functions draw
-// from the system's generator instead and seeding does nothing.
+// from the system's generator instead and seeding does nothing. Any thread may call these functions; all share
+// one generator.
 #ifndef KESTRUNE_CORE_RANDOM_H
 #define KESTRUNE_CORE_RANDOM_H
 

@@ -32,7 +32,6 @@ using namespace kestrune;
 namespace {
 
 constexpr long kDigestMode = 1;
-constexpr int kReadMode = 0;
 constexpr char kListSeparator = '|';
 constexpr long long kListCapacity = 100;
 constexpr std::size_t kHexPasswordCharacters = 64;
@@ -255,7 +254,7 @@ int TypV2CryptoInterface::GetDF(TypApiV2Signature* signer, const char* path, uns
   SignatureXml signature;
   Result rc = file.Init();
   if (rc == kOk) rc = file->SetFileName(path);
-  if (rc == kOk) rc = file->OpenDF(kReadMode);
+  if (rc == kOk) rc = file->OpenDF(kReadExisting);
   if (rc == kOk) rc = ReadAttachment(file.get(), &content);
   if (rc == kOk) rc = Sign(signer, content.data(), content.size(), signature.data());
   if (rc == kOk) rc = DescribeAttachment(file.get(), signature.data(), xml);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include <kestrune/kestrune.h>
+#include "base/file_replacement.h"
 #include "core/entry_point.h"
 #include "core/file_ref.h"
 #include "core/instance_creator.h"
@@ -18,7 +19,6 @@ namespace {
 
 enum Mode { kEncipher = 0, kDecipher = 1, kRekey = 2 };
 
-constexpr int kReadExisting = 0;
 constexpr std::size_t kSpareCharacters = 2048;
 
 // What is overwritten with drawn bytes before the memory of a text is wiped. Deliberate: just so much, since
@@ -100,9 +100,17 @@ Result Rekey(const char* new_hex_password, ScrubbedText* result, int verbose) {
   return kOk;
 }
 
-Result WriteText(TypV2InstanceCreator* creator, const char* path, const ScrubbedText& text, int verbose) {
-  OutputFile output;
-  if (const Result rc = output.Name(creator, path); rc != kOk) return rc;
+// Onto the input itself: the old content is the only copy until the new one is safe.
+Result ReplaceText(const char* path, const ScrubbedText& text, int verbose) {
+  FileReplacement replacement;
+  if (!replacement.Begin(path)) return file::kOpen;
+  const std::size_t length = text.length();
+  const bool written = replacement.Write(text.text(), length);
+  if (verbose == 1) std::printf("outputlen==%d\n", static_cast<int>(length));
+  return written && replacement.Commit() ? kOk : file::kWrite;
+}
+
+Result WriteText(OutputFile& output, const ScrubbedText& text, int verbose) {
   if (const Result rc = output.Open(); rc != kOk) return rc;
   const std::size_t length = text.length();
   const Result rc = output.Write(reinterpret_cast<const unsigned char*>(text.text()), length);
@@ -130,6 +138,10 @@ int Api2AesFile(const char* inputPath, const char* outputPath, const char* hexPa
     if (rc == kOk && mode == kRekey && newHexPassword != nullptr) {
       rc = Rekey(newHexPassword, &result, verbose);
     }
-    return rc == kOk ? WriteText(&creator, outputPath, result, verbose) : rc;
+    if (rc != kOk) return rc;
+    OutputFile output(mode == kEncipher ? Readers::kAsUsual : Readers::kOwnerAlone);
+    if (rc = output.Name(&creator, outputPath); rc != kOk) return rc;
+    return IsSameFile(inputPath, outputPath) ? ReplaceText(outputPath, result, verbose)
+                                             : WriteText(output, result, verbose);
   });
 }

@@ -94,7 +94,7 @@ Result TypV2KestruneKey::OpenFile(const char* name, long with_year, const char* 
   std::snprintf(path.data(), path.size(), "%s%s%s%s", folder, name, with_year == kWithYear ? "." : "",
                 year.data());
   if (const Result rc = file_->SetFileName(path.data()); rc != kOk) return rc;
-  if (open_mode_ > 2) return key::kMode;
+  if (open_mode_ > kCreateOrEmpty) return key::kMode;
   if (const Result rc = file_->OpenDF(static_cast<int>(open_mode_)); rc != kOk) return rc;
   Bytes64 length = 0;
   return file_->GetLength(&length);
@@ -245,7 +245,7 @@ Result TypV2KestruneKey::ReadHeld(unsigned long long position, unsigned char* to
 Result TypV2KestruneKey::Commit(const TypV2KeyHeader& advanced) {
   const TypV2KeyHeader before = header_;
   header_ = advanced;
-  const Result rc = open_mode_ == 0 ? kOk : WriteHeader();
+  const Result rc = open_mode_ == kReadExisting ? kOk : WriteHeader();
   if (rc != kOk) header_ = before;
   return rc;
 }

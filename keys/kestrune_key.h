@@ -23,9 +23,10 @@ class TypV2InstanceCreator;
 // Opens a personal key file, checks the password and hands out pad bytes, each once. Made by the factory, set
 // up by `InitCreate`, ended by `Kill`; what is secret is wiped with the object at the latest.
 //
-// A file opened for update is locked against other processes from the reading of its header to `Kill`, and
-// the header with the advanced offsets is on stable storage before a hand-out returns. Two objects of one
-// process on one file do not know of each other.
+// A file opened for update is locked against other processes and threads from the reading of its header to
+// `Kill`, and the header with the advanced offsets is on stable storage before a hand-out returns. Two objects
+// of one thread on one file do not know of each other. In a child made by fork, an object opened for update
+// hands out nothing (-8).
 //
 // Results are 0 or a code of core/result.h. A failed hand-out changes neither offsets and counters nor the
 // file (save that after a failed write the file may hold the new header). -96 from every operation: nothing

@@ -51,7 +51,7 @@ Result TypV2MasterKey::Open(const char* folder, const char* name) {
   std::snprintf(path.data(), path.size(), "%s%s%s", folder, name == nullptr ? "Master." : name, year.data());
   if (const Result rc = file_->SetFileName(path.data()); rc != kOk) return rc;
   if (file_->Exists() != kOk) return file::kMissing;
-  if (open_mode_ > 2) return key::kMode;
+  if (open_mode_ > kCreateOrEmpty) return key::kMode;
   if (const Result rc = file_->OpenDF(static_cast<int>(open_mode_)); rc != kOk) return rc;
   Bytes64 length = 0;
   if (const Result rc = file_->GetLength(&length); rc != kOk) return rc;
@@ -95,7 +95,7 @@ int TypV2MasterKey::GetLineaKey(unsigned char** out, unsigned long long length,
   Result rc = ReadRun(run.data(), length);
   if (rc != key::kOffset) {
     header_.UsedBytesOTPChiffrement += length;
-    if (open_mode_ != 0) {
+    if (open_mode_ != kReadExisting) {
       // State before output: without a durable header nothing is handed out.
       rc = WriteHeader();
       if (rc != kOk) {

@@ -16,9 +16,9 @@
 
 class TypV2InstanceCreator;
 
-// Hands out runs of the master pad. A file opened for update is locked against other processes until `Kill`;
-// the advanced header is on stable storage before a hand-out returns. -96 from every operation: nothing was
-// opened.
+// Hands out runs of the master pad. A file opened for update is locked against other processes and threads
+// until `Kill`; the advanced header is on stable storage before a hand-out returns. In a child made by fork, an
+// object opened for update hands out nothing (-2). -96 from every operation: nothing was opened.
 //
 // Deliberate: the checks are weaker than the personal key's. Positions are not compared with the pad, and a
 // read that fails leaves zeros and does not end the call.

@@ -38,8 +38,6 @@ constexpr std::size_t kLongestR2 = 48;
 constexpr std::size_t kLongestStatedR1 = 255;  // what a foreign body may state
 constexpr std::size_t kOneTimePasswordBytes = 32;
 constexpr int kMostDraws = 100;
-constexpr unsigned long long kReadOnly = 0;
-constexpr unsigned long long kForUpdate = 1;
 
 void StoreBigEndian(unsigned char* bytes, Bytes64 value) {
   for (int i = 7; i >= 0; --i, value >>= 8) bytes[i] = static_cast<unsigned char>(value);
@@ -175,7 +173,7 @@ Result TypKestruneV2::Seal(const unsigned char* in, unsigned long long length, S
   Owned<TypV2AES> aes(creator_->newTypV2AES());
   if (const Result rc = aes.Init(creator_); rc != kOk) return rc;
   Owned<TypV2MasterKey> master(creator_->newTypV2MasterKey());
-  if (const Result rc = master.Init(creator_, folder_.data(), nullptr, kForUpdate); rc != kOk) return rc;
+  if (const Result rc = master.Init(creator_, folder_.data(), nullptr, kUpdateExisting); rc != kOk) return rc;
 
   if (length > kMost - kHeadBytes - kRandomStringsMost - kSpareBytes) return kNoObject;
   SecretArray<kLongestR1> r1;
@@ -192,7 +190,7 @@ Result TypKestruneV2::Seal(const unsigned char* in, unsigned long long length, S
 
   Owned<TypV2KestruneKey> personal(creator_->newTypV2KestruneKey());
   if (const Result rc =
-          personal.Init(creator_, key_name_.data(), 1L, folder_.data(), password_.text(), kForUpdate);
+          personal.Init(creator_, key_name_.data(), 1L, folder_.data(), password_.text(), kUpdateExisting);
       rc != kOk) {
     return rc;
   }
@@ -259,14 +257,15 @@ Result TypKestruneV2::Open(const unsigned char* in, unsigned long long length, c
   if (const Result rc = utils_->ExtractFileSuffix(key_file_name, year); rc != kOk) return rc;
   Owned<TypV2MasterKey> master(creator_->newTypV2MasterKey());
   if (const Result rc =
-          master.Init(creator_, folder_.data(), (std::string("Master.") + year).c_str(), kReadOnly);
+          master.Init(creator_, folder_.data(), (std::string("Master.") + year).c_str(), kReadExisting);
       rc != kOk) {
     return rc;
   }
   // The name came with the message: it does not leave the folder.
   if (std::strchr(key_file_name, '/') != nullptr) return file::kOpen;
   Owned<TypV2KestruneKey> personal(creator_->newTypV2KestruneKey());
-  if (const Result rc = personal.Init(creator_, key_file_name, 0L, folder_.data(), hex_password, kReadOnly);
+  if (const Result rc =
+          personal.Init(creator_, key_file_name, 0L, folder_.data(), hex_password, kReadExisting);
       rc != kOk) {
     return rc;
   }
@@ -306,7 +305,7 @@ int TypKestruneV2::LoadLinearKey(TypV2KestruneKey* /*key*/, unsigned char** /*ou
   std::array<char, kKeyNameBytes + 13> name;
   key_utils->GetKestruneKeyName(key_name_.data(), name.data());
   if (const Result rc = file->SetFileName(name.data()); rc != kOk) return rc;
-  if (const Result rc = file->OpenDF(static_cast<int>(kForUpdate)); rc != kOk) return rc;
+  if (const Result rc = file->OpenDF(kUpdateExisting); rc != kOk) return rc;
   if (const Result rc = file->SetFilePos(0); rc != kOk) return rc;
   TypV2KeyHeader header;
   if (const Result rc = file->Read(&header, sizeof header); rc != kOk) return rc;

@@ -5,8 +5,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <cstdio>
 #include <functional>
+#include <future>
 #include <string>
+#include <thread>
 
 #include "core/file_ref.h"
 #include "core/owned.h"
@@ -88,6 +92,27 @@ TEST_F(UpdateLock, KeepsOthersWaitingUntilTheLastHolderCloses) {
   EXPECT_TRUE(updater.IsDoneWithin(kArrivesMs));
 }
 
+TEST_F(UpdateLock, IsTakenInTurnsByThreads) {
+  auto first = Opened(path_, 1);
+  auto second = Opened(path_, 1);  // one thread does not block itself
+  const auto other = std::async(std::launch::async, [&] { Opened(path_, 1).Reset(); });
+  first.Reset();
+  EXPECT_EQ(other.wait_for(std::chrono::milliseconds(kWaitsMs)), std::future_status::timeout);
+  std::thread([&] { second.Reset(); }).join();  // whoever closes, it is given back
+  EXPECT_EQ(other.wait_for(std::chrono::milliseconds(kArrivesMs)), std::future_status::ready);
+}
+
+TEST_F(UpdateLock, IsTakenAnewWhenThePathLeadsElsewhereByThen) {
+  auto file = Opened(path_, 1);
+  const OtherProcess waiter([&] { (void)Opened(path_, 1)->Write("N", 1); });
+  EXPECT_FALSE(waiter.IsDoneWithin(kWaitsMs));
+  WriteFile(folder_.File("new"), "new");
+  ASSERT_EQ(std::rename(folder_.File("new").c_str(), path_.c_str()), 0);
+  file.Reset();
+  EXPECT_TRUE(waiter.IsDoneWithin(kArrivesMs));
+  EXPECT_EQ(ToText(ReadFile(path_)), "New");
+}
+
 TEST_F(UpdateLock, DiesWithItsProcessAndStopsNoReader) {
   OtherProcess holder(Holding(1));
   ASSERT_TRUE(holder.IsDoneWithin(kArrivesMs));
@@ -97,6 +122,28 @@ TEST_F(UpdateLock, DiesWithItsProcessAndStopsNoReader) {
   EXPECT_FALSE(next.IsDoneWithin(kWaitsMs));
   holder.Kill();
   EXPECT_TRUE(next.IsDoneWithin(kArrivesMs));
+}
+
+TEST_F(UpdateLock, LeavesAChildNoOpenFile) {
+  auto file = Opened(path_, 1);
+  ASSERT_EQ(file->SetFilePos(1), 0);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    char read = 0;
+    unsigned char* data = nullptr;
+    unsigned long long length = 0;
+    const bool is_closed = file->Write("x", 1) == -7 && file->Read(&read, 1) == -8 &&
+                           file->SetFilePos(0) == -2 && file->GetLength(&length) == -2 &&
+                           file->SetEOF(0) == -2 && file->GetDF(&data, &length) == -2 &&
+                           file->IsOpend() == -2 && file->CloseDF() == 0;
+    ::_exit(is_closed && file->OpenDF(0) == 0 && file->Read(&read, 1) == 0 && read == 'k' ? 0 : 1);
+  }
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  char rest[2] = {};
+  EXPECT_EQ(file->Read(rest, 2), 0);
+  EXPECT_EQ(std::string(rest, 2), "ey") << "the child moved the parent's position";
 }
 
 TEST_F(UpdateLock, IsNotInheritedByAChild) {

@@ -81,6 +81,16 @@ TEST_F(KestruneKeyTest, HandsOutOneTimePasswordsUpToTheEndOfThePad) {
   EXPECT_EQ(key.SetOffsetOTPChiffrement(kFirst - 7), key::kOffset);
 }
 
+TEST_F(KestruneKeyTest, HandsNothingToAChild) {
+  ASSERT_EQ(Open(1), kOk);
+  EXPECT_TRUE(InChild([&] {
+    return Take(key, 100, &run, &offset) == file::kRead && run.empty() &&
+           key.GetOTPassword(password, &offset) == file::kRead && password[0] == 0;
+  }));
+  EXPECT_EQ(Take(key, 100, &run, &offset), kOk);
+  EXPECT_EQ(run, RunOf(folder.personal.first_pad, 0, 100));
+}
+
 TEST_F(KestruneKeyTest, RefusesPasswordsModesAndDamage) {
   const std::string right = HexPassword("a_b_c_d"), longest = right + "0123456789ABCDEF";
   struct Row {

@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <cstdlib>
 
@@ -38,7 +39,8 @@ struct KeysFolder : TempFolder {
   Pads pads() const { return {personal.first_pad, personal.second_pad, master.pad}; }
 };
 
-// The factory for Unix, whose files count what is read and whose writes can be made to fail.
+// The factory for Unix, whose files count what is read, whose writes can be made to fail, and whose `Kill` does
+// not close.
 struct ProbedCreator : TypV2InstanceCreatorUnix {
   bool writes_fail = false;
   bool has_files = true;
@@ -53,6 +55,7 @@ struct ProbedCreator : TypV2InstanceCreatorUnix {
     int Write(const void* buffer, unsigned long long count) override {
       return creator->writes_fail ? file::kWrite : TypV2FileRefUnix::Write(buffer, count);
     }
+    int Kill() override { return kOk; }
   };
   TypV2FileRef* newTypV2FileRef() override {
     if (!has_files) return nullptr;
@@ -70,6 +73,16 @@ inline bool IsUnlocked(const std::string& path) {
   const bool got = ::fcntl(fd, F_OFD_SETLK, &lock) == 0;
   ::close(fd);
   return got;
+}
+
+// What a child made by fork finds.
+template <class Finds>
+bool InChild(Finds&& finds) {
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(finds() ? 0 : 1);
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  return status == 0;
 }
 
 // A hand-out of either key, with the room that its buffer must have beyond the run.

@@ -45,6 +45,13 @@ TEST_F(MasterKeyTest, HandsOutRunsAndRecordsThem) {
   }
 }
 
+TEST_F(MasterKeyTest, HandsNothingToAChild) {
+  ASSERT_EQ(Open(1), kOk);
+  EXPECT_TRUE(InChild([&] { return Take(key, 100, &run, &offset) == file::kNotOpen && run.empty(); }));
+  EXPECT_EQ(Take(key, 100, &run, &offset), kOk);
+  EXPECT_EQ(run, RunOf(folder.master.pad, 0, 100));
+}
+
 // Kept so: a position behind the pad is read there, and zeros stand in for what the file does not hold. Only the
 // last read counts, and the header where it is written.
 TEST_F(MasterKeyTest, ChecksItsReadsWeakly) {

@@ -1,0 +1,82 @@
+#include "base/file_replacement.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace kestrune {
+namespace {
+
+constexpr int kMostNames = 1000;  // tried, where killed processes left theirs behind
+
+bool HasOwner(int fd, const struct stat& wanted) {
+  struct stat found;
+  if (::fstat(fd, &found) != 0) return false;
+  return (found.st_uid == wanted.st_uid && found.st_gid == wanted.st_gid) ||
+         ::fchown(fd, wanted.st_uid, wanted.st_gid) == 0;
+}
+
+}  // namespace
+
+FileReplacement::~FileReplacement() {
+  if (temporary_[0] != 0) ::unlinkat(folder_.get(), temporary_.data(), 0);
+}
+
+bool FileReplacement::Begin(const char* path) {
+  struct stat old;
+  // What may be replaced is what could be written to.
+  if (!OpenRegularFile(path, O_RDWR, &old).valid()) return false;
+  return FindFolder(path) && MakeFile() && HasOwner(file_.get(), old) &&
+         ::fchmod(file_.get(), old.st_mode & 07777) == 0;
+}
+
+bool FileReplacement::FindFolder(const char* path) {
+  path_.AdoptText(::realpath(path, nullptr));
+  if (!path_) return false;
+  char* const separator = std::strrchr(path_.text(), '/');
+  *separator = 0;
+  name_ = separator + 1;
+  folder_ = OpenDescriptor(separator == path_.text() ? "/" : path_.text(), O_RDONLY | O_DIRECTORY);
+  return folder_.valid();
+}
+
+bool FileReplacement::MakeFile() {
+  constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL;
+  constexpr mode_t kOwnerAlone = 0600;
+  for (int number = 0; number < kMostNames; ++number) {
+    std::snprintf(temporary_.data(), temporary_.size(), ".kestrune-%ld-%d", static_cast<long>(::getpid()),
+                  number);
+    file_ = OpenDescriptor(temporary_.data(), kFlags, kOwnerAlone, folder_.get());
+    if (file_.valid()) return true;
+    if (errno != EEXIST) break;
+  }
+  temporary_[0] = 0;
+  return false;
+}
+
+bool FileReplacement::Write(const void* bytes, std::size_t count) {
+  const char* next = static_cast<const char*>(bytes);
+  while (count > 0) {
+    const ssize_t written = ::write(file_.get(), next, count);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    next += written;
+    count -= static_cast<std::size_t>(written);
+  }
+  return true;
+}
+
+bool FileReplacement::Commit() {
+  if (::fsync(file_.get()) != 0 || ::close(file_.release()) != 0) return false;
+  if (::renameat(folder_.get(), temporary_.data(), folder_.get(), name_) != 0) return false;
+  temporary_[0] = 0;
+  // Not looked at: without it a crash may bring back the old content, and each of the two is whole.
+  (void)::fsync(folder_.get());
+  return true;
+}
+
+}  // namespace kestrune
