@@ -29,6 +29,11 @@ class TypV2InstanceCreator;
 //   -98   deciphering: the digest differs (wrong key, or a damaged or cut file)
 // or the platform's status (-1) from seeking and closing. A failure before the output is opened leaves an
 // older output as it was; one behind it leaves none.
+//
+// WARNING: an output that is there is overwritten. It is emptied only when nobody else has it open for update,
+// as sealing has a key (the call waits, also for ever), but a failure behind that removes it, and a program that
+// is killed in between leaves half of it. Whoever replaces a key in use installs it under another name of the
+// same folder and renames it over the old one: sealing that waited goes on with the new key.
 class KESTRUNE_API TypV2AESInstallKeys : public kestrune::LibraryObject<TypV2AESInstallKeys> {
  public:
   // Keeps the factory, which must outlive the object. 0.
@@ -39,7 +44,8 @@ class KESTRUNE_API TypV2AESInstallKeys : public kestrune::LibraryObject<TypV2AES
   virtual int Chiffrerfichier(const char* input_path, const char* output_path, const char* hex_key);
 
   // The output keeps the spaces (the input's length less 32): who made the file knows its real length.
-  // Clear bytes are in the output file before the digest is checked; a failure empties and removes it.
+  // Clear bytes are in the output file before the digest is checked; a failure empties and removes it. A new
+  // file is for its owner alone (mode 0600); an existing one keeps its mode.
   virtual int DeChiffrerfichier(const char* input_path, const char* output_path, const char* hex_key);
 
  private:

@@ -16,7 +16,8 @@
  *   that cannot be read, -501, -502), lack of memory in that step can be that code.
  *   Each call makes and destroys its own objects. What is left behind in the process is the state of rand(),
  *   which the message functions seed with the time, and a lock on a key file while it is open.
- *   Threads: call from one thread at a time.
+ *   Threads: any number may call at once, each with arguments of its own; those that seal with one key take
+ *   turns, as processes do. They share the state of rand().
  */
 #ifndef KESTRUNE_KESTRUNE_H
 #define KESTRUNE_KESTRUNE_H
@@ -136,7 +137,13 @@ KESTRUNE_API int Api2Aes(const char* text, const char* hexPassword, int mode, ch
 
 /*
  * The same from file to file. Reads the whole regular file inputPath (up to its first zero byte), writes the
- * result without a terminator to outputPath, which is created or emptied; both may be the same file.
+ * result without a terminator to outputPath, which is created or emptied. In modes 1 and 2 a new file is for
+ * its owner alone (mode 0600); an existing one keeps its mode, and nobody updates it meanwhile.
+ *
+ * Both may be the same file, also through links. The result is then written beside it (".kestrune-" and
+ * numbers), made durable and renamed over it, with its mode: whatever fails, the old content is untouched. A
+ * link stays one; other names (hard links) of the file keep the old content. The folder must let a file be
+ * made in it.
  *
  * mode            0 and 1 as Api2Aes. 2: deciphers under hexPassword, then, if newHexPassword is not null,
  *                 enciphers the text under newHexPassword.
@@ -147,7 +154,7 @@ KESTRUNE_API int Api2Aes(const char* text, const char* hexPassword, int mode, ch
  * -62: inputPath, -88: hexPassword is null. -99: a path missing or of 256 characters or more. -9: input or
  * output cannot be opened. -61: the input is empty. -8: its length changed while it was read. -7, -1: the
  * output could not be written whole. Codes of Api2Aes. A failure before the output is opened leaves an older
- * output as it was; one behind it leaves none.
+ * output as it was; one behind it leaves none, but for an output that is the input.
  */
 KESTRUNE_API int Api2AesFile(const char* inputPath, const char* outputPath, const char* hexPassword,
                              const char* newHexPassword, int mode, int verbose);
@@ -233,8 +240,9 @@ enum { KESTRUNE_SIGNER_NAME_BYTES = 49 };
  * dateTime         local time of sending as "2026-01-31 23:59:59", not null
  * readyRecipients  tagged text that stands in place of sender and recipients in the red block; null or empty:
  *                  none
- * outputFile       created or emptied, after the sealing succeeded. When the writing fails, the code is that
- *                  of the closing (-1).
+ * outputFile       created or emptied, after the sealing succeeded. THAT THE WRITING FAILED IS NOT REPORTED:
+ *                  on a full disk the result is 0, and the file cut short. Whoever cannot do without the block
+ *                  calls Api2CrypterMem and writes it himself. -1: the closing failed.
  * messageId        128 bytes, may be null: the message identifier; empty when nothing was sealed
  *
  * One of text and attachments must be there, and one recipient. Effect: pad bytes of the personal and the

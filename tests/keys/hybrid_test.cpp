@@ -1,7 +1,11 @@
 // Short texts: Api2Aes, Api2AesFile, Api2AesPub, Api2DeAesPriv.
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <set>
 #include <string>
 
@@ -126,6 +130,62 @@ TEST(AesFile, DrawsAsOftenAsItMust) {
     for (int i = 0; i < 905; ++i) std::rand();
     EXPECT_EQ(next, std::rand()) << seed;
   }
+}
+
+// The only copy: a disk that is full behind the first bytes must not take it.
+TEST(AesFile, ReplacesItsInputWholeOrNotAtAll) {
+  const TempFolder folder;
+  const std::string path = folder.File("text"), link = folder.File("link"), twin = folder.File("twin");
+  const auto files = [&] {
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+      names.insert(entry.path().filename());
+    }
+    return names;
+  };
+  const std::set<std::string> all = {"link", "text", "twin"};
+  std::filesystem::create_symlink("text", link);
+  for (const std::string& output : {path, link, twin}) {
+    std::filesystem::remove(twin);
+    WriteFile(path, "bonjour");
+    std::filesystem::create_hard_link(path, twin);
+    ASSERT_EQ(::chmod(path.c_str(), 0640), 0);
+    const auto run = [&] { return Api2AesFile(path.c_str(), output.c_str(), kKey.c_str(), nullptr, 0, 0); };
+
+    rlimit before{};
+    ::getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit full = {40, before.rlim_max};
+    const auto handler = ::signal(SIGXFSZ, SIG_IGN);
+    ::setrlimit(RLIMIT_FSIZE, &full);
+    const int refused = run();
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    ::signal(SIGXFSZ, handler);
+    EXPECT_EQ(refused, file::kWrite) << output;
+    ASSERT_EQ(files(), all) << output;
+    EXPECT_EQ(ToText(ReadFile(path)), "bonjour") << output;
+
+    EXPECT_EQ(run(), 0) << output;
+    EXPECT_EQ(files(), all);
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_EQ(Aes(ToText(ReadFile(output)), kKey, 1).second, "bonjour");
+    EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(output).permissions()), 0640u);
+  }
+}
+
+TEST(AesFile, MakesClearTextsThatTheOwnerAloneReads) {
+  const TempFolder folder;
+  const std::string in = folder.File("in"), out = folder.File("out");
+  const mode_t umask = ::umask(0);
+  const std::pair<int, unsigned> rows[] = {{0, 0666}, {1, 0600}, {2, 0600}};
+  for (const auto& [mode, permissions] : rows) {
+    WriteFile(in, mode == 0 ? "text" : AesForm(kIv, Padded("text"), kKey, kIv));
+    std::filesystem::remove(out);
+    CaptureStdout();
+    EXPECT_EQ(Api2AesFile(in.c_str(), out.c_str(), kKey.c_str(), kKey.c_str(), mode, 0), 0);
+    GetCapturedStdout();
+    EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(out).permissions()), permissions) << mode;
+  }
+  ::umask(umask);
 }
 
 TEST(AesFile, LeavesOlderOutputsAlone) {

@@ -1,12 +1,16 @@
 #include "keys/install_cipher.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <chrono>
 #include <filesystem>
+#include <future>
 #include <new>
 
 #include "core/file_ref.h"
 #include "core/instance_creator.h"
+#include "core/owned.h"
 #include "core/result.h"
 #include "crypto/classic.h"
 #include "tests/keys/openssl.h"
@@ -16,7 +20,7 @@
 namespace kestrune::testing {
 namespace {
 
-// Files that were a byte longer when their length was asked.
+// Files that were a byte longer when their length was asked, and whose `Kill` does not close.
 struct ShrinkingFiles : TypV2InstanceCreatorUnix {
   struct File : TypV2FileRefUnix {
     int GetLength(unsigned long long* length) override {
@@ -24,6 +28,7 @@ struct ShrinkingFiles : TypV2InstanceCreatorUnix {
       ++*length;
       return rc;
     }
+    int Kill() override { return kOk; }
   };
   TypV2FileRef* newTypV2FileRef() override { return new (std::nothrow) File; }
 };
@@ -118,7 +123,13 @@ TEST_F(InstallCipher, LeavesNoHalfMadeOutput) {
   std::filesystem::create_symlink("behind", out_);
   ShrinkingFiles shrinking;
   creator_ = &shrinking;
+  const auto open_files = [] {
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return std::distance(begin(all), end(all));
+  };
+  const auto before = open_files();
   EXPECT_EQ(Encipher(), file::kRead);
+  EXPECT_EQ(open_files(), before);
   EXPECT_FALSE(std::filesystem::is_symlink(out_));
   EXPECT_EQ(std::filesystem::file_size(folder_.File("behind")), 0u);  // behind a link the bytes go
 
@@ -129,6 +140,43 @@ TEST_F(InstallCipher, LeavesNoHalfMadeOutput) {
   EXPECT_EQ(Decipher(), file::kWrite);
   out_ = "/dev/full";
   EXPECT_EQ(Encipher(), file::kWrite);
+}
+
+mode_t ModeOf(const std::string& path) {
+  struct stat found {};
+  EXPECT_EQ(::stat(path.c_str(), &found), 0);
+  return found.st_mode & 07777;
+}
+
+TEST_F(InstallCipher, WaitsForWhoeverUpdatesTheOutput) {
+  WriteFile(in_, Aes256Cbc("-e", Clear("installed"), key_));
+  WriteFile(out_, "older");
+  Owned<TypV2FileRef> sealer(new TypV2FileRefUnix);
+  ASSERT_EQ(sealer.Init(), kOk);
+  ASSERT_EQ(sealer->SetFileName(out_.c_str()), kOk);
+  ASSERT_EQ(sealer->OpenDF(1), kOk);
+  auto installing = std::async(std::launch::async, [this] { return Decipher(); });
+  EXPECT_EQ(installing.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+  EXPECT_EQ(sealer->Write("Older", 5), kOk);
+  EXPECT_EQ(ToText(ReadFile(out_)), "Older");
+  sealer.Reset();
+  EXPECT_EQ(installing.get(), kOk);
+  EXPECT_EQ(ToText(ReadFile(out_)).substr(0, 9), "installed");
+}
+
+TEST_F(InstallCipher, MakesKeysThatTheOwnerAloneReads) {
+  const mode_t umask = ::umask(0);
+  WriteFile(in_, Aes256Cbc("-e", Clear("key"), key_));
+  std::filesystem::create_symlink("behind", out_);
+  ASSERT_EQ(Decipher(), kOk);
+  EXPECT_EQ(ModeOf(out_), 0600u);
+  ASSERT_EQ(::chmod(out_.c_str(), 0640), 0);
+  ASSERT_EQ(Decipher(), kOk);
+  EXPECT_EQ(ModeOf(out_), 0640u);
+  out_ = folder_.File("enciphered");
+  ASSERT_EQ(Encipher(), kOk);
+  EXPECT_EQ(ModeOf(out_), 0666u);
+  ::umask(umask);
 }
 
 TEST_F(InstallCipher, MakesTheDocumentedExample) {
