@@ -1,0 +1,114 @@
+// Threads that use the library at the same time, each with objects of its own.
+//
+//   api_threads MESSAGES
+//
+// Eight threads seal so many messages each with one key (at most 64: then its one-time passwords are used up),
+// open them again, sign and verify, as fast as they can. At the end the second reading takes every sealed
+// message apart and looks for pad bytes that were handed out twice. The thread sanitizer watches where it is
+// built in.
+#include <kestrune/kestrune.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "core/owned.h"
+#include "tests/support/sealed_message.h"
+
+namespace {
+
+using namespace kestrune;
+using namespace kestrune::testing;
+
+constexpr unsigned kThreads = 8;
+constexpr unsigned kDeadlineSeconds = 240;
+constexpr std::size_t kPadChunksForAMessage = 4;  // no pad starts again
+
+using Ranges = std::vector<std::pair<std::uint64_t, std::uint64_t>>;  // beginnings and lengths
+
+void OrStop(bool fine, const char* what) {
+  if (fine) return;
+  std::printf("FAILED: %s\n", what);
+  std::fflush(stdout);
+  std::_Exit(1);
+}
+
+void SealAndOpen(const std::string& folder, const std::string& text, Bytes* transport) {
+  CBuffer block, grey, xml;
+  char id[128];
+  std::string no_password = "none";
+  OrStop(block.Receive([&](unsigned char** bytes, unsigned long long* length) {
+    return Api2CrypterMem(text.c_str(), "", "durand", "medecin", "a_b_c_d", no_password.data(),
+                          folder.c_str(), "a@x.example", "", "", "", "s", "2026-05-06 10:11:12", bytes,
+                          length, id, 0);
+  }) == 0,
+         "a message that cannot be sealed");
+  transport->assign(block.data(), block.data() + block.size());
+  OrStop(grey.Receive([&](unsigned char** bytes, unsigned long long* length) {
+    return Api2ExtractGrisFromHTTPSBlock(block.data(), block.size(), folder.c_str(), bytes, length);
+  }) == 0,
+         "a message whose signature does not hold");
+  OrStop(xml.ReceiveText([&](char** out) {
+    return Api2DecrypterGrisMem(grey.data(), grey.size(), folder.c_str(), "a_b_c_d", out);
+  }) == 0,
+         "a message that does not open");
+}
+
+void SignAndVerify(const std::string& folder, const std::string& text) {
+  char block[1500], answer[1100];
+  std::string no_password;
+  OrStop(Api2GetSignatureXMLLight(text.c_str(), "medecin", no_password.data(), folder.c_str(), block) == 0 &&
+             Api2ExtractFromSignature(block, folder.c_str(), answer, 0) == 0 && ValueOf(answer, "DT") == text,
+         "a signature that does not hold");
+}
+
+void CheckOnce(Ranges ranges, const char* what) {
+  std::sort(ranges.begin(), ranges.end());
+  for (std::size_t i = 1; i < ranges.size(); ++i) {
+    OrStop(ranges[i].first - ranges[i - 1].first >= ranges[i - 1].second, what);
+  }
+}
+
+void CheckPads(const std::vector<Bytes>& messages, const Pads& pads) {
+  Ranges first, second, master;
+  for (const Bytes& message : messages) {
+    const Layers layers = TakeApart(message, pads);
+    const std::uint64_t sealed = layers.grey.data.size();
+    first.push_back({layers.green.run_offset, sealed});
+    second.push_back({layers.green.password_offset, 32});
+    master.push_back({layers.green.master_offset, sealed - 24});
+  }
+  CheckOnce(first, "bytes of the first pad handed out twice");
+  CheckOnce(second, "a one-time password handed out twice");
+  CheckOnce(master, "bytes of the master pad handed out twice");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::size_t each = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 6;
+  ::alarm(kDeadlineSeconds);
+  const MessageFolder folder(kThreads * each * kPadChunksForAMessage);
+  std::vector<Bytes> messages(kThreads * each);
+  std::vector<std::thread> threads;
+  for (unsigned thread = 0; thread < kThreads; ++thread) {
+    threads.emplace_back([&, thread] {
+      for (std::size_t i = 0; i < each; ++i) {
+        const std::string text = std::to_string(thread) + " " + std::to_string(i);
+        SealAndOpen(folder.path(), text, &messages[thread * each + i]);
+        SignAndVerify(folder.path(), text);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  CheckPads(messages, folder.pads());
+  std::printf("%u threads: %zu messages sealed, opened and verified, no pad byte twice\n", kThreads,
+              messages.size());
+  return 0;
+}
