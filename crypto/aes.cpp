@@ -35,6 +35,17 @@ int KeepOnlyWhenSet(aes_context* context, int library_error) {
   return ToClassicError(library_error);
 }
 
+// The library fills its tables with the first key and has no lock for that, so the first key is set here, before
+// there can be threads.
+[[maybe_unused]] const bool g_tables_are_filled = [] {
+  constexpr unsigned char kAnyKey[kAes256KeyBytes] = {};
+  mbedtls_aes_context schedule;
+  mbedtls_aes_init(&schedule);
+  const int rc = mbedtls_aes_setkey_enc(&schedule, kAnyKey, 8 * kAes256KeyBytes);
+  mbedtls_aes_free(&schedule);
+  return rc == 0;
+}();
+
 }  // namespace
 
 aes_context::aes_context() noexcept = default;
