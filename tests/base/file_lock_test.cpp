@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <functional>
@@ -144,6 +145,29 @@ TEST_F(UpdateLock, LeavesAChildNoOpenFile) {
   char rest[2] = {};
   EXPECT_EQ(file->Read(rest, 2), 0);
   EXPECT_EQ(std::string(rest, 2), "ey") << "the child moved the parent's position";
+}
+
+// Also not with what a thread of its parent waits with, and whichever thread was in the middle of taking one.
+TEST_F(UpdateLock, LeavesAChildOfThreadsFree) {
+  auto file = Opened(path_, 1);
+  std::thread waiter([&] { Opened(path_, 1).Reset(); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(kWaitsMs));
+  const OtherProcess bystander([] {});
+  file.Reset();
+  waiter.join();
+  EXPECT_TRUE(OtherProcess(Holding(1)).IsDoneWithin(kArrivesMs)) << "the bystander holds the waiter's lock";
+
+  const std::string busy_path = folder_.File("busy");
+  WriteFile(busy_path, "busy");
+  std::atomic<bool> is_over = false;
+  std::thread busy([&] {
+    while (!is_over) Opened(busy_path, 1).Reset();
+  });
+  bool all_free = true;
+  for (int i = 0; i < 50 && all_free; ++i) all_free = OtherProcess(Holding(1)).IsDoneWithin(kArrivesMs);
+  is_over = true;
+  busy.join();
+  EXPECT_TRUE(all_free) << "a child found the table taken";
 }
 
 TEST_F(UpdateLock, IsNotInheritedByAChild) {
