@@ -51,7 +51,7 @@ void SealAndOpen(const std::string& folder, const std::string& text, Bytes* tran
          "a message that cannot be sealed");
   transport->assign(block.data(), block.data() + block.size());
   OrStop(grey.Receive([&](unsigned char** bytes, unsigned long long* length) {
-    return Api2ExtractGrisFromHTTPSBlock(block.data(), block.size(), folder.c_str(), bytes, length);
+    return Api2ExtractGrisFromHTTPSBlock(block.data(), block.size(), folder.c_str(), bytes, length, nullptr);
   }) == 0,
          "a message whose signature does not hold");
   OrStop(xml.ReceiveText([&](char** out) {
