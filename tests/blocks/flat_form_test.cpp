@@ -90,20 +90,5 @@ TEST(FlatForm, BentRecordsUnderARightTrailer) {
   Flatten(Loaded(Sealed(Record("S", 1, "", Record("A", 0, "", "data without xml")))), block::kNoInput);
 }
 
-struct LimitedFactory : TypV2InstanceCreatorUnix {
-  TypV2BlockCell* newTypV2BlockCell() override {
-    return left-- > 0 ? TypV2InstanceCreatorUnix::newTypV2BlockCell() : nullptr;
-  }
-  int left = 0;
-};
-
-TEST(FlatForm, EveryCellThatCannotBeMade) {
-  for (int cells = 0; cells <= 10; ++cells) {
-    LimitedFactory factory;
-    factory.left = cells;
-    EXPECT_EQ(Load(Example("nested"), NewCell("", &factory)), cells < 10 ? kNoObject : kOk);
-  }
-}
-
 }  // namespace
 }  // namespace kestrune::testing

@@ -1,6 +1,7 @@
 // A million cells, side by side and one in the other, on a small stack.
 #include <gtest/gtest.h>
-#include <malloc.h>
+
+#include <utility>
 
 #include "mail/block_visit.h"
 #include "tests/support/small_stack.h"
@@ -10,17 +11,10 @@ namespace kestrune::testing {
 namespace {
 
 constexpr std::size_t kCells = 1'000'000;
-constexpr std::size_t kMostBytesPerCell = 200;
-
-std::size_t AllocatedBytes() {
-  const auto info = mallinfo2();
-  return info.uordblks + info.hblkhd;
-}
+static_assert(sizeof(TypV2BlockCell) <= 104);  // and with it what a tree of small cells takes
 
 void UseTree(const std::string& flat) {
-  const std::size_t before = AllocatedBytes();
   const Cell root = Loaded(flat);
-  EXPECT_LE(AllocatedBytes() - before, flat.size() + kCells * kMostBytesPerCell);
   EXPECT_EQ(root->GetDataLen(), flat.size() - 64);
   EXPECT_TRUE(Flatten(root) == flat);
   CBuffer out;
@@ -33,24 +27,21 @@ void UseTree(const std::string& flat) {
   EXPECT_EQ(visited, kCells);
 }
 
-// Behind the first cell, the last one, one in the middle, before all; and each becomes a sub-block but once.
+// Again and again behind the first of a chain, one in the middle below a parent, the last, and before all.
 TEST(LargeTree, Appending) {
-  const Cell root = NewCell("ROOT"), chain = NewCell("C");
+  constexpr std::size_t kTimes = kCells / 8;
+  const Cell root = NewCell(), chain = NewCell();
   TypV2BlockCell* const middle = Add(root.get(), "A");
-  TypV2BlockCell* last = NewCell("B").Release();
-  TypV2BlockCell* first = last;
-  for (std::size_t i = 0; i < kCells / 8; ++i) {
-    chain->addnextblock(NewCell("C").Release());
-    middle->addnextblock(NewCell("A").Release());
-    TypV2BlockCell* const added = NewCell("B").Release();
-    last->addnextblock(added);
-    last = added;
-    TypV2BlockCell* const front = NewCell("B").Release();
-    front->addnextblock(first);
-    first = front;
+  TypV2BlockCell* front = NewCell().Release();
+  TypV2BlockCell* last = front;
+  for (std::size_t i = 0; i < kTimes; ++i) {
+    for (TypV2BlockCell* cell : {chain.get(), middle, last}) cell->addnextblock(NewCell().Release());
+    last = last->GetNextBlock();
+    TypV2BlockCell* const behind = std::exchange(front, NewCell().Release());
+    front->addnextblock(behind);
   }
-  root->addsubblock(first);
-  EXPECT_EQ(root->GetDataLen() + chain->GetFlatDataLen(), 24 * (4 * (kCells / 8) + 4));
+  root->addsubblock(front);
+  EXPECT_EQ(root->GetDataLen() + chain->GetFlatDataLen(), 24 * (4 * kTimes + 4));
 }
 
 TEST(LargeTree, Siblings) {
