@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <utility>
 
 #include "base/memory.h"
 #include "base/wipe.h"
@@ -27,9 +26,11 @@ class Fork {
 
   // Each in place of what was held.
   void Clear() noexcept {
-    if (is_lent_) bytes_ = nullptr;
-    if (bytes_ != nullptr) wipe(bytes_, length_);
-    std::free(std::exchange(bytes_, nullptr));
+    if (bytes_ != nullptr && !is_lent_) {
+      wipe(bytes_, length_);
+      std::free(bytes_);
+    }
+    bytes_ = nullptr;
     length_ = 0;
     is_lent_ = false;
   }
