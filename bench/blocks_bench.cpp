@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/measure.h"
 #include "blocks/block_cell.h"
 #include "core/instance_creator.h"
 #include "core/owned.h"
@@ -212,7 +213,7 @@ void Register(const std::string& name, Work work) {
   benchmark::RegisterBenchmark(name.c_str(), work)
       ->UseManualTime()
       ->Unit(benchmark::kMillisecond)
-      ->Iterations(10);
+      ->Iterations(kestrune::bench::Turns(10));
 }
 
 }  // namespace

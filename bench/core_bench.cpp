@@ -90,7 +90,10 @@ void Searching(benchmark::State& state) {
 
 template <class Work>
 void Register(const char* name, Work work) {
-  benchmark::RegisterBenchmark(name, work)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(20);
+  benchmark::RegisterBenchmark(name, work)
+      ->UseManualTime()
+      ->Unit(benchmark::kMillisecond)
+      ->Iterations(kestrune::bench::Turns(20));
 }
 
 }  // namespace

@@ -33,6 +33,14 @@ double Seconds(Work&& work) {
   return ProcessorSeconds() - begin;
 }
 
+// The tests only try every benchmark: one turn, small keys.
+inline bool OnlyTried() {
+  return std::getenv("KESTRUNE_BENCH_ONLY_TRIED") != nullptr;
+}
+inline int Turns(int usual) {
+  return OnlyTried() ? 1 : usual;
+}
+
 // The machine's noise only ever adds.
 inline double Least(const std::vector<double>& values) {
   return *std::min_element(values.begin(), values.end());
