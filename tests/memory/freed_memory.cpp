@@ -18,10 +18,13 @@ namespace {
 
 constexpr std::size_t kStackBytes = std::size_t{2} << 20;
 constexpr std::size_t kMostLeftovers = 200;
+constexpr std::size_t kDeadStackBytes =
+    16384;  // how far below a call it is looked for what returned functions left
 
 // What the watch finds stands in memory of its own: nothing is allocated while free() runs.
 struct Watch {
   const std::vector<Mark>* marks = nullptr;
+  const char* stack = nullptr;
   Leftover found[kMostLeftovers];
   std::size_t count = 0;
 };
@@ -56,34 +59,30 @@ void Note(const Leftover& leftover) {
   watch.found[watch.count++] = leftover;
 }
 
-[[gnu::noinline]] void SearchBlock(const void* block, std::size_t bytes) {
+// Looks for every mark in `bytes` bytes: a block that is being freed, or a piece of the stack that is not in use.
+[[gnu::noinline]] void Search(const void* begin, std::size_t bytes, bool is_block) {
   watching = false;  // looking up the callers may free
   for (std::size_t i = 0; i < watch.marks->size(); ++i) {
     const std::string& mark = (*watch.marks)[i].bytes;
-    const void* const at = ::memmem(block, bytes, mark.data(), mark.size());
-    if (at == nullptr) continue;
+    const void* const found = ::memmem(begin, bytes, mark.data(), mark.size());
+    if (found == nullptr) continue;
+    const char* const at = static_cast<const char*>(found);
     Leftover leftover;
     leftover.mark = i;
-    leftover.block_bytes = bytes;
-    leftover.offset =
-        static_cast<std::size_t>(static_cast<const char*>(at) - static_cast<const char*>(block));
+    leftover.block_bytes = is_block ? bytes : 0;
+    leftover.offset = static_cast<std::size_t>(is_block ? at - static_cast<const char*>(begin)
+                                                        : watch.stack + kStackBytes - at);
     leftover.caller_count = ::backtrace(leftover.callers, Leftover::kFrames);
-    if (FreedByUs(leftover.callers, leftover.caller_count)) Note(leftover);
+    if (!is_block || FreedByUs(leftover.callers, leftover.caller_count)) Note(leftover);
   }
   watching = true;
 }
 
-void SearchStack(const char* stack) {
-  const char* const end = stack + kStackBytes;
-  for (std::size_t i = 0; i < watch.marks->size(); ++i) {
-    const std::string& mark = (*watch.marks)[i].bytes;
-    const void* const at = ::memmem(stack, kStackBytes, mark.data(), mark.size());
-    if (at == nullptr) continue;
-    Leftover leftover;
-    leftover.mark = i;
-    leftover.offset = static_cast<std::size_t>(end - static_cast<const char*>(at));
-    Note(leftover);
-  }
+// What returned functions left on the stack stays until others write over it, so it is looked at often.
+[[gnu::noinline]] void SearchDeadStack() {
+  const char* const here = static_cast<const char*>(__builtin_frame_address(0));
+  const char* const begin = std::max(watch.stack, here - kDeadStackBytes);
+  if (here > begin) Search(begin, static_cast<std::size_t>(here - begin), false);
 }
 
 void* RunWatched(void* operation) {
@@ -102,6 +101,7 @@ std::vector<Leftover> LeftoversOf(const std::vector<Mark>& marks, const std::fun
   watch.count = 0;
   char* const stack = static_cast<char*>(
       ::mmap(nullptr, kStackBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  watch.stack = stack;
   pthread_attr_t attributes;
   pthread_t thread;
   if (stack == MAP_FAILED || ::pthread_attr_init(&attributes) != 0 ||
@@ -112,7 +112,8 @@ std::vector<Leftover> LeftoversOf(const std::vector<Mark>& marks, const std::fun
   }
   ::pthread_join(thread, nullptr);
   ::pthread_attr_destroy(&attributes);
-  SearchStack(stack);
+  Search(stack, kStackBytes, false);  // at leisure: nothing has been called since
+  watching = false;
   ::munmap(stack, kStackBytes);
   return {watch.found, watch.found + watch.count};
 }
@@ -146,15 +147,24 @@ void* __libc_realloc(void* block, std::size_t bytes);
 
 void free(void* block) {
   if (kestrune::testing::watching && block != nullptr) {
-    kestrune::testing::SearchBlock(block, ::malloc_usable_size(block));
+    kestrune::testing::SearchDeadStack();
+    kestrune::testing::Search(block, ::malloc_usable_size(block), true);
   }
   __libc_free(block);
+}
+
+// Filled, so that nothing older is taken for a leftover.
+void* malloc(std::size_t bytes) {
+  if (kestrune::testing::watching) kestrune::testing::SearchDeadStack();
+  void* const block = __libc_malloc(bytes);
+  if (kestrune::testing::watching && block != nullptr) std::memset(block, 0xA5, bytes);
+  return block;
 }
 
 // Always moves, so that what a move leaves behind is seen.
 void* realloc(void* block, std::size_t bytes) {
   if (!kestrune::testing::watching || block == nullptr) return __libc_realloc(block, bytes);
-  void* const moved = __libc_malloc(bytes == 0 ? 1 : bytes);
+  void* const moved = malloc(bytes == 0 ? 1 : bytes);
   if (moved == nullptr) return nullptr;
   std::memcpy(moved, block, std::min(bytes, ::malloc_usable_size(block)));
   free(block);

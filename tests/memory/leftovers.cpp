@@ -10,15 +10,19 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <memory>
 #include <set>
 
 #include "blocks/block_cell.h"
+#include "core/instance_creator.h"
 #include "core/owned.h"
 #include "core/result.h"
+#include "keys/install_cipher.h"
 #include "tests/memory/freed_memory.h"
 #include "tests/support/sealed_message.h"
 
@@ -29,6 +33,7 @@ using namespace kestrune::testing;
 
 constexpr std::size_t kUsualAttachment = 20000;
 constexpr std::size_t kTextBytes = 1500;
+constexpr std::size_t kAesBlock = 16;
 constexpr std::size_t kOutBytes = 20000;
 constexpr const char* kDate = "2026-05-06 10:11:12";
 
@@ -58,6 +63,20 @@ Key ReadKey(const std::string& path) {
   Key key(PEM_read_PrivateKey(file, nullptr, nullptr, nullptr), EVP_PKEY_free);
   std::fclose(file);
   return key;
+}
+
+std::string DecipherWith(EVP_PKEY* key, const Bytes& sealed) {
+  EVP_PKEY_CTX* const context = EVP_PKEY_CTX_new(key, nullptr);
+  std::string clear(sealed.size(), 0);
+  std::size_t length = clear.size();
+  if (EVP_PKEY_decrypt_init(context) != 1 ||
+      EVP_PKEY_decrypt(context, reinterpret_cast<unsigned char*>(clear.data()), &length, sealed.data(),
+                       sealed.size()) != 1) {
+    std::abort();
+  }
+  EVP_PKEY_CTX_free(context);
+  clear.resize(length);
+  return clear;
 }
 
 void WriteProtected(EVP_PKEY* key, const std::string& path, const char* phrase) {
@@ -114,6 +133,11 @@ struct Yard : MessageFolder {
     Bytes binary = FromHex(hex);
     marks.push_back({"reader's key, hexadecimal", hex.substr(8, 32)});
     marks.push_back({"reader's key", ToText(binary).substr(0, 16)});
+    Bytes ivs = personal.File();
+    ivs.assign(ivs.begin() + kKeyHeaderBytes, ivs.begin() + kKeyHeaderBytes + 64 * kAesBlock);
+    const Bytes zeros(kAesBlock);
+    AesCbc(false, binary.data(), zeros.data(), ivs.data(), ivs.size());
+    marks.push_back({"first initial vector", ToText(ivs).substr(0, kAesBlock)});
     for (const char* mark : {kUserMark, kSignerMark, kShortTextMark}) marks.push_back({mark, mark});
     // Wherever a run of a pad begins, 16 bytes of it hold the mark.
     for (const char* mark : {"PREMIER:", "SECOND::", "MAITRE::"}) marks.push_back({mark, mark});
@@ -133,6 +157,10 @@ struct Yard : MessageFolder {
   std::vector<Mark> marks;
 };
 
+// The clock of this program.
+const std::time_t kBeginning = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+std::time_t moment = kBeginning;
+
 class Trial {
  public:
   explicit Trial(const Yard& yard) : yard_(yard) {}
@@ -140,10 +168,21 @@ class Trial {
   // One operation; `wanted` is the code that it must give.
   void Run(const std::string& name, long wanted, const std::function<long()>& operation) {
     long rc = 0;
-    const std::vector<Leftover> leftovers = LeftoversOf(yard_.marks, [&] { rc = operation(); });
+    const std::vector<Leftover> leftovers = LeftoversOf(yard_.marks, [&] {
+      SetOut();
+      rc = operation();
+    });
     if (rc != wanted) Fail(name + " gave " + std::to_string(rc) + ", not " + std::to_string(wanted));
     for (const Leftover& leftover : leftovers) Tell(name, leftover);
     ++operations_;
+  }
+  // The same, once unwatched to learn what it draws.
+  void LearnAndRun(const std::string& name, const std::function<long()>& operation,
+                   const std::function<void()>& learn) {
+    SetOut();
+    if (operation() != kOk) Fail(name + " failed unwatched");
+    learn();
+    Run(name, kOk, operation);
   }
 
   void Fail(const std::string& what) {
@@ -163,6 +202,13 @@ class Trial {
     }
     Fail(name + " freed <" + secret + "> at " + std::to_string(leftover.offset) + " of " +
          std::to_string(leftover.block_bytes) + " bytes:\n" + CallersOf(leftover));
+  }
+
+  // What an operation draws becomes known by drawing the same again, and no other one draws it: the library
+  // draws from the moment on when it has scrubbed something.
+  void SetOut() const {
+    std::srand(static_cast<unsigned>(operations_) + 1);
+    moment = kBeginning + operations_;
   }
 
   const Yard& yard_;
@@ -235,7 +281,7 @@ void SignAndVerify(const Yard& yard, Trial* trial) {
              [&] { return Api2ExtractFromSignature(block.get(), folder, answer.get(), 0); });
 }
 
-void ShortTexts(const Yard& yard, Trial* trial) {
+void ShortTexts(Yard& yard, Trial* trial) {
   const Text hex, form, out, wrong_form("<IV></IV><AE>QUJD</AE>");
   const std::string short_file = yard.File("short"), form_file = yard.File("form"),
                     changed = yard.File("changed");
@@ -248,6 +294,21 @@ void ShortTexts(const Yard& yard, Trial* trial) {
              [&] { return Api2Aes(yard.short_text.c_str(), yard.hex.c_str(), 0, form.get(), 0); });
   trial->Run("deciphering a text", kOk,
              [&] { return Api2Aes(form.get(), yard.hex.c_str(), 1, out.get(), 0); });
+  TypV2InstanceCreatorUnix creator;
+  TypV2AESInstallKeys cipher;
+  const auto transit = [&](auto operation, const std::string& from, const std::string& to) {
+    const long rc = cipher.InitCreate(&creator);
+    return rc != kOk ? rc : (cipher.*operation)(from.c_str(), to.c_str(), yard.hex.c_str());
+  };
+  trial->Run("enciphering for installation", kOk,
+             [&] { return transit(&TypV2AESInstallKeys::Chiffrerfichier, short_file, form_file); });
+  trial->Run("deciphering for installation", kOk,
+             [&] { return transit(&TypV2AESInstallKeys::DeChiffrerfichier, form_file, changed); });
+  Bytes damaged = ReadFile(form_file);
+  damaged[damaged.size() - 40] ^= 1;
+  WriteFile(form_file, damaged);
+  trial->Run("deciphering a damaged installation", install::kDigest,
+             [&] { return transit(&TypV2AESInstallKeys::DeChiffrerfichier, form_file, changed); });
   trial->Run("deciphering a malformed text", -2064,
              [&] { return Api2Aes(wrong_form.get(), yard.hex.c_str(), 1, out.get(), 0); });
   trial->Run("enciphering a file", kOk, [&] {
@@ -256,14 +317,21 @@ void ShortTexts(const Yard& yard, Trial* trial) {
   trial->Run("deciphering a file", kOk, [&] {
     return Api2AesFile(form_file.c_str(), changed.c_str(), yard.hex.c_str(), nullptr, 1, 0);
   });
-  trial->Run("enciphering for a certificate", kOk, [&] {
+  const auto encipher = [&] {
     return Api2AesPub(yard.short_text.c_str(), certificate.c_str(), yard.path().c_str(), form.get(), 0);
+  };
+  trial->LearnAndRun("enciphering for a certificate", encipher, [&] {
+    const Key key = ReadKey(DataPath("rsa2048.key"));
+    const std::string drawn = DecipherWith(key.get(), FromBase64(ValueOf(form.get(), "S")));
+    yard.marks.push_back({"drawn key", drawn.substr(0, 16)});
+    yard.marks.push_back(
+        {"drawn key, hexadecimal", ToHex(reinterpret_cast<const unsigned char*>(drawn.data()), 16)});
   });
   trial->Run("deciphering with a private key", kOk,
              [&] { return Api2DeAesPriv(form.get(), kSignerPhrase, yard.path().c_str(), out.get(), 0); });
 }
 
-void Messages(const Yard& yard, Trial* trial) {
+void Messages(Yard& yard, Trial* trial) {
   const Text phrase(kSignerPhrase), identifier, routing;
   const char* const folder = yard.path().c_str();
   const std::string sealed_file = yard.File("sealed"), grey_file = yard.File("grey"),
@@ -271,12 +339,18 @@ void Messages(const Yard& yard, Trial* trial) {
   CBuffer block, grey;
   unsigned char* bytes = nullptr;
   unsigned long long length = 0;
-  trial->Run("sealing from memory", kOk, [&] {
-    return Api2CrypterMem(yard.letter.c_str(), yard.attachment.c_str(), "durand", "protege", kUserPhrase,
-                          phrase.get(), folder, "a@x.example", "", "", "", "s", kDate, &bytes, &length,
-                          identifier.get(), 0);
+  const auto seal = [&] {
+    const long rc = Api2CrypterMem(yard.letter.c_str(), yard.attachment.c_str(), "durand", "protege",
+                                   kUserPhrase, phrase.get(), folder, "a@x.example", "", "", "", "s", kDate,
+                                   &bytes, &length, identifier.get(), 0);
+    block.Adopt(bytes, length);
+    return rc;
+  };
+  trial->LearnAndRun("sealing from memory", seal, [&] {
+    const SealedParts parts = TakeApart(Bytes(block.data(), block.data() + block.size()), yard.pads()).green;
+    yard.marks.push_back({"leading random string", ToText(parts.r1).substr(1, 12)});
+    yard.marks.push_back({"trailing random string", ToText(parts.r2).substr(0, 12)});
   });
-  block.Adopt(bytes, length);
   trial->Run("sealing from files", kOk, [&] {
     return Api2Crypterfile(text_file.c_str(), yard.attachment.c_str(), "durand", "protege", yard.hex.c_str(),
                            phrase.get(), folder, "a@x.example", nullptr, nullptr, nullptr, "s", kDate,
@@ -297,7 +371,7 @@ void Messages(const Yard& yard, Trial* trial) {
   TypV2BlockCell* red = nullptr;
   const auto open = [&] { return Api2DecrypterfileGris(grey_file.c_str(), folder, yard.hex.c_str(), &red); };
   trial->Run("opening a file", kOk, open);
-  Text texts, parts;
+  const Text texts;
   const std::unique_ptr<char[]> long_parts(new char[4 * ReadFile(yard.attachment).size() + kOutBytes]());
   trial->Run("taking the texts out", kOk, [&] { return GetFlatTextFromRedBlock(red, texts.get()); });
   trial->Run("taking the attachments out", kOk,
@@ -307,9 +381,28 @@ void Messages(const Yard& yard, Trial* trial) {
   SecretCBuffer().AdoptText(eml);
   trial->Run("opening a file again", kOk, open);
   trial->Run("freeing what was opened", kOk, [&] { return Api2FreeRedBlock(red); });
+
+  // The pads end in the middle of what is read of them.
+  const SealedParts parts = TakeApart(Bytes(block.data(), block.data() + block.size()), yard.pads()).green;
+  const auto cut_short = [&](const std::string& name, std::uint64_t offset, Result wanted) {
+    const std::string file = yard.File(name);
+    const Bytes whole = ReadFile(file);
+    WriteFile(file, ToText(whole).substr(0, kMasterPadAt + offset + kPadChunk));
+    trial->Run("opening with " + name + " cut short", wanted, open);
+    WriteFile(file, whole);
+  };
+  cut_short("durand." + PersonalKeyYear(), parts.run_offset, key::kOffset);
+  cut_short("Master." + PersonalKeyYear(), parts.master_offset, file::kRead);
+  trial->Run("opening with a wrong key", key::kCheckFailed,
+             [&] { return Api2DecrypterGrisMem(grey.data(), grey.size(), folder, "faux", &xml); });
 }
 
 }  // namespace
+
+extern "C" std::time_t time(std::time_t* out) {
+  if (out != nullptr) *out = moment;
+  return moment;
+}
 
 int main(int argc, char** argv) {
   // A function that is bound when it is first called has the registers, and what they hold, put on the stack.
@@ -317,7 +410,7 @@ int main(int argc, char** argv) {
     ::setenv("LD_BIND_NOW", "1", 1);
     ::execv("/proc/self/exe", argv);
   }
-  const Yard yard(argc > 1 ? std::strtoul(argv[1], nullptr, 10) : kUsualAttachment);
+  Yard yard(argc > 1 ? std::strtoul(argv[1], nullptr, 10) : kUsualAttachment);
   Trial trial(yard);
   CheckTheWatch(yard, &trial);
   SignAndVerify(yard, &trial);
