@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstring>
 #include <type_traits>
+#include <typeinfo>
 #include <utility>
 
 namespace kestrune::testing {
@@ -36,10 +37,10 @@ void ExpectSlots(Members... members) {
   static_assert(!std::has_virtual_destructor_v<Class>);
   std::ptrdiff_t slot = 0;
   (..., [&] {
-    EXPECT_EQ(SlotOf(members), slot);
+    EXPECT_EQ(SlotOf(members), slot) << typeid(Class).name();
     ++slot;
   }());
-  EXPECT_EQ(SlotCount<Class>(), slot);
+  EXPECT_EQ(SlotCount<Class>(), slot) << typeid(Class).name();
 }
 
 }  // namespace kestrune::testing
