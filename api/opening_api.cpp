@@ -4,6 +4,7 @@
 #include "blocks/block_cell.h"
 #include "core/entry_point.h"
 #include "core/utils.h"
+#include "envelope/lent_tree.h"
 
 using namespace kestrune;
 
@@ -19,19 +20,17 @@ constexpr unsigned long long kFromStart = 0;
 
 // A grey block taken apart, and the personal key that it names. The green block stays where it is.
 struct GreyContents {
+  Owned<TypV2BlockCell> data;
   CBuffer routing;
   ScrubAtEnd scrub_routing{routing, kTerminatorBytes};
-  const unsigned char* green = nullptr;
-  unsigned long long green_length = 0;
   SecretCBuffer key_name;
 };
 
 Result TakeApart(MessageCall* call, TypV2Utils* utils, const unsigned char* grey, unsigned long long length,
                  GreyContents* contents) {
-  const Result rc = contents->routing.ReceiveText([&](char** routing) {
-    return call->envelope()->LendVertFromGrisBlock(grey, length, routing, &contents->green,
-                                                   &contents->green_length);
-  });
+  Result rc = LoadLentTree(call->creator(), grey, length, &contents->data);
+  if (rc != kOk) return rc;
+  rc = contents->routing.ReceiveText([&](char** routing) { return contents->data->GetXMLForkCopy(routing); });
   if (rc != kOk) return rc;
   const std::size_t room = contents->routing.size() + kTerminatorBytes;
   if (!contents->key_name.Allocate(room)) return kNoObject;
@@ -44,8 +43,9 @@ Result TakeApart(MessageCall* call, TypV2Utils* utils, const unsigned char* grey
 Result Decipher(MessageCall* call, const GreyContents& contents, const char* hex_password,
                 Owned<TypV2BlockCell>* red) {
   TypV2BlockCell* tree = nullptr;
-  const Result rc = call->envelope()->DeCrypterVertFlat(contents.green, contents.green_length,
-                                                        contents.key_name.text(), hex_password, &tree);
+  const Result rc =
+      call->envelope()->DeCrypterVertFlat(contents.data->GetDataForkPtr(), contents.data->GetDataForkLen(),
+                                          contents.key_name.text(), hex_password, &tree);
   red->Adopt(tree);
   return rc;
 }
@@ -105,7 +105,7 @@ long Api2DecrypterGrisMem(const unsigned char* grey, unsigned long long length, 
       SecretArray<kHexPasswordBytes> hex_password;
       (void)BuildHexPassword(reinterpret_cast<const unsigned char*>(password), hex_password.data());
       if (rc == kOk) rc = Decipher(&call, contents, hex_password.text(), &tree);
-      green_length = contents.green_length;
+      if (rc == kOk) green_length = contents.data->GetDataForkLen();
     }
     if (rc != kOk) return rc;
     // Deliberate: measured by the green block, not by the tree. Without memory the exporter answers for it.

@@ -8,6 +8,7 @@
 #include "core/entry_point.h"
 #include "core/file_ref.h"
 #include "core/utils.h"
+#include "envelope/letter.h"
 
 using namespace kestrune;
 
@@ -19,10 +20,19 @@ constexpr std::size_t kTerminatorBytes = 1;
 
 using Identifier = std::array<char, kMessageIdentifierBytes>;
 
-void PrintNames(const char* user_name, const char* sign_name, const char* attachment_files) {
-  std::printf("username==%s\n", Shown(user_name));
-  std::printf("usernamesign==%s\n", Shown(sign_name));
-  std::printf("inputpjfiles==%s\n", Shown(attachment_files));
+void PrintNames(const Letter& letter) {
+  std::printf("username==%s\n", Shown(letter.key_name));
+  std::printf("usernamesign==%s\n", Shown(letter.sender));
+  std::printf("inputpjfiles==%s\n", Shown(letter.attachments));
+}
+
+Result Seal(MessageCall* call, const Letter& letter, CBuffer* sealed, Identifier* identifier, long verbose) {
+  const Result rc = sealed->Receive([&](unsigned char** block, unsigned long long* length) {
+    return LetterSlots(call->envelope()).CrypterSigner(letter, block, length, identifier->data());
+  });
+  if (IsVerbose(verbose)) std::printf("CrypterSigner==%d\n", rc);
+  if (rc == kOk && IsVerbose(verbose)) std::printf("messageid==%s\n", identifier->data());
+  return rc;
 }
 
 // Deliberate: what the writing itself returned is not looked at, the closing tells.
@@ -36,32 +46,37 @@ Result WriteSealed(TypV2InstanceCreator* creator, const char* path, const CBuffe
   return file->CloseDF();
 }
 
-struct MemArguments {
-  const char *text, *attachment_files, *user_name, *sign_name, *password, *sign_password, *folder;
-  const char *to, *cc, *bcc, *reply_to, *subject, *date_time;
+// The three outputs of Api2CrypterMem.
+struct MemOutputs {
   unsigned char** block;
   unsigned long long* length;
   char* message_id;
+
+  void Clear() const {
+    if (block != nullptr) *block = nullptr;
+    if (length != nullptr) *length = 0;
+    if (message_id != nullptr) *message_id = 0;
+  }
 };
 
 // In the order of the arguments, the first failure wins.
-Result Check(const MemArguments& in) {
-  for (const char* required : {in.text, in.attachment_files, in.user_name, in.sign_name, in.password}) {
+Result Check(const Letter& letter, const char* password, const char* folder, const MemOutputs& out) {
+  for (const char* required : {letter.text, letter.attachments, letter.key_name, letter.sender, password}) {
     if (required == nullptr) return argument::kNoInput;
   }
-  if (!IsShorterThan(in.password, kPasswordLimit)) return message::kPasswordTooLong;
+  if (!IsShorterThan(password, kPasswordLimit)) return message::kPasswordTooLong;
   // Deliberate: another code than for the password before. A missing one is refused by the sealing.
-  if (in.sign_password != nullptr && !IsShorterThan(in.sign_password, kPasswordLimit))
+  if (letter.signing_password != nullptr && !IsShorterThan(letter.signing_password, kPasswordLimit))
     return argument::kNoInput;
-  if (in.folder == nullptr) return argument::kNoInput;
-  for (const char* required : {in.to, in.cc, in.bcc, in.reply_to}) {
+  if (folder == nullptr) return argument::kNoInput;
+  for (const char* required : {letter.to, letter.cc, letter.bcc, letter.reply_to}) {
     if (required == nullptr) return message::kNoRecipientText;
   }
-  if (in.subject == nullptr) return envelope::kNoSubject;
-  if (in.date_time == nullptr) return message::kNoDateText;
-  if (in.block == nullptr) return argument::kNoOutput;
-  if (in.length == nullptr) return argument::kNoLengthOutput;
-  return in.message_id == nullptr ? message::kNoIdentifierOutput : kOk;
+  if (letter.subject == nullptr) return envelope::kNoSubject;
+  if (letter.te == nullptr) return message::kNoDateText;
+  if (out.block == nullptr) return argument::kNoOutput;
+  if (out.length == nullptr) return argument::kNoLengthOutput;
+  return out.message_id == nullptr ? message::kNoIdentifierOutput : kOk;
 }
 
 }  // namespace
@@ -72,29 +87,37 @@ long Api2Crypterfile(const char* textFile, const char* attachmentFiles, const ch
                      const char* subject, const char* dateTime, const char* readyRecipients,
                      const char* outputFile, char* messageId, long verbose) {
   if (messageId != nullptr) *messageId = 0;
+  Letter letter{.key_name = userName,
+                .hex_password = hexPassword,
+                .sender = signName,
+                .signing_password = signPassword,
+                .to = to,
+                .cc = cc,
+                .bcc = bcc,
+                .reply_to = replyTo,
+                .subject = subject,
+                .te = dateTime,
+                .ready_recipients = readyRecipients,
+                .attachments = attachmentFiles};
   return EntryPoint([&]() -> long {
     MessageCall call;
     if (!call.is_made()) return message::kNothingDone;
     if (const Result rc = call.Init(folder); rc != kOk) return rc;
     CBuffer text;
     const ScrubAtEnd scrub(text, kTerminatorBytes);
-    // Deliberate: a text that cannot be read is no text, and the sealing decides what that means.
-    (void)ReadWholeFile(call.creator(), textFile, kTerminatorBytes, &text);
+    // Deliberate: a text that cannot be read is no text, and the sealing decides what that means. One that is
+    // there and found no memory would be missing from a message that is told as sealed.
+    const Result read = ReadWholeFile(call.creator(), textFile, kTerminatorBytes, &text);
+    if (read == kNoObject) return read;
+    letter.text = text.text();
     if (IsVerbose(verbose)) {
       if (text) std::printf("inptextlen==%d\n", static_cast<int>(text.size() - kTerminatorBytes));
-      PrintNames(userName, signName, attachmentFiles);
+      PrintNames(letter);
     }
     CBuffer sealed;
     Identifier identifier{};
-    const Result rc = sealed.Receive([&](unsigned char** block, unsigned long long* length) {
-      return call.envelope()->CrypterSigner(userName, hexPassword, signName, signPassword, to, cc, bcc,
-                                            replyTo, subject, dateTime, readyRecipients, text.text(),
-                                            attachmentFiles, nullptr, block, length, identifier.data());
-    });
-    if (IsVerbose(verbose)) std::printf("CrypterSigner==%d\n", rc);
-    if (rc != kOk) return rc;
+    if (const Result rc = Seal(&call, letter, &sealed, &identifier, verbose); rc != kOk) return rc;
     if (IsVerbose(verbose)) {
-      std::printf("messageid==%s\n", identifier.data());
       std::printf("outputlen==%d\n", static_cast<int>(sealed.size()));
       std::printf("outputfile==%s\n", Shown(outputFile));
     }
@@ -108,32 +131,35 @@ long Api2CrypterMem(const char* text, const char* attachmentFiles, const char* u
                     const char* cc, const char* bcc, const char* replyTo, const char* subject,
                     const char* dateTime, unsigned char** block, unsigned long long* length, char* messageId,
                     long verbose) {
-  const Result checked = Check({text, attachmentFiles, userName, signName, password, signPassword, folder, to,
-                                cc, bcc, replyTo, subject, dateTime, block, length, messageId});
-  if (checked != kOk) {
-    if (block != nullptr) *block = nullptr;
-    if (length != nullptr) *length = 0;
-    if (messageId != nullptr) *messageId = 0;
-    return checked;
-  }
-  *block = nullptr;
-  *length = 0;
-  *messageId = 0;
+  Letter letter{.key_name = userName,
+                .sender = signName,
+                .signing_password = signPassword,
+                .to = to,
+                .cc = cc,
+                .bcc = bcc,
+                .reply_to = replyTo,
+                .subject = subject,
+                .te = dateTime,
+                .ready_recipients = "",
+                .text = text,
+                .attachments = attachmentFiles};
+  const MemOutputs out{.block = block, .length = length, .message_id = messageId};
+  out.Clear();
+  if (const Result rc = Check(letter, password, folder, out); rc != kOk) return rc;
   return EntryPoint([&]() -> long {
     MessageCall call;
     if (const Result rc = call.Init(folder); rc != kOk) return rc;
     SecretArray<kHexPasswordBytes> hex_password;
     // Deliberate: a password that gives no key is found by the sealing.
     (void)BuildHexPassword(reinterpret_cast<const unsigned char*>(password), hex_password.data());
-    if (IsVerbose(verbose)) PrintNames(userName, signName, attachmentFiles);
+    letter.hex_password = hex_password.text();
+    if (IsVerbose(verbose)) PrintNames(letter);
     Identifier identifier{};
-    const Result rc = call.envelope()->CrypterSigner(
-        userName, hex_password.text(), signName, signPassword, to, cc, bcc, replyTo, subject, dateTime, "",
-        text, attachmentFiles, nullptr, block, length, identifier.data());
-    if (IsVerbose(verbose)) std::printf("CrypterSigner==%d\n", rc);
-    if (rc != kOk) return rc;
-    if (IsVerbose(verbose)) std::printf("messageid==%s\n", identifier.data());
+    CBuffer sealed;
+    if (const Result rc = Seal(&call, letter, &sealed, &identifier, verbose); rc != kOk) return rc;
     std::strcpy(messageId, identifier.data());
+    *length = sealed.size();
+    *block = sealed.release();
     return kOk;
   });
 }

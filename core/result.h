@@ -146,6 +146,7 @@ inline constexpr Result kNoInput = -77;             // input of a deciphering op
 inline constexpr Result kKeyName = -87;             // missing, empty or of more than 40 characters
 inline constexpr Result kPassword = -88;            // hexadecimal password missing, or not 64 characters
 inline constexpr Result kTooLong = -93;             // extracting: more than 1,000,000,000 bytes
+inline constexpr Result kNoSteadyYear = -103;       // the year kept changing, so no key is of "this year"
 inline constexpr Result kNoBlockOutput = -105;      // an output is missing
 inline constexpr Result kNoDate = -110;             // TE text missing
 inline constexpr Result kTooLongToDecipher = -111;  // deciphering: more than 1,000,000,000 bytes

@@ -13,7 +13,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 #include "base/export.h"
 #include "core/object.h"
@@ -28,8 +27,9 @@ class TypV2InstanceCreator;
 
 namespace kestrune {
 
-class FlatBlock;
-struct FlatDigests;
+class Handover;
+class Layer;
+class Sealing;
 
 // Room that callers provide, terminators counted.
 inline constexpr std::size_t kMessageIdentifierBytes = 1032;
@@ -91,8 +91,9 @@ class KESTRUNE_API TypV2CryptoInterface : public kestrune::LibraryObject<TypV2Cr
                                             unsigned char** green, unsigned long long* green_length,
                                             char** signature);
 
-  // Deciphers a green block and rebuilds the red tree: DeCrypterVertFlatToVert, then
-  // LoadRedFromUncryptedVertFlat.
+  // Deciphers a green block and rebuilds the red tree. Checks, work and codes are those of
+  // DeCrypterVertFlatToVert and LoadRedFromUncryptedVertFlat, but not through these slots: a subclass that
+  // replaces one of them replaces this one too.
   virtual int DeCrypterVertFlat(const unsigned char* green, unsigned long long length,
                                 const char* key_reference, const char* hex_password, TypV2BlockCell** red);
 
@@ -119,7 +120,10 @@ class KESTRUNE_API TypV2CryptoInterface : public kestrune::LibraryObject<TypV2Cr
   // wins; then -65 subject, -64 neither text nor attachments, -105 an output, -110 te, -63 no recipient,
   // where the last wins, over the former too. An attachment that cannot be read is left out, unless it is
   // the last one: then its code is the result.
+  // -103 also when the year kept changing while the message was sealed: a message whose keys are of two years
+  // could not be opened, so it is sealed anew.
   // Effect: bytes of three pads are used up (see keys/message_cipher.h), whether a later step fails or not.
+  // It calls GetRouge, GetVert, GetGris, GetPourHTTPS and GetLastMessageID of this object.
   virtual int CrypterSigner(const char* key_name, const char* hex_password, const char* signing_key_name,
                             char* signing_password, const char* to, const char* cc, const char* bcc,
                             const char* reply_to, const char* subject, const char* te,
@@ -181,10 +185,11 @@ class KESTRUNE_API TypV2CryptoInterface : public kestrune::LibraryObject<TypV2Cr
 
   // The red block of a message in clear (wipe it before freeing it), and the sender's signature of it
   // (kSignatureXmlBytes). Arguments as for CrypterSigner; both passwords and the record are not used.
+  // *red_length becomes 0 and the signature empty at once; *red is written on success only.
   //
   // Deliberate: the parts of the message are added one after the other whatever became of the one before,
-  // and the code of the last one decides: the routing XML, the text, each attachment. -53, with no
-  // attachment added: 100 attachments or more.
+  // and the code of the last one decides: the routing XML, the text, each attachment. Only lack of memory
+  // (-96) ends it at once. -53, with no attachment added: 100 attachments or more.
   virtual int GetRouge(TypApiV2Signature* signer, const char* key_name, const char* hex_password,
                        const char* signing_key_name, const char* signing_password, const char* to,
                        const char* cc, const char* bcc, const char* reply_to, const char* subject,
@@ -238,10 +243,6 @@ class KESTRUNE_API TypV2CryptoInterface : public kestrune::LibraryObject<TypV2Cr
   int ExtractVertFromGrisBlock(const unsigned char* grey, unsigned long long length, char** routing,
                                unsigned char** green, unsigned long long* green_length);
 
-  // The same without a copy: *green lies in the grey block, or is null.
-  int LendVertFromGrisBlock(const unsigned char* grey, unsigned long long length, char** routing,
-                            const unsigned char** green, unsigned long long* green_length);
-
   // The grey block of a transport block, checked as in ExtractVertFlatFromHTTPSBlock, and who signed it: `signer`
   // takes kSignerNameBytes, or is null; it is left alone on failure.
   int ExtractGrisFromHTTPSBlock(const unsigned char* block, unsigned long long length, unsigned char** grey,
@@ -252,39 +253,25 @@ class KESTRUNE_API TypV2CryptoInterface : public kestrune::LibraryObject<TypV2Cr
 
  private:
   static constexpr std::size_t kFolderLimit = 2049;
-  static constexpr std::size_t kNameLimit = 41;
-  struct Letter;
+  friend class kestrune::Sealing;
   struct Transport;
 
-  // Sealing: each layer takes the place of the one inside it.
-  static int CheckLetter(const Letter& letter, const char* signing_password, bool has_outputs);
-  int SealRed(TypApiV2Signature* signer, const Letter& letter, kestrune::FlatBlock* red, char* red_signature);
-  int SealGreen(const Letter& letter, const char* red_signature, kestrune::FlatBlock red,
-                kestrune::CBuffer* green);
-  int SealGrey(const Letter& letter, kestrune::CBuffer green, std::size_t xml_room,
-               kestrune::FlatBlock* grey);
-  int SealTransport(TypApiV2Signature* signer, kestrune::FlatBlock* grey);
-
-  int AddRouting(TypV2BlockCell* tree, const Letter& letter);
-  static int AddText(TypApiV2Signature* signer, TypV2BlockCell* tree, const char* text);
-  int AddAttachments(TypApiV2Signature* signer, TypV2BlockCell* tree, const char* attachments,
-                     std::vector<kestrune::SecretCBuffer>* contents);
-  int ReadAttachment(TypV2FileRef* file, kestrune::SecretCBuffer* content);
-  int Encipher(const char* key_name, const char* hex_password, const kestrune::FlatBlock& kest,
+  // Sealing.
+  int MakeCell(kestrune::Owned<TypV2BlockCell>* cell);
+  int Enclose(TypV2BlockCell* cell, const char* name, const char* xml, const unsigned char* data,
+              unsigned long long length, kestrune::Layer* layer);
+  int Encipher(const char* key_name, const char* hex_password, const kestrune::Layer& kest,
                unsigned char** green, unsigned long long* green_length);
-  int FlattenGrey(const Letter& letter, const unsigned char* green, unsigned long long green_length,
-                  std::size_t xml_room, kestrune::FlatBlock* grey);
-  int FlattenLeaf(const char* name, const char* xml, const unsigned char* data, unsigned long long length,
-                  std::size_t xml_room, kestrune::FlatBlock* flat);
-  int Wrap(const char* name, const char* xml, kestrune::FlatBlock* flat);
+  std::size_t RoomAround() const;
+  void PassOn(kestrune::Layer layer, unsigned char** out, unsigned long long* length);
+  int ReadAttachment(TypV2FileRef* file, kestrune::SecretCBuffer* content);
 
   // Opening.
   int OpenTransport(const unsigned char* block, unsigned long long length, Transport* transport);
-  int LoadBlock(const unsigned char* flat, unsigned long long length, kestrune::Owned<TypV2BlockCell>* cell);
-  int LoadBlock(const unsigned char* flat, unsigned long long length, const kestrune::FlatDigests& digests,
-                kestrune::Owned<TypV2BlockCell>* cell);
-  int LoadRed(const unsigned char* kest, unsigned long long length, TypV2BlockCell** red);
   int CopyKeyReference(const char* routing, char* key_reference);
+  int Decipher(const unsigned char* green, unsigned long long length, const char* key_reference,
+               const char* hex_password, unsigned char** kest, unsigned long long* kest_length);
+  int LoadRed(const unsigned char* kest, unsigned long long length, TypV2BlockCell** red);
 
   std::array<char, kestrune::kMessageIdentifierBytes> last_identifier_{};
   std::int64_t session_ = 0;
@@ -292,6 +279,7 @@ class KESTRUNE_API TypV2CryptoInterface : public kestrune::LibraryObject<TypV2Cr
   kestrune::Owned<TypV2Utils> utils_;
   std::array<char, kFolderLimit> message_key_folder_{};
   std::array<char, kFolderLimit> signing_key_folder_{};
+  kestrune::Handover* handover_ = nullptr;  // while a message is sealed by objects of the library's own
 };
 
 // The platform's message identifiers: 40 hexadecimal characters, the SHA-1 of the sender, the lists, the

@@ -10,10 +10,10 @@
 
 #include "blocks/block_cell.h"
 #include "blocks/flat_digest.h"
-#include "blocks/lent_data.h"
 #include "core/instance_creator.h"
 #include "core/result.h"
 #include "envelope/crypto_interface.h"
+#include "envelope/lent_tree.h"
 #include "keys/message_cipher.h"
 #include "sign/digest.h"
 #include "sign/signature_verify.h"
@@ -101,7 +101,7 @@ int TypV2CryptoInterface::ExtractGrisFromHTTPSBlock(const unsigned char* block, 
 
 int TypV2CryptoInterface::OpenTransport(const unsigned char* block, unsigned long long length,
                                         Transport* transport) {
-  Result rc = LoadBlock(block, length, &transport->auth);
+  Result rc = LoadLentTree(creator_, block, length, &transport->auth);
   if (rc != kOk) return rc;
   Owned<TypApiV2SignatureVerify> verifier(creator_->newTypApiV2SignatureVerify());
   if (rc = verifier.Init(creator_, signing_key_folder_.data()); rc != kOk) return rc;
@@ -110,27 +110,11 @@ int TypV2CryptoInterface::OpenTransport(const unsigned char* block, unsigned lon
 
   const unsigned char* const grey = transport->auth->GetDataForkPtr();
   const unsigned long long grey_length = transport->auth->GetDataForkLen();
-  if (!transport->signature) return verifier::kNoBlock;
-  if (grey == nullptr) return verifier::kNoData;
-  if (grey_length > kMostSignedBytes) return verifier::kTooLong;
   const FlatDigests digests = DigestFlatTree(grey, grey_length);
-  rc = verifier->VerifyDigestFromXMLSignBlock(transport->signature.text(), digests.whole.data(),
-                                              transport->signer.data());
-  if (rc != kOk) return rc;
-  return LoadBlock(grey, grey_length, digests, &transport->data);
-}
-
-// The tree over bytes that outlive it: its data forks are the bytes themselves.
-int TypV2CryptoInterface::LoadBlock(const unsigned char* flat, unsigned long long length,
-                                    Owned<TypV2BlockCell>* cell) {
-  return LoadBlock(flat, length, DigestFlatTree(flat, flat == nullptr ? 0 : length), cell);
-}
-
-int TypV2CryptoInterface::LoadBlock(const unsigned char* flat, unsigned long long length,
-                                    const FlatDigests& digests, Owned<TypV2BlockCell>* cell) {
-  *cell = Owned<TypV2BlockCell>(creator_->newTypV2BlockCell());
-  if (const Result rc = cell->Init(creator_); rc != kOk) return rc;
-  return LentData::Load(cell->get(), flat, length, digests);
+  const KnownDigest known(verifier.get(), grey, grey_length, digests.whole.data());
+  rc = verifier->VerifySignAndIntegrityDataFromXMLSignBlock(transport->signature.text(), grey, grey_length,
+                                                            transport->signer.data());
+  return rc == kOk ? LoadLentTree(creator_, grey, grey_length, digests, &transport->data) : rc;
 }
 
 int TypV2CryptoInterface::CopyKeyReference(const char* routing, char* key_reference) {
@@ -156,7 +140,7 @@ int TypV2CryptoInterface::ExtractRoutageOnlyFromGrisBlock(const unsigned char* g
                                                           unsigned long long length, char** routing) {
   if (routing != nullptr) *routing = nullptr;
   Owned<TypV2BlockCell> cell;
-  if (const Result rc = LoadBlock(grey, length, &cell); rc != kOk) return rc;
+  if (const Result rc = LoadLentTree(creator_, grey, length, &cell); rc != kOk) return rc;
   return cell->GetXMLForkCopy(routing);
 }
 
@@ -167,27 +151,13 @@ int TypV2CryptoInterface::ExtractVertFromGrisBlock(const unsigned char* grey, un
   if (green != nullptr) *green = nullptr;
   if (green_length != nullptr) *green_length = 0;
   Owned<TypV2BlockCell> cell;
-  if (const Result rc = LoadBlock(grey, length, &cell); rc != kOk) return rc;
+  if (const Result rc = LoadLentTree(creator_, grey, length, &cell); rc != kOk) return rc;
   if (routing == nullptr) return block::kNoOutput;
   CBuffer xml;
   Result rc = xml.ReceiveText([&](char** text) { return cell->GetXMLForkCopy(text); });
   if (rc == kOk) rc = cell->GetDataForkCopy(green, green_length);
   if (rc == kOk) *routing = xml.release_text();
   return rc;
-}
-
-int TypV2CryptoInterface::LendVertFromGrisBlock(const unsigned char* grey, unsigned long long length,
-                                                char** routing, const unsigned char** green,
-                                                unsigned long long* green_length) {
-  *routing = nullptr;
-  *green = nullptr;
-  *green_length = 0;
-  Owned<TypV2BlockCell> cell;
-  if (const Result rc = LoadBlock(grey, length, &cell); rc != kOk) return rc;
-  if (const Result rc = cell->GetXMLForkCopy(routing); rc != kOk) return rc;
-  *green = cell->GetDataForkPtr();
-  *green_length = cell->GetDataForkLen();
-  return kOk;
 }
 
 // ---- Green -----------------------------------------------------------------------------------------
@@ -200,11 +170,10 @@ int TypV2CryptoInterface::DeCrypterVertFlatToVert(const unsigned char* green, un
   if (kest_length == nullptr) return argument::kNoLengthOutput;
   *kest = nullptr;
   *kest_length = 0;
-  Owned<TypKestruneV2> cipher(creator_->newTypKestruneV2());
-  if (const Result rc = cipher.Init(creator_, "", message_key_folder_.data(), ""); rc != kOk) return rc;
-  return cipher->Low_decrypter(green, length, key_reference, hex_password, kest, kest_length);
+  return Decipher(green, length, key_reference, hex_password, kest, kest_length);
 }
 
+// Deliberate: the two halves are not asked through their own slots; whoever replaces one replaces this one too.
 int TypV2CryptoInterface::DeCrypterVertFlat(const unsigned char* green, unsigned long long length,
                                             const char* key_reference, const char* hex_password,
                                             TypV2BlockCell** red) {
@@ -213,9 +182,18 @@ int TypV2CryptoInterface::DeCrypterVertFlat(const unsigned char* green, unsigned
   *red = nullptr;
   SecretCBuffer kest;
   const Result rc = kest.Receive([&](unsigned char** bytes, unsigned long long* kest_length) {
-    return DeCrypterVertFlatToVert(green, length, key_reference, hex_password, bytes, kest_length);
+    return Decipher(green, length, key_reference, hex_password, bytes, kest_length);
   });
   return rc == kOk ? LoadRed(kest.data(), kest.size(), red) : rc;
+}
+
+int TypV2CryptoInterface::Decipher(const unsigned char* green, unsigned long long length,
+                                   const char* key_reference, const char* hex_password, unsigned char** kest,
+                                   unsigned long long* kest_length) {
+  Owned<TypKestruneV2> cipher(creator_->newTypKestruneV2());
+  const Result rc = cipher.Init(creator_, "", message_key_folder_.data(), "");
+  if (rc != kOk) return rc;
+  return cipher->Low_decrypter(green, length, key_reference, hex_password, kest, kest_length);
 }
 
 // ---- Red -------------------------------------------------------------------------------------------
@@ -231,7 +209,7 @@ int TypV2CryptoInterface::LoadRedFromUncryptedVertFlat(const unsigned char* kest
 int TypV2CryptoInterface::LoadRed(const unsigned char* kest, unsigned long long length,
                                   TypV2BlockCell** red) {
   Owned<TypV2BlockCell> cell;
-  Result rc = LoadBlock(kest, length, &cell);
+  Result rc = LoadLentTree(creator_, kest, length, &cell);
   if (rc != kOk) return rc;
   SecretCBuffer xml;
   if (rc = xml.ReceiveText([&](char** text) { return cell->GetXMLForkCopy(text); }); rc != kOk) return rc;

@@ -1,4 +1,4 @@
-// The envelope itself, the routing XML and the message identifiers.
+// The routing XML and the message identifiers.
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -7,18 +7,16 @@
 #include "core/calendar.h"
 #include "core/entry_point.h"
 #include "core/instance_creator.h"
-#include "core/random.h"
 #include "core/result.h"
 #include "crypto/classic.h"
 #include "envelope/crypto_interface.h"
+#include "envelope/letter.h"
 #include "sign/key_utils.h"
 
 using namespace kestrune;
 
 namespace {
 
-constexpr int kLargestAttachmentBytes = 1000000;
-constexpr int kMostRecipients = 100;
 constexpr long kSeparateLists = 0;
 constexpr long kOneList = 1;
 constexpr std::size_t kTimeStampBytes = 40;
@@ -33,6 +31,8 @@ std::string_view View(const char* text) {
 struct Recipients {
   std::string_view to, cc, bcc;
 
+  explicit Recipients(const Letter& letter)
+      : to(View(letter.to)), cc(View(letter.cc)), bcc(View(letter.bcc)) {}
   bool empty() const { return to.empty() && cc.empty() && bcc.empty(); }
 };
 
@@ -80,49 +80,29 @@ Result CopyOut(std::string_view text, char** out) {
   return kOk;
 }
 
-}  // namespace
-
-int TypV2CryptoInterface::InitCreate(TypV2InstanceCreator* creator, const char* message_key_folder,
-                                     const char* signing_key_folder) {
-  creator_ = creator;
-  SeedRandomWithTime();
-  session_ = DrawRandom();
-  if (creator == nullptr) return envelope::kNoCreator;
-  const char* const message_folder = message_key_folder == nullptr ? "" : message_key_folder;
-  const char* const signing_folder = signing_key_folder == nullptr ? "" : signing_key_folder;
-  if (!IsShorterThan(message_folder, kFolderLimit) || !IsShorterThan(signing_folder, kFolderLimit)) {
-    return envelope::kFolderTooLong;
+// Values stand between the tags as they are.
+Result Compose(const Letter& letter, const char* year, const char* identifier, long merge, char** xml) {
+  const std::string_view ready = View(letter.ready_recipients);
+  std::string text;
+  text.append("<M><C>").append(View(letter.key_name)).append(".").append(year).append("</C>");
+  if (ready.empty()) text.append("<F>").append(View(letter.sender)).append("</F>");
+  text.append("<R>")
+      .append(View(letter.reply_to == nullptr ? letter.sender : letter.reply_to))
+      .append("</R>");
+  text.append("<I>").append(View(identifier)).append("</I>");
+  text.append("<TE>").append(View(letter.te)).append("</TE>");
+  if (ready.empty()) {
+    AppendRecipients(&text, Recipients(letter), merge);
+  } else {
+    text.append(ready);
   }
-  CopyText(message_key_folder_, message_folder);
-  CopyText(signing_key_folder_, signing_folder);
-  utils_ = Owned<TypV2Utils>(creator_->newTypV2Utils());
-  return utils_.Init();
+  text.append("<S>");
+  if (const Result rc = AppendBase64(&text, View(letter.subject)); rc != kOk) return rc;
+  text.append("</S></M>");
+  return CopyOut(text, xml);
 }
 
-int TypV2CryptoInterface::Kill() {
-  utils_.Reset();
-  return kOk;
-}
-
-TypV2InstanceCreator* TypV2CryptoInterface::GetV2InstanceCreator() {
-  return nullptr;
-}
-
-void TypV2CryptoInterface::GetLastMessageID(char* out) {
-  if (out != nullptr) std::strcpy(out, last_identifier_.data());
-}
-
-void TypV2CryptoInterface::SetSessionID(long long session) {
-  session_ = session;
-}
-
-int TypV2CryptoInterface::GetTailleMaxPJ() {
-  return kLargestAttachmentBytes;
-}
-
-int TypV2CryptoInterface::GetTailleMaxDest() {
-  return kMostRecipients;
-}
+}  // namespace
 
 void TypV2CryptoInterface::GetIDMessage(char* out, const char* sender, const char* /*to*/, const char* /*cc*/,
                                         const char* /*bcc*/, const char* /*subject*/) {
@@ -158,51 +138,61 @@ void TypV2CryptoInterfaceUnix::GetIDMessage(char* out, const char* sender, const
   std::strcat(out, number);
 }
 
+int TypV2CryptoInterface::GetServiceXMLRoutage(char** xml, const char* key_name, const char* sender,
+                                               const char* to, const char* cc, const char* bcc,
+                                               const char* reply_to, const char* subject, const char* te,
+                                               const char* ready_recipients) {
+  *xml = nullptr;
+  const Letter letter{.key_name = key_name,
+                      .sender = sender,
+                      .to = to,
+                      .cc = cc,
+                      .bcc = bcc,
+                      .reply_to = reply_to,
+                      .subject = subject,
+                      .te = te,
+                      .ready_recipients = ready_recipients};
+  const LetterSlots slots(this);
+  slots.GetIDMessage(letter, last_identifier_.data());
+  // It has no result to tell by, and an identifier is only empty where there was no memory for it.
+  if (sender != nullptr && last_identifier_[0] == 0) return kNoObject;
+  return slots.Low_GetBasicServiceXML(letter, last_identifier_.data(), kSeparateLists, xml);
+}
+
+int TypV2CryptoInterface::GetBasicServiceXML(char** xml, const char* key_name, const char* sender,
+                                             const char* to, const char* cc, const char* bcc,
+                                             const char* reply_to, const char* subject, const char* te) {
+  const Letter letter{.key_name = key_name,
+                      .sender = sender,
+                      .to = to,
+                      .cc = cc,
+                      .bcc = bcc,
+                      .reply_to = reply_to,
+                      .subject = subject,
+                      .te = te,
+                      .ready_recipients = ""};
+  return LetterSlots(this).Low_GetBasicServiceXML(letter, last_identifier_.data(), kOneList, xml);
+}
+
 int TypV2CryptoInterface::Low_GetBasicServiceXML(char** xml, const char* key_name, const char* sender,
                                                  const char* to, const char* cc, const char* bcc,
                                                  const char* reply_to, const char* subject, const char* te,
                                                  const char* identifier, long merge,
                                                  const char* ready_recipients) {
   *xml = nullptr;
-  const Recipients recipients{View(to), View(cc), View(bcc)};
-  if (recipients.empty()) return envelope::kNoRecipient;
-  const std::string_view ready = View(ready_recipients);
+  const Letter letter{.key_name = key_name,
+                      .sender = sender,
+                      .to = to,
+                      .cc = cc,
+                      .bcc = bcc,
+                      .reply_to = reply_to,
+                      .subject = subject,
+                      .te = te,
+                      .ready_recipients = ready_recipients};
+  if (Recipients(letter).empty()) return envelope::kNoRecipient;
   Owned<TypKeyUtils> key_utils(creator_->newTypKeyUtils());
   if (const Result rc = key_utils.Init(creator_); rc != kOk) return rc;
-  char year[kYearBytes] = {};
-  key_utils->GetYearKestruneKey(year);
-
-  return EntryPoint([&]() -> Result {
-    std::string text;
-    text.append("<M><C>").append(View(key_name)).append(".").append(year).append("</C>");
-    if (ready.empty()) text.append("<F>").append(View(sender)).append("</F>");
-    text.append("<R>").append(View(reply_to == nullptr ? sender : reply_to)).append("</R>");
-    text.append("<I>").append(View(identifier)).append("</I>");
-    text.append("<TE>").append(View(te)).append("</TE>");
-    if (ready.empty()) {
-      AppendRecipients(&text, recipients, merge);
-    } else {
-      text.append(ready);
-    }
-    text.append("<S>");
-    if (const Result rc = AppendBase64(&text, View(subject)); rc != kOk) return rc;
-    text.append("</S></M>");
-    return CopyOut(text, xml);
-  });
-}
-
-int TypV2CryptoInterface::GetServiceXMLRoutage(char** xml, const char* key_name, const char* sender,
-                                               const char* to, const char* cc, const char* bcc,
-                                               const char* reply_to, const char* subject, const char* te,
-                                               const char* ready_recipients) {
-  GetIDMessage(last_identifier_.data(), sender, to, cc, bcc, subject);
-  return Low_GetBasicServiceXML(xml, key_name, sender, to, cc, bcc, reply_to, subject, te,
-                                last_identifier_.data(), kSeparateLists, ready_recipients);
-}
-
-int TypV2CryptoInterface::GetBasicServiceXML(char** xml, const char* key_name, const char* sender,
-                                             const char* to, const char* cc, const char* bcc,
-                                             const char* reply_to, const char* subject, const char* te) {
-  return Low_GetBasicServiceXML(xml, key_name, sender, to, cc, bcc, reply_to, subject, te,
-                                last_identifier_.data(), kOneList, "");
+  std::array<char, kYearBytes> year{};
+  key_utils->GetYearKestruneKey(year.data());
+  return EntryPoint([&] { return Compose(letter, year.data(), identifier, merge, xml); });
 }

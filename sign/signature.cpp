@@ -1,7 +1,6 @@
 #include "sign/signature.h"
 
 #include <cstring>
-#include <string>
 
 #include "core/instance_creator.h"
 #include "core/password.h"
@@ -65,25 +64,13 @@ int TypApiV2Signature::ZeroPassword() {
 
 int TypApiV2Signature::GetSignatureXMLLight(const unsigned char* data, std::uint32_t length, char* out,
                                             long mode) {
-  return WriteBlock(out, [&](unsigned char* signature, std::uint32_t* signature_length) {
-    return mode == kDigestMode ? Signer(data, length, signature, signature_length)
-                               : Crypter(data, length, signature, signature_length);
-  });
-}
-
-int TypApiV2Signature::GetSignatureXMLLightOfDigest(const unsigned char* digest, char* out) {
-  return WriteBlock(out, [&](unsigned char* signature, std::uint32_t* signature_length) {
-    return Crypter(digest, kSha512Bytes, signature, signature_length);
-  });
-}
-
-template <class Sign>
-int TypApiV2Signature::WriteBlock(char* out, Sign&& sign) {
   *out = 0;
   CBuffer signature;
   if (!signature.Allocate(kSignatureBytes)) return kNoObject;
   std::uint32_t signature_length = 0;
-  if (const Result rc = sign(signature.data(), &signature_length); rc != kOk) return rc;
+  const Result rc = mode == kDigestMode ? Signer(data, length, signature.data(), &signature_length)
+                                        : Crypter(data, length, signature.data(), &signature_length);
+  if (rc != kOk) return rc;
   if (signature_length > kSignatureBytes) return signer::kSignatureTooLong;
   return WriteSignatureBlock(key_file_name_.data(), signature.data(), signature_length, out);
 }
@@ -92,8 +79,10 @@ int TypApiV2Signature::LoadPrivateKey() {
   if (key_loaded_ == 1) return kOk;
   Result rc = key_utils_->GetSignPrivateKey(name_.data(), folder_.data(), key_file_name_.data());
   if (rc != kOk) return rc;
-  const std::string path = std::string(folder_.data()) + key_file_name_.data();
-  rc = x509parse_keyfile(&private_key_, path.c_str(), password_.text());
+  std::array<char, kFolderBytes + kKeyFileNameBytes> path;
+  CopyText(path, folder_.data());
+  std::strcat(path.data(), key_file_name_.data());
+  rc = x509parse_keyfile(&private_key_, path.data(), password_.text());
   if (rc == ERR_X509_KEY_PASSWORD_MISMATCH) return signer::kWrongPassword;
   if (rc != 0 || rsa_check_privkey(&private_key_) != 0) {
     rsa_free(&private_key_);  // nothing is ever signed with a key whose parts do not fit together
@@ -138,5 +127,5 @@ int TypApiV2Signature::SignDigestSHA512(const unsigned char* digest, std::uint32
 
 int TypApiV2Signature::DigestSHA512(const unsigned char* data, std::uint32_t length, unsigned char* digest,
                                     std::uint32_t* digest_length) {
-  return DigestForSignature(data, length, digest, digest_length);
+  return DigestForSignature(data, length, known_digest_, digest, digest_length);
 }

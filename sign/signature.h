@@ -18,6 +18,9 @@
 #include "sign/key_utils.h"
 
 class TypV2InstanceCreator;
+namespace kestrune {
+class KnownDigest;
+}  // namespace kestrune
 
 // Signs with the RSA private key of the current year (PKCS#1 v1.5 type 1, RFC 8017). Made by the factory,
 // set up by `InitCreate`, used any number of times (the key is read once), released by `Kill`. The pass
@@ -52,6 +55,9 @@ class KESTRUNE_API TypApiV2Signature : public kestrune::LibraryObject<TypApiV2Si
   // Finds the key of the current year and reads it; does nothing once it is there. -103: no key file. -104:
   // the pass phrase does not open it. -95: unreadable, no RSA key, or its parts do not fit together.
   virtual int LoadPrivateKey();
+
+  // Wipes and releases the key. Deliberate: it counts as loaded as before, so none is read again; signing
+  // gives -94 from then on. 0.
   virtual int FreePrivateKey();
 
   // Signs the SHA-512 of the data. `signature` needs 1024 bytes; *signature_length is 0 on failure. -93:
@@ -68,23 +74,19 @@ class KESTRUNE_API TypApiV2Signature : public kestrune::LibraryObject<TypApiV2Si
   virtual int DigestSHA512(const unsigned char* data, std::uint32_t length, unsigned char* digest,
                            std::uint32_t* digest_length);
 
-  // GetSignatureXMLLight in mode 1, for a caller who has the SHA-512 of the data (64 bytes) already.
-  int GetSignatureXMLLightOfDigest(const unsigned char* digest, char* out);
-
   // Signs the data itself. As Signer otherwise.
   int Crypter(const unsigned char* data, std::uint32_t length, unsigned char* signature,
               std::uint32_t* signature_length);
 
  private:
+  friend class kestrune::KnownDigest;
+
   static constexpr std::size_t kNameBytes = 41;
   static constexpr std::size_t kNameLimit = 40;
   static constexpr std::size_t kFolderBytes = 2049;
   static constexpr std::size_t kFolderLimit = 2048;
   static constexpr std::size_t kPasswordBytes = 33;
   static constexpr std::size_t kKeyFileNameBytes = 64;  // 39 + ".z." + six characters of year + ".key"
-
-  template <class Sign>
-  int WriteBlock(char* out, Sign&& sign);
 
   TypV2InstanceCreator* creator_ = nullptr;
   kestrune::Owned<TypV2Utils> utils_;
@@ -95,6 +97,7 @@ class KESTRUNE_API TypApiV2Signature : public kestrune::LibraryObject<TypApiV2Si
   kestrune::SecretArray<kPasswordBytes> password_;
   std::array<char, kKeyFileNameBytes> key_file_name_{};
   rsa_context private_key_;
+  const kestrune::KnownDigest* known_digest_ = nullptr;
 };
 
 #endif

@@ -1,6 +1,6 @@
 #include "sign/signature_verify.h"
 
-#include <string>
+#include <cstring>
 #include <string_view>
 
 #include "core/instance_creator.h"
@@ -18,6 +18,8 @@ constexpr std::size_t kSignatureBytes = 4096;
 constexpr unsigned kLeastExponentToRecover = 65537;
 constexpr unsigned long long kFirst = 1;  // occurrence of an element
 constexpr unsigned long long kFromStart = 0;
+
+constexpr char kCertificateSuffix[] = ".pem";
 
 using BlockText = std::array<char, kMostBlockCharacters + 1>;
 
@@ -53,7 +55,7 @@ int TypApiV2SignatureVerify::Kill() {
 
 int TypApiV2SignatureVerify::DigestSHA512(const unsigned char* data, std::uint32_t length,
                                           unsigned char* digest, std::uint32_t* digest_length) {
-  return DigestForSignature(data, length, digest, digest_length);
+  return DigestForSignature(data, length, known_digest_, digest, digest_length);
 }
 
 int TypApiV2SignatureVerify::LoadPublicKey(const char* file_name) {
@@ -61,8 +63,12 @@ int TypApiV2SignatureVerify::LoadPublicKey(const char* file_name) {
   if (certificate_loaded_ == 1) return kOk;
   if (file_name == nullptr) return verifier::kCertificate;
   x509_free(&certificate_);
-  const std::string path = std::string(folder_.data()) + file_name;
-  int rc = x509parse_crtfile(&certificate_, path.c_str());
+  const std::string_view folder(folder_.data()), name(file_name);
+  CBuffer path;
+  if (!path.Allocate(folder.size() + name.size() + 1)) return kNoObject;
+  std::memcpy(path.text(), folder.data(), folder.size());
+  std::memcpy(path.text() + folder.size(), name.data(), name.size());
+  int rc = x509parse_crtfile(&certificate_, path.text());
   // Deliberate: the key is asked for only when the parsing was not clean, and its answer counts instead. So
   // a file whose first readable certificate holds a sound key serves, whatever else is in the file.
   if (rc != 0) rc = rsa_check_pubkey(&certificate_.rsa);
@@ -85,22 +91,15 @@ int TypApiV2SignatureVerify::VerifySignAndIntegrityDataFromXMLSignBlock(const ch
   if (data == nullptr) return verifier::kNoData;
   if (name == nullptr) return verifier::kNoNameOutput;
   if (length > kMostSignedBytes) return verifier::kTooLong;
-  std::array<unsigned char, kSha512Bytes> digest;
+  std::array<unsigned char, kSha512Bytes> digest{};
   std::uint32_t digest_length = 0;
-  const Result rc = DigestSHA512(data, static_cast<std::uint32_t>(length), digest.data(), &digest_length);
+  Result rc = DigestSHA512(data, static_cast<std::uint32_t>(length), digest.data(), &digest_length);
   if (rc != kOk) return rc;
-  return VerifyDigestFromXMLSignBlock(block, digest.data(), name);
-}
-
-int TypApiV2SignatureVerify::VerifyDigestFromXMLSignBlock(const char* block, const unsigned char* digest,
-                                                          char* name) {
-  if (block == nullptr) return verifier::kNoBlock;
-  if (name == nullptr) return verifier::kNoNameOutput;
   Signature signature;
-  if (const Result rc = ReadBlock(block, name, &signature); rc != kOk) return rc;
-  const int rc = rsa_pkcs1_verify(&certificate_.rsa, RSA_PUBLIC, SIG_RSA_RAW, kSha512Bytes, digest,
-                                  signature.bytes.data());
-  return rc == 0 ? kOk : verifier::kBadSignature;
+  if (rc = ReadBlock(block, name, &signature); rc != kOk) return rc;
+  const bool holds = rsa_pkcs1_verify(&certificate_.rsa, RSA_PUBLIC, SIG_RSA_RAW, kSha512Bytes, digest.data(),
+                                      signature.bytes.data()) == 0;
+  return holds ? kOk : verifier::kBadSignature;
 }
 
 int TypApiV2SignatureVerify::VerifyXMLSignBlockAuthentificationData(const char* block, char* name,
@@ -138,7 +137,10 @@ int TypApiV2SignatureVerify::ReadBlock(const char* block, char* name, Signature*
                                              kMostBlockCharacters);
   if (rc != kOk) return rc;
   if (!NamesFileInFolder(name)) return verifier::kCertificate;
-  if (rc = LoadPublicKey((std::string(name) + ".pem").c_str()); rc != kOk) return rc;
+  std::array<char, kNameOutputBytes + sizeof kCertificateSuffix> file_name;
+  CopyText(file_name, name);
+  std::strcat(file_name.data(), kCertificateSuffix);
+  if (rc = LoadPublicKey(file_name.data()); rc != kOk) return rc;
 
   signature->length = signature->bytes.size();
   if (base64_decode(signature->bytes.data(), &signature->length,

@@ -17,6 +17,9 @@
 #include "sign/key_utils.h"
 
 class TypV2InstanceCreator;
+namespace kestrune {
+class KnownDigest;
+}  // namespace kestrune
 
 // Checks signature blocks (PKCS#1 v1.5 type 1, RFC 8017) with the signer's X.509 certificate, the file
 // NAME.pem of the certificate folder, NAME being the name in the block. Made by the factory, set up by
@@ -43,7 +46,7 @@ class KESTRUNE_API TypApiV2SignatureVerify : public kestrune::LibraryObject<TypA
                            std::uint32_t* digest_length);
 
   // Reads the certificate in the file of that name in the folder; does nothing, and gives 0, once one is
-  // held. -106: no regular file, unreadable, or its key is no RSA key.
+  // held. -106: no regular file, unreadable, or its key is no RSA key. -96: no memory.
   virtual int LoadPublicKey(const char* file_name);
 
   // Releases the certificate, so that another one can be read. 0.
@@ -64,9 +67,6 @@ class KESTRUNE_API TypApiV2SignatureVerify : public kestrune::LibraryObject<TypA
   int VerifySignAndIntegrityDataFromXMLSignBlock(const char* block, const unsigned char* data,
                                                  unsigned long long length, char* name);
 
-  // The same, for a caller who has the SHA-512 of the data (64 bytes, not null) already.
-  int VerifyDigestFromXMLSignBlock(const char* block, const unsigned char* digest, char* name);
-
   // Recovers the text that a block carries (the signer's mode 0) into `data` (kDataOutputBytes), with a
   // terminator behind it that *length does not count; the text itself may hold zeros. Both outputs are
   // empty after a failure. The key's public exponent must be 65537 or more, else -68: with a small one,
@@ -80,6 +80,8 @@ class KESTRUNE_API TypApiV2SignatureVerify : public kestrune::LibraryObject<TypA
   int VerifyXMLSignBlockAuthentificationOnly(const char* block, char* name);
 
  private:
+  friend class kestrune::KnownDigest;
+
   static constexpr std::size_t kFolderBytes = 2049;
   static constexpr std::size_t kFolderLimit = 2048;
   struct Signature;
@@ -93,6 +95,7 @@ class KESTRUNE_API TypApiV2SignatureVerify : public kestrune::LibraryObject<TypA
   std::int64_t certificate_loaded_ = 0;
   std::array<char, kFolderBytes> folder_{};
   x509_cert certificate_;
+  const kestrune::KnownDigest* known_digest_ = nullptr;
 };
 
 #endif
