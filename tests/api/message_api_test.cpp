@@ -106,6 +106,35 @@ TEST_F(MessageApi, TheFirstWrongArgumentDecides) {
   }
 }
 
+// From memory and from a file, with other addressees each.
+TEST_F(MessageApi, EveryArgumentArrivesInItsPlace) {
+  Call call;
+  call.folder = path().c_str();
+  call.to = "to", call.cc = "cc", call.bcc = "bcc", call.reply_to = "reply", call.subject = "subject";
+  Bytes block;
+  ASSERT_EQ(SealMem(call, &block), kOk);
+  const std::string text = File("texte"), pj = File("pj"), out = File("out");
+  WriteFile(text, "Bonjour");
+  WriteFile(pj, "pj");
+  std::string password = "a#b", from_file(128, 0);
+  ASSERT_EQ(Api2Crypterfile(text.c_str(), pj.c_str(), "durand", "medecin", personal.hex_password.c_str(),
+                            password.data(), path().c_str(), "to", "cc", "bcc", "reply", "subject",
+                            "2026-05-06 10:11:12", "<X/>", out.c_str(), from_file.data(), 0),
+            kOk);
+  for (const bool is_file : {false, true}) {
+    const Layers layers = TakeApart(is_file ? ReadFile(out) : block, pads());
+    const std::string key = "<M><C>durand." + PersonalKeyYear() + "</C>", sender = "<F>medecin</F>";
+    const std::string middle = std::string("<R>reply</R><I>") + (is_file ? from_file.c_str() : identifier) +
+                               "</I><TE>2026-05-06 10:11:12</TE>";
+    const std::string tail = "<S>c3ViamVjdA==</S></M>";
+    EXPECT_EQ(layers.grey.xml, key + sender + middle + "<D>to,cc,bcc</D>" + tail);
+    const std::string recipients = is_file ? "<X/>" : "<D>to</D><CC>cc</CC>";
+    EXPECT_EQ(layers.red.cells[0].xml, key + (is_file ? "" : sender) + middle + recipients + tail);
+    EXPECT_EQ(ToText(layers.red.cells[1].data), "Bonjour");
+    EXPECT_EQ(layers.red.cells.size(), is_file ? 3U : 2U);
+  }
+}
+
 TEST_F(MessageApi, FilesGoInAndOut) {
   const std::string text = File("texte"), sealed = File("sealed"), grey = File("grey");
   WriteFile(text, "Été\n");
