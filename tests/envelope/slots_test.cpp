@@ -7,6 +7,7 @@
 #include "sign/key_utils.h"
 #include "sign/signature_verify.h"
 #include "tests/envelope/envelope_folder.h"
+#include "tests/support/slots.h"
 
 namespace kestrune::testing {
 namespace {
@@ -154,6 +155,19 @@ struct PlatformOfCells : TypV2InstanceCreatorUnix {
   TypV2BlockCell* newTypV2BlockCell() override { return new AskedCell; }
 };
 
+TEST(Slots, OfTheEnvelopeAndTheVerifier) {
+  using E = TypV2CryptoInterface;
+  ExpectSlots<E>(&E::InitCreate, &E::Kill, &E::GetV2InstanceCreator, &E::ExtractRoutageOnlyFromHTTPSBlock,
+                 &E::ExtractRoutageOnlyFromGrisBlock, &E::ExtractVertFlatFromHTTPSBlock,
+                 &E::DeCrypterVertFlat, &E::CrypterSigner, &E::GetLastMessageID, &E::SetSessionID,
+                 &E::DeCrypterVertFlatToVert, &E::LoadRedFromUncryptedVertFlat, &E::Low_GetBasicServiceXML,
+                 &E::GetBasicServiceXML, &E::GetServiceXMLRoutage, &E::GetRouge, &E::GetVert, &E::GetGris,
+                 &E::GetPourHTTPS, &E::GetDF, &E::GetTailleMaxPJ, &E::GetTailleMaxDest, &E::GetIDMessage,
+                 &E::GetGrisWithReadyXML);
+  using V = TypApiV2SignatureVerify;
+  ExpectSlots<V>(&V::InitCreate, &V::Kill, &V::DigestSHA512, &V::LoadPublicKey, &V::FreePublicKey);
+}
+
 TEST(Slots, SealingAndOpeningAskEveryOperation) {
   Platform platform;
   EnvelopeFolder folder(&platform);
@@ -206,6 +220,37 @@ TEST(Slots, APlatformsCellsAreAsked) {
   EXPECT_EQ(folder.Open(block).rc, kOk);
   EXPECT_EQ(g_asked, "LoadFlatData\nLoadFlatData\n");
   EXPECT_EQ(TakeApart(block, folder.pads()).red.cells.size(), 2U);
+}
+
+// Its signatures are longer by a number of spaces, another one for each: of the text, the red and the grey block.
+std::vector<std::size_t> g_spaces;
+
+struct UnevenSigner : TypApiV2Signature {
+  int GetSignatureXMLLight(const unsigned char* data, std::uint32_t length, char* out, long mode) override {
+    const Result rc = TypApiV2Signature::GetSignatureXMLLight(data, length, out, mode);
+    std::strcat(out, std::string(g_spaces.front(), ' ').c_str());
+    g_spaces.erase(g_spaces.begin());
+    return rc;
+  }
+};
+
+struct PlatformOfSigners : TypV2InstanceCreatorUnix {
+  TypApiV2Signature* newTypApiV2Signature() override { return new UnevenSigner; }
+};
+
+TEST(Slots, LayersFitWhateverTheSignaturesTake) {
+  PlatformOfSigners platform;
+  EnvelopeFolder folder(&platform);
+  for (const std::vector<std::size_t>& spaces :
+       {std::vector<std::size_t>{0, 0, 0}, {0, 100, 0}, {0, 0, 100}, {1500, 1500, 1500}, {0, 0, 1}}) {
+    g_spaces = spaces;
+    Bytes block;
+    ASSERT_EQ(folder.Seal(Letter(), &block), kOk);
+    const Layers layers = TakeApart(block, folder.pads());
+    EXPECT_TRUE(SignatureHolds(layers.transport.xml, layers.transport.data, folder.Certificate()));
+    EXPECT_TRUE(SignatureHolds(layers.kest.xml, layers.kest.data, folder.Certificate()));
+    EXPECT_EQ(layers.transport.xml.size() + spaces[1], layers.kest.xml.size() + spaces[2]);
+  }
 }
 
 // Refuses one object of one class.
