@@ -7,7 +7,6 @@
 #include "sign/key_utils.h"
 #include "sign/signature_verify.h"
 #include "tests/envelope/envelope_folder.h"
-#include "tests/support/slots.h"
 
 namespace kestrune::testing {
 namespace {
@@ -154,19 +153,6 @@ struct Platform : TypV2InstanceCreatorUnix {
 struct PlatformOfCells : TypV2InstanceCreatorUnix {
   TypV2BlockCell* newTypV2BlockCell() override { return new AskedCell; }
 };
-
-TEST(Slots, OfTheEnvelopeAndTheVerifier) {
-  using E = TypV2CryptoInterface;
-  ExpectSlots<E>(&E::InitCreate, &E::Kill, &E::GetV2InstanceCreator, &E::ExtractRoutageOnlyFromHTTPSBlock,
-                 &E::ExtractRoutageOnlyFromGrisBlock, &E::ExtractVertFlatFromHTTPSBlock,
-                 &E::DeCrypterVertFlat, &E::CrypterSigner, &E::GetLastMessageID, &E::SetSessionID,
-                 &E::DeCrypterVertFlatToVert, &E::LoadRedFromUncryptedVertFlat, &E::Low_GetBasicServiceXML,
-                 &E::GetBasicServiceXML, &E::GetServiceXMLRoutage, &E::GetRouge, &E::GetVert, &E::GetGris,
-                 &E::GetPourHTTPS, &E::GetDF, &E::GetTailleMaxPJ, &E::GetTailleMaxDest, &E::GetIDMessage,
-                 &E::GetGrisWithReadyXML);
-  using V = TypApiV2SignatureVerify;
-  ExpectSlots<V>(&V::InitCreate, &V::Kill, &V::DigestSHA512, &V::LoadPublicKey, &V::FreePublicKey);
-}
 
 TEST(Slots, SealingAndOpeningAskEveryOperation) {
   Platform platform;
