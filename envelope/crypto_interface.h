@@ -279,7 +279,7 @@ class KESTRUNE_API TypV2CryptoInterface : public kestrune::LibraryObject<TypV2Cr
   kestrune::Owned<TypV2Utils> utils_;
   std::array<char, kFolderLimit> message_key_folder_{};
   std::array<char, kFolderLimit> signing_key_folder_{};
-  kestrune::Handover* handover_ = nullptr;  // while a message is sealed by objects of the library's own
+  kestrune::Handover* handover_ = nullptr;  // while it seals, in the library's own classes
 };
 
 // The platform's message identifiers: 40 hexadecimal characters, the SHA-1 of the sender, the lists, the
