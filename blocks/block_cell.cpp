@@ -55,15 +55,19 @@ int TypV2BlockCell::Kill() {
   return kOk;
 }
 
-// Kills and deletes a chain of cells and all that is below them: the sub-blocks of a cell come before the rest
-// of its chain. A cell loses its links before its own `Kill` runs, which therefore ends at once.
+// Kills and deletes a chain of cells and all that is below them: the rest of a cell's chain, then its
+// sub-blocks. A cell loses its links before its own `Kill` runs, which therefore ends at once.
 void TypV2BlockCell::KillTree(TypV2BlockCell* first) {
+  TypV2BlockCell* waiting = nullptr;  // a chain of sub-blocks; its first cell has the one met before in prev_
   while (first != nullptr) {
     TypV2BlockCell* const cell = first;
+    if (TypV2BlockCell* const sub = std::exchange(cell->sub_, nullptr); sub != nullptr) {
+      sub->prev_ = std::exchange(waiting, sub);
+    }
     first = std::exchange(cell->next_, nullptr);
-    if (cell->sub_ != nullptr) {
-      if (first != nullptr) cell->sub_->EndOfChain()->next_ = first;
-      first = std::exchange(cell->sub_, nullptr);
+    if (first == nullptr && waiting != nullptr) {
+      first = waiting;
+      waiting = std::exchange(first->prev_, nullptr);
     }
     cell->up_ = nullptr;
     cell->prev_ = nullptr;
