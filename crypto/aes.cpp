@@ -1,38 +1,27 @@
 // AES-CBC behind the classic names.
 #include <mbedtls/aes.h>
 
-#include <utility>
-
 #include "crypto/classic.h"
 #include "crypto/errors.h"
+#include "crypto/state.h"
 
+using kestrune::crypto::StateIn;
 using kestrune::crypto::ToClassicError;
-
-struct aes_context::Impl {
-  mbedtls_aes_context schedule;
-  Impl() { mbedtls_aes_init(&schedule); }
-  ~Impl() { mbedtls_aes_free(&schedule); }
-  Impl(const Impl&) = delete;
-  Impl& operator=(const Impl&) = delete;
-};
 
 namespace {
 
-// A schedule holds a pointer into itself, so each key gets a fresh one; the old one is wiped first.
-mbedtls_aes_context* FreshSchedule(aes_context* context) {
-  if (context->impl == nullptr) {
-    context->impl = std::make_unique<aes_context::Impl>();
-  } else {
-    mbedtls_aes_free(&context->impl->schedule);
-    mbedtls_aes_init(&context->impl->schedule);
-  }
-  return &context->impl->schedule;
+mbedtls_aes_context* ScheduleOf(aes_context* context) {
+  return StateIn<mbedtls_aes_context>(context->state);
 }
 
-// A schedule that was not built must not be used: the library would follow its null pointer.
-int KeepOnlyWhenSet(aes_context* context, int library_error) {
-  if (library_error != 0) context->impl.reset();
-  return ToClassicError(library_error);
+// The old schedule is wiped first. One that was not built must not be used: the library would follow its null
+// pointer.
+template <class SetKey>
+int SetSchedule(aes_context* context, SetKey&& set_key, const unsigned char* key, unsigned bits) {
+  mbedtls_aes_free(ScheduleOf(context));
+  const int rc = set_key(ScheduleOf(context), key, bits);
+  context->has_schedule = rc == 0;
+  return ToClassicError(rc);
 }
 
 // The library fills its tables with the first key and has no lock for that, so the first key is set here, before
@@ -48,23 +37,24 @@ int KeepOnlyWhenSet(aes_context* context, int library_error) {
 
 }  // namespace
 
-aes_context::aes_context() noexcept = default;
+aes_context::aes_context() noexcept {
+  mbedtls_aes_init(ScheduleOf(this));
+}
 aes_context::~aes_context() = default;
 
 int aes_setkey_enc(aes_context* context, const unsigned char* key, unsigned bits) {
-  return KeepOnlyWhenSet(context, mbedtls_aes_setkey_enc(FreshSchedule(context), key, bits));
+  return SetSchedule(context, mbedtls_aes_setkey_enc, key, bits);
 }
 
 int aes_setkey_dec(aes_context* context, const unsigned char* key, unsigned bits) {
-  return KeepOnlyWhenSet(context, mbedtls_aes_setkey_dec(FreshSchedule(context), key, bits));
+  return SetSchedule(context, mbedtls_aes_setkey_dec, key, bits);
 }
 
 int aes_crypt_cbc(aes_context* context, int mode, std::size_t length, unsigned char* iv,
                   const unsigned char* input, unsigned char* output) {
   if (length % kAesBlockBytes != 0) return ERR_AES_INVALID_INPUT_LENGTH;
   if (length == 0) return 0;
-  if (context->impl == nullptr) return ERR_AES_INVALID_KEY_LENGTH;
+  if (!context->has_schedule) return ERR_AES_INVALID_KEY_LENGTH;
   const int direction = mode == AES_ENCRYPT ? MBEDTLS_AES_ENCRYPT : MBEDTLS_AES_DECRYPT;
-  return ToClassicError(
-      mbedtls_aes_crypt_cbc(&context->impl->schedule, direction, length, iv, input, output));
+  return ToClassicError(mbedtls_aes_crypt_cbc(ScheduleOf(context), direction, length, iv, input, output));
 }

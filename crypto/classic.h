@@ -2,14 +2,16 @@
 //
 // Only the sources of this folder include a header of mbed TLS; whoever includes this one needs none. The
 // context types own what they hold and wipe it when they are cleared or destroyed; they cannot be copied.
+// Hashes and AES keep the library's state in the object itself and allocate nothing. An RSA key is allocated: an
+// operation that finds no memory answers with the code of its own failure.
 //
 // Results are 0 or one of the negative numbers below. A failure of the library that has no number here
 // keeps the library's own negative code. No argument may be null unless it says so.
 #ifndef KESTRUNE_CRYPTO_CLASSIC_H
 #define KESTRUNE_CRYPTO_CLASSIC_H
 
+#include <array>
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 
 #include "base/export.h"
@@ -56,28 +58,35 @@ KESTRUNE_API bool equal_in_constant_time(const void* a, const void* b, std::size
 
 // ---- Hashes (FIPS 180-4) ---------------------------------------------------------------------------
 
+// Room for the state of a cryptographic library, which only the sources of this folder look into; wiped when it
+// goes. Large enough for the plain structures of the usual libraries (crypto/state.h compares); a library that
+// keeps its state elsewhere keeps the pointer here.
+template <std::size_t kBytes>
+struct classic_state {
+  classic_state() noexcept = default;
+  classic_state(const classic_state&) = delete;
+  classic_state& operator=(const classic_state&) = delete;
+  ~classic_state() { wipe(bytes.data(), bytes.size()); }
+
+  alignas(std::max_align_t) std::array<unsigned char, kBytes> bytes{};
+};
+
 // One running SHA-512 (or SHA-384).
 class KESTRUNE_API sha4_context {
  public:
   sha4_context() noexcept;
-  sha4_context(const sha4_context&) = delete;
-  sha4_context& operator=(const sha4_context&) = delete;
   ~sha4_context();
 
-  struct Impl;
-  std::unique_ptr<Impl> impl;  // for the sources of this folder alone
+  classic_state<256> state;
 };
 
 // One running SHA-1.
 class KESTRUNE_API sha1_context {
  public:
   sha1_context() noexcept;
-  sha1_context(const sha1_context&) = delete;
-  sha1_context& operator=(const sha1_context&) = delete;
   ~sha1_context();
 
-  struct Impl;
-  std::unique_ptr<Impl> impl;  // for the sources of this folder alone
+  classic_state<128> state;
 };
 
 // Digest of `length` bytes in one go. `digest` has 64 bytes; with is384 set the first 48 are the result.
@@ -102,12 +111,10 @@ KESTRUNE_API void sha1_finish(sha1_context* context, unsigned char* digest);
 class KESTRUNE_API aes_context {
  public:
   aes_context() noexcept;
-  aes_context(const aes_context&) = delete;
-  aes_context& operator=(const aes_context&) = delete;
   ~aes_context();
 
-  struct Impl;
-  std::unique_ptr<Impl> impl;  // for the sources of this folder alone
+  classic_state<512> state;
+  bool has_schedule = false;
 };
 
 // Builds the schedule for one direction from a key of 128, 192 or 256 bits; any other size: -2048.
@@ -200,8 +207,8 @@ class KESTRUNE_API x509_cert {
 
 // Reads an RSA private key from the regular file at `path`, opened with `password` (null or empty: none)
 // when it is protected (DES-CBC, DES-EDE3-CBC, AES-CBC as traditional PEM; PKCS#5 v1 and v2 with DES).
-// -736: the pass phrase is wrong or missing. -672: no file, no regular file (of at most 1 MiB), unreadable,
-// or no RSA key of 16 to 1024 bytes.
+// -736: the pass phrase is wrong or missing. -672: no file, no regular file (of at most 1 MiB), unreadable, no
+// RSA key of 16 to 1024 bytes, or protected with more than 10,000,000 iterations (it would be opened for hours).
 KESTRUNE_API int x509parse_keyfile(rsa_context* key, const char* path, const char* password);
 
 // Reads the certificate from the regular file at `path` (the first readable one, where there are several).

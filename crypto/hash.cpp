@@ -7,25 +7,11 @@
 #include <mbedtls/sha512.h>
 
 #include <cstdlib>
-#include <utility>
 
 #include "crypto/classic.h"
+#include "crypto/state.h"
 
-struct sha4_context::Impl {
-  mbedtls_sha512_context state;
-  Impl() { mbedtls_sha512_init(&state); }
-  ~Impl() { mbedtls_sha512_free(&state); }
-  Impl(const Impl&) = delete;
-  Impl& operator=(const Impl&) = delete;
-};
-
-struct sha1_context::Impl {
-  mbedtls_sha1_context state;
-  Impl() { mbedtls_sha1_init(&state); }
-  ~Impl() { mbedtls_sha1_free(&state); }
-  Impl(const Impl&) = delete;
-  Impl& operator=(const Impl&) = delete;
-};
+using kestrune::crypto::StateIn;
 
 namespace {
 
@@ -33,11 +19,24 @@ void OrEnd(int library_error) {
   if (library_error != 0) std::abort();
 }
 
+mbedtls_sha512_context* StateOf(sha4_context* context) {
+  return StateIn<mbedtls_sha512_context>(context->state);
+}
+
+mbedtls_sha1_context* StateOf(sha1_context* context) {
+  return StateIn<mbedtls_sha1_context>(context->state);
+}
+
 }  // namespace
 
-sha4_context::sha4_context() noexcept = default;
+sha4_context::sha4_context() noexcept {
+  mbedtls_sha512_init(StateOf(this));
+}
 sha4_context::~sha4_context() = default;
-sha1_context::sha1_context() noexcept = default;
+
+sha1_context::sha1_context() noexcept {
+  mbedtls_sha1_init(StateOf(this));
+}
 sha1_context::~sha1_context() = default;
 
 void sha4(const unsigned char* input, std::size_t length, unsigned char* digest, int is384) {
@@ -45,21 +44,19 @@ void sha4(const unsigned char* input, std::size_t length, unsigned char* digest,
 }
 
 void sha4_starts(sha4_context* context, int is384) {
-  context->impl = std::make_unique<sha4_context::Impl>();
-  OrEnd(mbedtls_sha512_starts_ret(&context->impl->state, is384));
+  OrEnd(mbedtls_sha512_starts_ret(StateOf(context), is384));
 }
 
 void sha4_update(sha4_context* context, const unsigned char* input, std::size_t length) {
-  OrEnd(mbedtls_sha512_update_ret(&context->impl->state, input, length));
+  OrEnd(mbedtls_sha512_update_ret(StateOf(context), input, length));
 }
 
 void sha4_finish(sha4_context* context, unsigned char* digest) {
-  OrEnd(mbedtls_sha512_finish_ret(&context->impl->state, digest));
+  OrEnd(mbedtls_sha512_finish_ret(StateOf(context), digest));
 }
 
 void sha4_clone(sha4_context* copy, const sha4_context* context) {
-  copy->impl = std::make_unique<sha4_context::Impl>();
-  mbedtls_sha512_clone(&copy->impl->state, &context->impl->state);
+  mbedtls_sha512_clone(StateOf(copy), StateIn<mbedtls_sha512_context>(context->state));
 }
 
 void sha1(const unsigned char* input, std::size_t length, unsigned char* digest) {
@@ -67,14 +64,13 @@ void sha1(const unsigned char* input, std::size_t length, unsigned char* digest)
 }
 
 void sha1_starts(sha1_context* context) {
-  context->impl = std::make_unique<sha1_context::Impl>();
-  OrEnd(mbedtls_sha1_starts_ret(&context->impl->state));
+  OrEnd(mbedtls_sha1_starts_ret(StateOf(context)));
 }
 
 void sha1_update(sha1_context* context, const unsigned char* input, std::size_t length) {
-  OrEnd(mbedtls_sha1_update_ret(&context->impl->state, input, length));
+  OrEnd(mbedtls_sha1_update_ret(StateOf(context), input, length));
 }
 
 void sha1_finish(sha1_context* context, unsigned char* digest) {
-  OrEnd(mbedtls_sha1_finish_ret(&context->impl->state, digest));
+  OrEnd(mbedtls_sha1_finish_ret(StateOf(context), digest));
 }

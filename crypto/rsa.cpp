@@ -5,14 +5,15 @@
 #include <algorithm>
 #include <cstddef>
 #include <utility>
-#include <vector>
 
-#include "crypto/blinding.h"
+#include "base/buffer.h"
 #include "crypto/classic.h"
 #include "crypto/errors.h"
 #include "crypto/rsa_impl.h"
+#include "crypto/system_generator.h"
 
-using kestrune::crypto::BlindingGenerator;
+using kestrune::SecretArray;
+using kestrune::crypto::SystemGenerator;
 using kestrune::crypto::ToClassicError;
 
 namespace {
@@ -25,14 +26,21 @@ bool Holds(const rsa_context* key) {
 }
 
 // 00 01 FF ... FF 00 and the bytes; the caller has compared the lengths.
-std::vector<unsigned char> PaddedForSignature(const unsigned char* bytes, std::size_t length,
-                                              std::size_t block_length) {
-  std::vector<unsigned char> block(block_length, kPrivateKeyFill);
+void PadForSignature(const unsigned char* bytes, std::size_t length, std::size_t block_length,
+                     unsigned char* block) {
   block[0] = 0;
   block[1] = kPrivateKeyBlock;
-  block[block_length - length - 1] = 0;
-  std::copy_n(bytes, length, block.end() - static_cast<std::ptrdiff_t>(length));
-  return block;
+  unsigned char* const separator = block + (block_length - length - 1);
+  std::fill(block + 2, separator, kPrivateKeyFill);
+  *separator = 0;
+  std::copy_n(bytes, length, separator + 1);
+}
+
+// Out of memory in the middle of renewing them, the library leaves two values that do not belong together, and
+// every later operation with the key would fail. The next one draws new ones.
+void ForgetBlinding(mbedtls_rsa_context* key) {
+  mbedtls_mpi_free(&key->Vi);
+  mbedtls_mpi_free(&key->Vf);
 }
 
 }  // namespace
@@ -65,10 +73,10 @@ int rsa_public(rsa_context* key, const unsigned char* input, unsigned char* outp
 
 int rsa_private(rsa_context* key, const unsigned char* input, unsigned char* output) {
   if (!Holds(key)) return ERR_RSA_PRIVATE_FAILED;
-  BlindingGenerator blinding;
+  SystemGenerator blinding;
   if (!blinding.ready()) return ERR_RSA_RNG_FAILED;
-  const int rc =
-      mbedtls_rsa_private(&key->impl->key, BlindingGenerator::Draw, blinding.state(), input, output);
+  const int rc = mbedtls_rsa_private(&key->impl->key, SystemGenerator::Draw, blinding.state(), input, output);
+  if (rc != 0) ForgetBlinding(&key->impl->key);
   return rc == 0 ? 0 : ERR_RSA_PRIVATE_FAILED;
 }
 
@@ -77,10 +85,9 @@ int rsa_pkcs1_sign(rsa_context* key, int mode, int hash_id, std::size_t length, 
   if (!Holds(key) || mode != RSA_PRIVATE || hash_id != SIG_RSA_RAW) return ERR_RSA_BAD_INPUT_DATA;
   if (length > key->len() || length + kPkcs1PaddingBytes > key->len()) return ERR_RSA_BAD_INPUT_DATA;
   // Not the library's signing call: it would check the result with the public half a second time.
-  std::vector<unsigned char> block = PaddedForSignature(bytes, length, key->len());
-  const int rc = rsa_private(key, block.data(), signature);
-  wipe(block.data(), block.size());
-  return rc;
+  SecretArray<kRsaMostBytes> block;
+  PadForSignature(bytes, length, key->len(), block.data());
+  return rsa_private(key, block.data(), signature);
 }
 
 int rsa_pkcs1_verify(rsa_context* key, int mode, int hash_id, std::size_t length, const unsigned char* bytes,
@@ -95,21 +102,23 @@ int rsa_pkcs1_verify(rsa_context* key, int mode, int hash_id, std::size_t length
 int rsa_pkcs1_encrypt(rsa_context* key, int mode, std::size_t length, const unsigned char* input,
                       unsigned char* output) {
   if (!Holds(key) || mode != RSA_PUBLIC) return ERR_RSA_BAD_INPUT_DATA;
-  BlindingGenerator padding;
+  SystemGenerator padding;
   if (!padding.ready()) return ERR_RSA_RNG_FAILED;
   return ToClassicError(mbedtls_rsa_rsaes_pkcs1_v15_encrypt(
-      &key->impl->key, BlindingGenerator::Draw, padding.state(), MBEDTLS_RSA_PUBLIC, length, input, output));
+      &key->impl->key, SystemGenerator::Draw, padding.state(), MBEDTLS_RSA_PUBLIC, length, input, output));
 }
 
 int rsa_pkcs1_decrypt(rsa_context* key, int mode, std::size_t* output_length, const unsigned char* input,
                       unsigned char* output, std::size_t output_max) {
   *output_length = 0;
   if (!Holds(key) || mode != RSA_PRIVATE) return ERR_RSA_BAD_INPUT_DATA;
-  BlindingGenerator blinding;
+  SystemGenerator blinding;
   if (!blinding.ready()) return ERR_RSA_RNG_FAILED;
-  return ToClassicError(mbedtls_rsa_rsaes_pkcs1_v15_decrypt(&key->impl->key, BlindingGenerator::Draw,
-                                                            blinding.state(), MBEDTLS_RSA_PRIVATE,
-                                                            output_length, input, output, output_max));
+  const int rc =
+      mbedtls_rsa_rsaes_pkcs1_v15_decrypt(&key->impl->key, SystemGenerator::Draw, blinding.state(),
+                                          MBEDTLS_RSA_PRIVATE, output_length, input, output, output_max);
+  if (rc != 0) ForgetBlinding(&key->impl->key);
+  return ToClassicError(rc);
 }
 
 void rsa_free(rsa_context* key) {

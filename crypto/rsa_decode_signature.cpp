@@ -1,11 +1,10 @@
 // Taking the signed bytes back out of a PKCS#1 v1.5 signature (RFC 8017, 8.2.2 and 9.2).
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <span>
-#include <string>
 #include <string_view>
 
+#include "base/buffer.h"
 #include "crypto/classic.h"
 #include "crypto/rsa_impl.h"
 
@@ -42,22 +41,6 @@ constexpr char kObjectIdentifier = 0x06;
 constexpr char kNull = 0x05;
 constexpr char kOctetString = 0x04;
 
-// The encoded block, wiped when it goes: with the private operation it may be clear text.
-class EncodedBlock {
- public:
-  explicit EncodedBlock(std::size_t size) : size_(size) {}
-  ~EncodedBlock() { wipe(bytes_.data(), size_); }
-  EncodedBlock(const EncodedBlock&) = delete;
-  EncodedBlock& operator=(const EncodedBlock&) = delete;
-
-  unsigned char* data() { return bytes_.data(); }
-  BytesView view() const { return BytesView(bytes_).first(size_); }
-
- private:
-  std::size_t size_;
-  std::array<unsigned char, kRsaMostBytes> bytes_;
-};
-
 bool IsUsableKey(const rsa_context& key) {
   const std::size_t bytes = key.len();
   return bytes >= kRsaLeastBytes && bytes <= kRsaMostBytes && mbedtls_mpi_get_bit(&key.impl->key.N, 0) == 1;
@@ -88,11 +71,15 @@ bool IsDigestInfo(std::string_view bytes, const KnownHash& hash) {
   const auto digest_bytes = static_cast<char>(hash.digest_bytes);
   const auto algorithm_bytes = static_cast<char>(oid_bytes + 4);  // with the OID's head and NULL
   const auto all_bytes = static_cast<char>(algorithm_bytes + digest_bytes + 4);  // with two more heads
-  const std::string prefix =
-      std::string{kSequence, all_bytes, kSequence, algorithm_bytes, kObjectIdentifier, oid_bytes}
-          .append(hash.oid)
-          .append({kNull, 0, kOctetString, digest_bytes});
-  return bytes.size() == prefix.size() + hash.digest_bytes && bytes.starts_with(prefix);
+  const char head[] = {kSequence, all_bytes, kSequence, algorithm_bytes, kObjectIdentifier, oid_bytes};
+  const char tail[] = {kNull, 0, kOctetString, digest_bytes};
+  std::size_t position = 0;
+  for (const std::string_view piece :
+       {std::string_view(head, sizeof head), hash.oid, std::string_view(tail, sizeof tail)}) {
+    if (!bytes.substr(position).starts_with(piece)) return false;
+    position += piece.size();
+  }
+  return bytes.size() == position + hash.digest_bytes;
 }
 
 // Bytes that name a known hash where a DigestInfo does must be its DigestInfo to the last byte: what is
@@ -113,12 +100,12 @@ int rsa_pkcs1_decodesignature(rsa_context* key, int mode, std::size_t* output_le
   *output_length = 0;
   if (mode != RSA_PUBLIC && mode != RSA_PRIVATE) return ERR_RSA_BAD_INPUT_DATA;
   if (!IsUsableKey(*key) || signature_length != key->len()) return ERR_RSA_BAD_INPUT_DATA;
-  EncodedBlock block(key->len());
+  kestrune::SecretArray<kRsaMostBytes> block;  // with the private operation it may be clear text
   int rc = mode == RSA_PUBLIC ? rsa_public(key, signature, block.data())
                               : rsa_private(key, signature, block.data());
   if (rc != 0) return rc;
   BytesView signed_bytes;
-  if (rc = StripPadding(block.view(), &signed_bytes); rc != 0) return rc;
+  if (rc = StripPadding(BytesView(block.data(), key->len()), &signed_bytes); rc != 0) return rc;
   if (rc = CheckDigestInfo(signed_bytes); rc != 0) return rc;
   if (signed_bytes.size() > output_max) return ERR_RSA_OUTPUT_TOO_LARGE;
   std::copy(signed_bytes.begin(), signed_bytes.end(), output);

@@ -1,6 +1,7 @@
-// The random bytes that hide a private-key operation from those who time it.
-#ifndef KESTRUNE_CRYPTO_BLINDING_H
-#define KESTRUNE_CRYPTO_BLINDING_H
+// Random bytes for RSA: what hides a private operation from those who time it, and what fills the padding of
+// an encryption.
+#ifndef KESTRUNE_CRYPTO_SYSTEM_GENERATOR_H
+#define KESTRUNE_CRYPTO_SYSTEM_GENERATOR_H
 
 #include <mbedtls/ctr_drbg.h>
 #include <sys/random.h>
@@ -10,15 +11,15 @@
 namespace kestrune::crypto {
 
 // A DRBG (SP 800-90A) seeded from the system's entropy, for one operation: nothing lives between calls.
-class BlindingGenerator {
+class SystemGenerator {
  public:
-  BlindingGenerator() {
+  SystemGenerator() {
     mbedtls_ctr_drbg_init(&drbg_);
     ready_ = mbedtls_ctr_drbg_seed(&drbg_, SystemEntropy, nullptr, nullptr, 0) == 0;
   }
-  ~BlindingGenerator() { mbedtls_ctr_drbg_free(&drbg_); }
-  BlindingGenerator(const BlindingGenerator&) = delete;
-  BlindingGenerator& operator=(const BlindingGenerator&) = delete;
+  ~SystemGenerator() { mbedtls_ctr_drbg_free(&drbg_); }
+  SystemGenerator(const SystemGenerator&) = delete;
+  SystemGenerator& operator=(const SystemGenerator&) = delete;
 
   bool ready() const { return ready_; }
   void* state() { return &drbg_; }
