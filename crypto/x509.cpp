@@ -5,29 +5,31 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <new>
 #include <utility>
-#include <vector>
 
+#include "base/buffer.h"
 #include "base/regular_file.h"
 #include "crypto/classic.h"
 #include "crypto/protected_key.h"
 #include "crypto/rsa_impl.h"
 
 using kestrune::crypto::IsOpenedByAnother;
+using kestrune::crypto::StatesTooManyIterations;
 
 namespace {
 
 // No key or certificate comes near this; a larger file is something else.
 constexpr off_t kMostFileBytes = 1 << 20;
 
-// A whole small file with a zero behind it (the PEM reader counts that zero), wiped at the end.
+// A whole small file with a zero behind it (the PEM reader counts that zero).
 class KeyText {
  public:
   explicit KeyText(const char* path) {
     struct stat status;
     const kestrune::FileDescriptor file = kestrune::OpenRegularFile(path, O_RDONLY, &status);
     if (!file.valid() || status.st_size <= 0 || status.st_size > kMostFileBytes) return;
-    bytes_.resize(static_cast<std::size_t>(status.st_size) + 1);
+    if (!bytes_.Allocate(static_cast<std::size_t>(status.st_size) + 1)) return;
     std::size_t got = 0;
     while (got + 1 < bytes_.size()) {
       const ssize_t count = ::read(file.get(), bytes_.data() + got, bytes_.size() - 1 - got);
@@ -36,9 +38,6 @@ class KeyText {
     }
     complete_ = true;
   }
-  ~KeyText() { wipe(bytes_.data(), bytes_.size()); }
-  KeyText(const KeyText&) = delete;
-  KeyText& operator=(const KeyText&) = delete;
 
   bool complete() const { return complete_; }
   const unsigned char* data() const { return bytes_.data(); }
@@ -46,11 +45,9 @@ class KeyText {
   std::size_t size() const { return IsPem() ? bytes_.size() : bytes_.size() - 1; }
 
  private:
-  bool IsPem() const {
-    return std::strstr(reinterpret_cast<const char*>(bytes_.data()), "-----BEGIN ") != nullptr;
-  }
+  bool IsPem() const { return std::strstr(bytes_.text(), "-----BEGIN ") != nullptr; }
 
-  std::vector<unsigned char> bytes_;
+  kestrune::SecretCBuffer bytes_;
   bool complete_ = false;
 };
 
@@ -75,8 +72,8 @@ bool CopyRsaKey(mbedtls_pk_context* parsed, rsa_context* key) {
   if (mbedtls_pk_get_type(parsed) != MBEDTLS_PK_RSA) return false;
   const std::size_t modulus = mbedtls_rsa_get_len(mbedtls_pk_rsa(*parsed));
   if (modulus < kRsaLeastBytes || modulus > kRsaMostBytes) return false;
-  auto copy = std::make_unique<rsa_context::Impl>();
-  if (mbedtls_rsa_copy(&copy->key, mbedtls_pk_rsa(*parsed)) != 0) return false;
+  std::unique_ptr<rsa_context::Impl> copy(new (std::nothrow) rsa_context::Impl);
+  if (copy == nullptr || mbedtls_rsa_copy(&copy->key, mbedtls_pk_rsa(*parsed)) != 0) return false;
   key->impl = std::move(copy);
   return true;
 }
@@ -89,7 +86,7 @@ x509_cert::~x509_cert() = default;
 int x509parse_keyfile(rsa_context* key, const char* path, const char* password) {
   rsa_free(key);
   const KeyText text(path);
-  if (!text.complete()) return ERR_X509_KEY_INVALID;
+  if (!text.complete() || StatesTooManyIterations(text.data(), text.size())) return ERR_X509_KEY_INVALID;
   const auto* phrase = reinterpret_cast<const unsigned char*>(password);
   const std::size_t phrase_length = password == nullptr ? 0 : std::strlen(password);
   ParsedKey parsed;
