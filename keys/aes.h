@@ -39,6 +39,8 @@ class KESTRUNE_API TypV2AES : public kestrune::LibraryObject<TypV2AES> {
   int decryptershunk(const unsigned char* in, long long length, unsigned char* iv, const unsigned char* key,
                      unsigned char* out);
 
+ private:
+  friend class TypV2KestruneKey;
   static constexpr std::size_t kChunkBytes = 4096;
 
   // Deciphers `count` chunks of 4096 bytes in place, each by itself: chunk i has the IV at ivs + 16 i. The
@@ -46,7 +48,6 @@ class KESTRUNE_API TypV2AES : public kestrune::LibraryObject<TypV2AES> {
   int decrypterchunks(unsigned char* chunks, unsigned long long count, const unsigned char* ivs,
                       const unsigned char* key);
 
- private:
   TypV2InstanceCreator* creator_ = nullptr;
   aes_context context_;
 };

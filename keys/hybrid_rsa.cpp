@@ -3,8 +3,7 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
-#include <string>
-#include <vector>
+#include <string_view>
 
 #include <kestrune/kestrune.h>
 #include "core/entry_point.h"
@@ -27,6 +26,12 @@ constexpr std::size_t kLeastNameCharacters = 4;
 constexpr std::size_t kSuffixCharacters = 3;  // "pem", which becomes "key"
 constexpr std::size_t kMostRsaResultBytes = 2018;
 
+// A block of the RSA key's length, whatever key that is.
+struct RsaBlock {
+  std::array<unsigned char, kRsaMostBytes> bytes{};
+  std::size_t length = 0;
+};
+
 // ---- Writing ---------------------------------------------------------------------------------------
 
 // Enciphers in place, with an IV of zeros: no two texts have the same key.
@@ -37,25 +42,24 @@ Result EncipherUnder(const AesKey& key, SecretCBuffer* padded) {
   return aes_crypt_cbc(&schedule, AES_ENCRYPT, padded->size(), iv.data(), padded->data(), padded->data());
 }
 
-Result EncipherKeyFor(const char* certificate_path, const AesKey& key, std::vector<unsigned char>* block,
-                      bool verbose) {
+Result EncipherKeyFor(const char* certificate_path, const AesKey& key, RsaBlock* block, bool verbose) {
   if (verbose) std::printf("pem path=%s\n", certificate_path);
   x509_cert certificate;
   int rc = x509parse_crtfile(&certificate, certificate_path);
   if (verbose) std::printf("x509parse_crtfile err result=%d\n", rc);
   if (rc != 0) return hybrid::kEncrypt;
-  block->resize(certificate.rsa.len());
-  rc = rsa_pkcs1_encrypt(&certificate.rsa, RSA_PUBLIC, key.size(), key.data(), block->data());
+  block->length = certificate.rsa.len();
+  rc = rsa_pkcs1_encrypt(&certificate.rsa, RSA_PUBLIC, key.size(), key.data(), block->bytes.data());
   if (verbose) std::printf("rsa_pkcs1_encrypt err result=%d\n", rc);
   return rc == 0 ? kOk : hybrid::kEncrypt;
 }
 
-Result WriteForm(const char* name, const std::vector<unsigned char>& block, const SecretCBuffer& ciphertext,
-                 char* out, bool verbose) {
+Result WriteForm(const char* name, const RsaBlock& block, const SecretCBuffer& ciphertext, char* out,
+                 bool verbose) {
   std::array<char, kBase64BufferBytes> base64{};
   auto* const buffer = reinterpret_cast<unsigned char*>(base64.data());
   std::size_t length = base64.size();
-  if (base64_encode(buffer, &length, block.data(), block.size()) != 0) return hybrid::kEncrypt;
+  if (base64_encode(buffer, &length, block.bytes.data(), block.length) != 0) return hybrid::kEncrypt;
   if (verbose) {
     std::printf("base64 outputlen =%d\n", static_cast<int>(length));
     std::printf("base64 outputstrlen =%d\n", static_cast<int>(std::strlen(base64.data())));
@@ -117,26 +121,26 @@ Result ReadForm(TypV2Utils* utils, const char* text, Form* form, bool traced) {
 }
 
 // Tries the pass phrase as given, then the one with which the service's key files are protected.
-int ReadKeyFile(rsa_context* key, const std::string& path, const char* password) {
-  const int rc = x509parse_keyfile(key, path.c_str(), password);
+int ReadKeyFile(rsa_context* key, const char* path, const char* password) {
+  const int rc = x509parse_keyfile(key, path, password);
   if (rc == 0 || password == nullptr) return rc;
   SecretCBuffer substituted;
   if (!substituted.Allocate(std::strlen(password) + 1)) return rc;
   std::strcpy(substituted.text(), password);
   SubstitutePasswordCharacters(substituted.text());
   if (std::strcmp(substituted.text(), password) == 0) return rc;
-  return x509parse_keyfile(key, path.c_str(), substituted.text());
+  return x509parse_keyfile(key, path, substituted.text());
 }
 
-Result LoadPrivateKey(const char* folder, std::string name, const char* password, rsa_context* key,
+Result LoadPrivateKey(const char* folder, std::string_view name, const char* password, rsa_context* key,
                       bool traced) {
   if (name.size() < kLeastNameCharacters) return argument::kEmptyInput;
   // The name came with the form: it must not lead out of the folder.
-  if (name.find('/') != std::string::npos) return hybrid::kKeyUnreadable;
-  name.replace(name.size() - kSuffixCharacters, kSuffixCharacters, "key");
-  const std::string path = folder + name;
+  if (name.find('/') != std::string_view::npos) return hybrid::kKeyUnreadable;
+  name.remove_suffix(kSuffixCharacters);
+  const BoundedPath path{folder, name, "key"};
   if (traced) std::printf("Chemin Clef Priv : %s\n", path.c_str());
-  const int rc = ReadKeyFile(key, path, password);
+  const int rc = ReadKeyFile(key, path.c_str(), password);
   if (traced) std::printf("x509parse_keyfile : %d\n", rc);
   return rc == 0 ? kOk : hybrid::kKeyUnreadable;
 }
@@ -178,7 +182,7 @@ int Api2AesPub(const char* text, const char* certificateName, const char* folder
     if (text == nullptr) return argument::kNoInput;
     if (certificateName == nullptr || folder == nullptr) return hybrid::kEncrypt;
     const bool traced = verbose != 0;
-    const std::string path = std::string(folder) + certificateName;
+    const BoundedPath path{folder, certificateName};
     if (traced) std::printf("input data len=%d\n", static_cast<int>(std::strlen(text)));
     SecretCBuffer padded;
     if (!PadText(text, &padded)) return kNoObject;
@@ -191,7 +195,7 @@ int Api2AesPub(const char* text, const char* certificateName, const char* folder
     const Result rc = EncipherUnder(key, &padded);
     if (traced) std::printf("chiffrement aes result=%d\n", rc);
     if (rc != kOk) return rc;
-    std::vector<unsigned char> block;
+    RsaBlock block;
     if (const Result failed = EncipherKeyFor(path.c_str(), key, &block, traced); failed != kOk) return failed;
     return WriteForm(certificateName, block, padded, out, traced);
   });

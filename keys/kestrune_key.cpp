@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <new>
@@ -21,11 +20,10 @@ using Bytes64 = unsigned long long;
 
 constexpr Bytes64 kMost = std::numeric_limits<Bytes64>::max();
 constexpr Bytes64 kHeaderBytes = sizeof(TypV2KeyHeader);
-constexpr Bytes64 kChunkBytes = TypV2AES::kChunkBytes;
+constexpr Bytes64 kChunkBytes = 4096;              // of the pads, each enciphered by itself
 constexpr Bytes64 kPieceBytes = 64 * kChunkBytes;  // deciphered while the processor still holds what it read
 constexpr Bytes64 kOneTimePasswordBytes = 32;
 constexpr Bytes64 kLeastRestOfPad = 8;  // the offset may not be set nearer to the end of the first pad
-constexpr std::size_t kPathBytes = 2048;
 constexpr std::size_t kDigestedHeaderBytes = 112;  // everything before the offsets
 constexpr std::size_t kDigestedIvBytes = 16384;
 constexpr unsigned char kKeyMark = 0x20;
@@ -87,13 +85,11 @@ Result TypV2KestruneKey::Open(const char* name, long with_year, const char* fold
 }
 
 Result TypV2KestruneKey::OpenFile(const char* name, long with_year, const char* folder) {
+  if (name == nullptr || folder == nullptr) return file::kBadName;
   std::array<char, 12> year{};
   if (with_year == kWithYear) key_utils_->GetYearKestruneKey(year.data());
-  std::array<char, kPathBytes> path;
-  // A path that does not fit is too long for the reference too, which refuses it.
-  std::snprintf(path.data(), path.size(), "%s%s%s%s", folder, name, with_year == kWithYear ? "." : "",
-                year.data());
-  if (const Result rc = file_->SetFileName(path.data()); rc != kOk) return rc;
+  const BoundedPath path{folder, name, with_year == kWithYear ? "." : "", year.data()};
+  if (const Result rc = file_->SetFileName(path.c_str()); rc != kOk) return rc;
   if (open_mode_ > kCreateOrEmpty) return key::kMode;
   if (const Result rc = file_->OpenDF(static_cast<int>(open_mode_)); rc != kOk) return rc;
   Bytes64 length = 0;

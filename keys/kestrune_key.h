@@ -35,6 +35,7 @@ class KESTRUNE_API TypV2KestruneKey : public kestrune::LibraryObject<TypV2Kestru
  public:
   // Opens folder + name (+ "." + the key year when with_year is 1) and checks the password.
   //   folder        a prefix: it ends with the separator. The whole path has at most 255 characters, else -99
+  //                 (also when one is null)
   //   hex_password  the key in hexadecimal (TypV2Utils::BuildHexPassword); what follows 64 digits does not
   //                 count, more than 80 are -92
   //   open_mode     0: the file is never written. 1: offsets are kept in the file. 2: the file is created or

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <limits>
 
@@ -18,7 +17,6 @@ using Bytes64 = unsigned long long;
 
 constexpr Bytes64 kPadStart = 4608;
 constexpr Bytes64 kSpareBytes = 10000;  // zeros behind a run that is handed out
-constexpr std::size_t kPathBytes = 2048;
 
 }  // namespace
 
@@ -44,12 +42,11 @@ Result TypV2MasterKey::Open(const char* folder, const char* name) {
   if (!file_) return kOk;
   if (const Result rc = file_.Init(); rc != kOk) return rc;
 
+  if (folder == nullptr) return file::kBadName;
   std::array<char, 12> year{};
   if (name == nullptr) key_utils_->GetYearKestruneKey(year.data());
-  std::array<char, kPathBytes> path;
-  // A path that does not fit is too long for the reference too, which refuses it.
-  std::snprintf(path.data(), path.size(), "%s%s%s", folder, name == nullptr ? "Master." : name, year.data());
-  if (const Result rc = file_->SetFileName(path.data()); rc != kOk) return rc;
+  const BoundedPath path{folder, name == nullptr ? "Master." : name, year.data()};
+  if (const Result rc = file_->SetFileName(path.c_str()); rc != kOk) return rc;
   if (file_->Exists() != kOk) return file::kMissing;
   if (open_mode_ > kCreateOrEmpty) return key::kMode;
   if (const Result rc = file_->OpenDF(static_cast<int>(open_mode_)); rc != kOk) return rc;

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
-#include <string>
 
 #include "core/file_ref.h"
 #include "core/instance_creator.h"
@@ -257,7 +256,7 @@ Result TypKestruneV2::Open(const unsigned char* in, unsigned long long length, c
   if (const Result rc = utils_->ExtractFileSuffix(key_file_name, year); rc != kOk) return rc;
   Owned<TypV2MasterKey> master(creator_->newTypV2MasterKey());
   if (const Result rc =
-          master.Init(creator_, folder_.data(), (std::string("Master.") + year).c_str(), kReadExisting);
+          master.Init(creator_, folder_.data(), BoundedPath{"Master.", year}.c_str(), kReadExisting);
       rc != kOk) {
     return rc;
   }
@@ -274,8 +273,9 @@ Result TypKestruneV2::Open(const unsigned char* in, unsigned long long length, c
   // Deliberate: a one-time password that cannot be had shows only as a wrong result (zeros stand in for it).
   SecretArray<kOneTimePasswordBytes> one_time_password;
   Bytes64 offset = 0;
+  // Lack of memory is no fault of the body: it must not look like one, and above all not sleep like one.
   (void)personal->SetOffsetOTPassword(LoadBigEndian(in + kPasswordOffsetAt));
-  (void)personal->GetOTPassword(one_time_password.data(), &offset);
+  if (personal->GetOTPassword(one_time_password.data(), &offset) == kNoObject) return kNoObject;
   Decipher(*aes.get(), in, length, one_time_password.data(), copy.data());
 
   if (const Result rc = personal->SetOffsetOTPChiffrement(LoadBigEndian(copy.data() + kRunOffsetAt));

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string>
 
 #include "core/calendar.h"
 #include "core/file_ref.h"
@@ -23,6 +22,7 @@ constexpr int kSecondsPerHour = 3600;
 constexpr unsigned long long kChunkShift = 12;  // 4096-byte chunks of the pads ...
 constexpr unsigned long long kIvShift = 4;      // ... have 16 bytes of IV each
 constexpr unsigned long long kIvAreaGrain = 4096;
+constexpr char kKeySuffix[] = ".key";
 
 // The clock's year field is taken as a 16-bit number.
 int YearsSince1900() {
@@ -53,11 +53,11 @@ int TypKeyUtils::GetSignPrivateKey(const char* name, const char* folder, char* f
   GetYearCert(year);
   // Later generations of a key take earlier letters, so the one nearest to 'z' is the first to be found.
   for (char letter = 'z'; letter >= 'a'; --letter) {
-    const std::string candidate = std::string(name) + "." + letter + "." + year + ".key";
+    const char generation[] = {'.', letter, '.', 0};
     // A path that is too long is no candidate; the reference would still name the one before.
-    if (file->SetFileName((folder + candidate).c_str()) != kOk) continue;
+    if (file->SetFileName(BoundedPath{folder, name, generation, year, kKeySuffix}.c_str()) != kOk) continue;
     if (file->Exists() == kOk) {
-      std::strcpy(found, candidate.c_str());
+      std::strcpy(found, BoundedPath{name, generation, year, kKeySuffix}.c_str());
       return kOk;
     }
   }
