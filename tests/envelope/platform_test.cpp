@@ -154,7 +154,7 @@ struct PlatformOfCells : TypV2InstanceCreatorUnix {
   TypV2BlockCell* newTypV2BlockCell() override { return new AskedCell; }
 };
 
-TEST(Slots, SealingAndOpeningAskEveryOperation) {
+TEST(Platforms, SealingAndOpeningAskEveryOperation) {
   Platform platform;
   EnvelopeFolder folder(&platform);
   const std::string file = folder.File("file");
@@ -194,7 +194,7 @@ TEST(Slots, SealingAndOpeningAskEveryOperation) {
                          folder.signing_key + ".pem\n");
 }
 
-TEST(Slots, APlatformsCellsAreAsked) {
+TEST(Platforms, APlatformsCellsAreAsked) {
   PlatformOfCells platform;
   EnvelopeFolder folder(&platform);
   Bytes block;
@@ -224,7 +224,7 @@ struct PlatformOfSigners : TypV2InstanceCreatorUnix {
   TypApiV2Signature* newTypApiV2Signature() override { return new UnevenSigner; }
 };
 
-TEST(Slots, LayersFitWhateverTheSignaturesTake) {
+TEST(Platforms, LayersFitWhateverTheSignaturesTake) {
   PlatformOfSigners platform;
   EnvelopeFolder folder(&platform);
   for (const std::vector<std::size_t>& spaces :
@@ -255,7 +255,7 @@ struct Scarce : TypV2InstanceCreatorUnix {
   TypV2BlockCell* newTypV2BlockCell() override { return Give(3, Unix::newTypV2BlockCell()); }
 };
 
-TEST(Slots, AMessageForWhichAnObjectIsMissingIsNotSealed) {
+TEST(Platforms, AMessageForWhichAnObjectIsMissingIsNotSealed) {
   Scarce factory;
   EnvelopeFolder folder(&factory);
   WriteFile(folder.File("one"), "1");
@@ -296,7 +296,7 @@ TEST(Slots, AMessageForWhichAnObjectIsMissingIsNotSealed) {
   }
 }
 
-TEST(Slots, TheCellIsMadeBeforeRoutingAndSignature) {
+TEST(Platforms, TheCellIsMadeBeforeRoutingAndSignature) {
   Scarce factory;
   EnvelopeFolder folder(&factory);
   Owned<TypApiV2Signature> nobody(factory.newTypApiV2Signature());
