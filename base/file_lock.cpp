@@ -91,7 +91,10 @@ UpdateLock Acquire(const char* path, mode_t new_file_mode, struct stat* identity
     waits_with = file.get();
     number = g_last_number + 1;
     auto* const entry = new (std::nothrow) LockEntry{number, thread, *identity, std::move(file), 1, g_first};
-    if (entry == nullptr) return 0;
+    if (entry == nullptr) {
+      errno = ENOMEM;
+      return 0;
+    }
     g_first = entry;
     g_last_number = number;
   }

@@ -31,7 +31,7 @@ class KESTRUNE_API TypV2FileRef : public kestrune::LibraryObject<TypV2FileRef> {
 
   // Mode 0 (kReadExisting): read an existing file. 1 (kUpdateExisting): update an existing file. 2
   // (kCreateOrEmpty): create or empty, read and write. Opening an open file does nothing and keeps its mode.
-  // -9: cannot be opened. -1: another mode.
+  // -9: cannot be opened. -96: no memory to open it with. -1: another mode.
   //
   // Modes 0 and 1 take regular files (through links) and never wait for one to appear. Mode 2 opens whatever
   // the system lets be opened without waiting, devices too, and a FIFO that somebody is reading. No

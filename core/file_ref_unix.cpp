@@ -57,8 +57,9 @@ bool TypV2FileRefUnix::is_open() const {
 
 int TypV2FileRefUnix::OpenForUpdate() {
   UpdateLock lock = 0;
+  errno = 0;
   FileDescriptor file = kestrune::OpenForUpdate(path_, &lock);
-  if (!file.valid()) return file::kOpen;
+  if (!file.valid()) return errno == ENOMEM ? kNoObject : file::kOpen;
   const int rc = Adopt(file.release(), "r+b");
   if (rc == kOk) {
     lock_ = lock;
@@ -85,7 +86,8 @@ int TypV2FileRefUnix::Adopt(int fd, const char* stream_mode) {
   FileDescriptor file(fd);
   if (!file.valid()) return file::kOpen;
   stream_ = ::fdopen(file.get(), stream_mode);
-  if (stream_ == nullptr) return file::kOpen;
+  // Told apart: a caller may leave out a file that is not there, but not one for which there was no memory.
+  if (stream_ == nullptr) return errno == ENOMEM ? kNoObject : file::kOpen;
   (void)file.release();
   std::setvbuf(stream_, nullptr, _IONBF, 0);
   open_flag_ = 1;

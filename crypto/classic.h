@@ -48,6 +48,7 @@ inline constexpr int ERR_RSA_PRIVATE_FAILED = -1104;
 inline constexpr int ERR_RSA_VERIFY_FAILED = -1120;  // also: DigestInfo prefix mismatch
 inline constexpr int ERR_RSA_OUTPUT_TOO_LARGE = -1136;
 inline constexpr int ERR_RSA_RNG_FAILED = -1152;
+inline constexpr int ERR_NO_MEMORY = -1168;  // of any operation that needs some
 inline constexpr int ERR_AES_INVALID_KEY_LENGTH = -2048;
 inline constexpr int ERR_AES_INVALID_INPUT_LENGTH = -2064;
 

@@ -13,6 +13,7 @@
 #include "crypto/system_generator.h"
 
 using kestrune::SecretArray;
+using kestrune::crypto::NoMemoryOr;
 using kestrune::crypto::SystemGenerator;
 using kestrune::crypto::ToClassicError;
 
@@ -63,21 +64,31 @@ int rsa_check_pubkey(const rsa_context* key) {
 
 int rsa_check_privkey(const rsa_context* key) {
   if (!Holds(key)) return ERR_RSA_KEY_CHECK_FAILED;
+  // Asked twice before a key is called inconsistent: the library says the same of a moment without memory.
+  if (mbedtls_rsa_check_privkey(&key->impl->key) == 0) return 0;
   return ToClassicError(mbedtls_rsa_check_privkey(&key->impl->key));
 }
 
 int rsa_public(rsa_context* key, const unsigned char* input, unsigned char* output) {
   if (!Holds(key)) return ERR_RSA_PUBLIC_FAILED;
-  return mbedtls_rsa_public(&key->impl->key, input, output) == 0 ? 0 : ERR_RSA_PUBLIC_FAILED;
+  const int rc = mbedtls_rsa_public(&key->impl->key, input, output);
+  return rc == 0 ? 0 : NoMemoryOr(ERR_RSA_PUBLIC_FAILED, rc);
 }
 
 int rsa_private(rsa_context* key, const unsigned char* input, unsigned char* output) {
   if (!Holds(key)) return ERR_RSA_PRIVATE_FAILED;
   SystemGenerator blinding;
   if (!blinding.ready()) return ERR_RSA_RNG_FAILED;
-  const int rc = mbedtls_rsa_private(&key->impl->key, SystemGenerator::Draw, blinding.state(), input, output);
-  if (rc != 0) ForgetBlinding(&key->impl->key);
-  return rc == 0 ? 0 : ERR_RSA_PRIVATE_FAILED;
+  mbedtls_rsa_context* const own = &key->impl->key;
+  const auto compute = [&] {
+    const int failed = mbedtls_rsa_private(own, SystemGenerator::Draw, blinding.state(), input, output);
+    if (failed != 0) ForgetBlinding(own);
+    return failed;
+  };
+  int rc = compute();
+  // So ends, too, what ran out of memory where the library does not look. A second attempt succeeds or tells.
+  if (rc == MBEDTLS_ERR_RSA_VERIFY_FAILED) rc = compute();
+  return rc == 0 ? 0 : NoMemoryOr(ERR_RSA_PRIVATE_FAILED, rc);
 }
 
 int rsa_pkcs1_sign(rsa_context* key, int mode, int hash_id, std::size_t length, const unsigned char* bytes,

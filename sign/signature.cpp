@@ -84,9 +84,10 @@ int TypApiV2Signature::LoadPrivateKey() {
   std::strcat(path.data(), key_file_name_.data());
   rc = x509parse_keyfile(&private_key_, path.data(), password_.text());
   if (rc == ERR_X509_KEY_PASSWORD_MISMATCH) return signer::kWrongPassword;
-  if (rc != 0 || rsa_check_privkey(&private_key_) != 0) {
+  if (rc == 0) rc = rsa_check_privkey(&private_key_);
+  if (rc != 0) {
     rsa_free(&private_key_);  // nothing is ever signed with a key whose parts do not fit together
-    return signer::kKeyUnreadable;
+    return rc == ERR_NO_MEMORY ? kNoObject : signer::kKeyUnreadable;
   }
   key_loaded_ = 1;
   return kOk;
@@ -118,9 +119,8 @@ int TypApiV2Signature::Crypter(const unsigned char* data, std::uint32_t length, 
 int TypApiV2Signature::SignDigestSHA512(const unsigned char* digest, std::uint32_t length,
                                         unsigned char* signature, std::uint32_t* signature_length) {
   *signature_length = 0;
-  if (rsa_pkcs1_sign(&private_key_, RSA_PRIVATE, SIG_RSA_RAW, length, digest, signature) != 0) {
-    return signer::kSign;
-  }
+  const int rc = rsa_pkcs1_sign(&private_key_, RSA_PRIVATE, SIG_RSA_RAW, length, digest, signature);
+  if (rc != 0) return rc == ERR_NO_MEMORY ? kNoObject : signer::kSign;
   *signature_length = static_cast<std::uint32_t>(private_key_.len());
   return kOk;
 }

@@ -28,6 +28,12 @@ bool NamesFileInFolder(std::string_view name) {
   return !name.empty() && name != "." && name != ".." && name.find('/') == std::string_view::npos;
 }
 
+// That there was no memory says nothing of a signature.
+Result ToResult(int crypto_error) {
+  if (crypto_error == 0) return kOk;
+  return crypto_error == ERR_NO_MEMORY ? kNoObject : verifier::kBadSignature;
+}
+
 }  // namespace
 
 struct TypApiV2SignatureVerify::Signature {
@@ -71,8 +77,8 @@ int TypApiV2SignatureVerify::LoadPublicKey(const char* file_name) {
   int rc = x509parse_crtfile(&certificate_, path.text());
   // Deliberate: the key is asked for only when the parsing was not clean, and its answer counts instead. So
   // a file whose first readable certificate holds a sound key serves, whatever else is in the file.
-  if (rc != 0) rc = rsa_check_pubkey(&certificate_.rsa);
-  if (rc != 0) return verifier::kCertificate;
+  if (rc != 0 && rc != ERR_NO_MEMORY) rc = rsa_check_pubkey(&certificate_.rsa);
+  if (rc != 0) return rc == ERR_NO_MEMORY ? kNoObject : verifier::kCertificate;
   certificate_loaded_ = 1;
   return kOk;
 }
@@ -97,9 +103,8 @@ int TypApiV2SignatureVerify::VerifySignAndIntegrityDataFromXMLSignBlock(const ch
   if (rc != kOk) return rc;
   Signature signature;
   if (rc = ReadBlock(block, name, &signature); rc != kOk) return rc;
-  const bool holds = rsa_pkcs1_verify(&certificate_.rsa, RSA_PUBLIC, SIG_RSA_RAW, kSha512Bytes, digest.data(),
-                                      signature.bytes.data()) == 0;
-  return holds ? kOk : verifier::kBadSignature;
+  return ToResult(rsa_pkcs1_verify(&certificate_.rsa, RSA_PUBLIC, SIG_RSA_RAW, kSha512Bytes, digest.data(),
+                                   signature.bytes.data()));
 }
 
 int TypApiV2SignatureVerify::VerifyXMLSignBlockAuthentificationData(const char* block, char* name,
@@ -158,7 +163,7 @@ int TypApiV2SignatureVerify::RecoverText(const Signature& signature, unsigned ch
   std::size_t recovered = 0;
   const int rc = rsa_pkcs1_decodesignature(&certificate_.rsa, RSA_PUBLIC, &recovered, data,
                                            kDataOutputBytes - 1, signature.bytes.data(), signature.length);
-  if (rc != 0) return verifier::kBadSignature;
+  if (rc != 0) return ToResult(rc);
   data[recovered] = 0;
   *length = recovered;
   return kOk;

@@ -3,6 +3,7 @@
 #include <unwind.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <new>
 
@@ -60,6 +61,7 @@ bool Fails() {
   const bool fails =
       g_state.nth != 0 && (g_state.and_all_behind ? index + 1 >= g_state.nth : index + 1 == g_state.nth);
   g_state.has_failed = g_state.has_failed || fails;
+  if (fails) errno = ENOMEM;
   return fails;
 }
 

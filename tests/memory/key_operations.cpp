@@ -189,14 +189,14 @@ std::vector<Operation> SigningOperations(const SharedYard& yard) {
          const long rc = Watch([&] { return x509parse_keyfile(&key, yard->pkcs8.c_str(), kPassword); });
          return Outcome{rc, std::string(key.len(), 'n')};
        },
-       {ERR_X509_KEY_INVALID}},
+       {ERR_NO_MEMORY, ERR_X509_KEY_INVALID}},
       {"x509parse_keyfile, another pass phrase",
        [=] {
          rsa_context key;
          const long rc = Watch([&] { return x509parse_keyfile(&key, yard->pkcs8.c_str(), "1"); });
          return Outcome{rc, std::string(key.len(), 'n')};
        },
-       {ERR_X509_KEY_INVALID},
+       {ERR_NO_MEMORY, ERR_X509_KEY_INVALID},
        {},
        "",
        ERR_X509_KEY_PASSWORD_MISMATCH},

@@ -129,7 +129,7 @@ std::vector<Operation> EntryPoints(const SharedYard& yard) {
          return Outcome{
              rc, rc == kOk ? yard->Read(ToBytes(block), identifier.data()) : block + identifier.data()};
        },
-       {file::kOpen, key::kCheckFailed, signer::kKeyUnreadable, signer::kSign, message::kPasswordTooLong},
+       {file::kOpen, key::kCheckFailed, message::kPasswordTooLong},
        {},
        "a password that gives no key is found by the sealing, whatever the reason"},
       {"Api2Crypterfile",
@@ -147,7 +147,9 @@ std::vector<Operation> EntryPoints(const SharedYard& yard) {
          if (rc == kOk) return Outcome{rc, yard->Read(ReadFile(output), identifier.data())};
          return Outcome{rc, FileExists(output) ? "a file" : ""};
        },
-       {file::kOpen, key::kCheckFailed, signer::kKeyUnreadable, signer::kSign, kNothingDone}},
+       {file::kOpen, key::kCheckFailed, kNothingDone},
+       {"a file"},
+       "the output is created, or emptied, before there is memory for its stream"},
       {"Api2ExtractGrisFromHTTPSBlock",
        [=] {
          CBuffer grey;
