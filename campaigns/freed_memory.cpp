@@ -1,4 +1,4 @@
-#include "tests/memory/freed_memory.h"
+#include "campaigns/freed_memory.h"
 
 #include <dlfcn.h>
 #include <execinfo.h>

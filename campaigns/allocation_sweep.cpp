@@ -20,8 +20,8 @@
 #include <set>
 #include <string_view>
 
+#include "campaigns/operation.h"
 #include "keys/trap.h"
-#include "tests/memory/operation.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 
 #include "blocks/block_cell.h"
 #include "blocks/v1_structure.h"
+#include "campaigns/operation.h"
 #include "core/instance_creator.h"
-#include "tests/memory/operation.h"
 #include "tests/support/bytes.h"
 #include "tests/support/tree.h"
 

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <memory>
 
+#include "campaigns/operation.h"
 #include "core/file_ref.h"
 #include "core/instance_creator.h"
 #include "core/random.h"
@@ -17,7 +18,6 @@
 #include "sign/signature.h"
 #include "sign/signature_verify.h"
 #include "tests/keys/keys_folder.h"
-#include "tests/memory/operation.h"
 #include "tests/support/key_folder.h"
 #include "tests/support/process.h"
 

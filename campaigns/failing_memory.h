@@ -1,7 +1,7 @@
 // Allocations that fail when they are told to. A program that links failing_memory.cpp has its own malloc, calloc,
 // realloc, free and operator new, also in what the C library and the cryptographic library allocate for it.
-#ifndef KESTRUNE_TESTS_MEMORY_FAILING_MEMORY_H
-#define KESTRUNE_TESTS_MEMORY_FAILING_MEMORY_H
+#ifndef KESTRUNE_CAMPAIGNS_FAILING_MEMORY_H
+#define KESTRUNE_CAMPAIGNS_FAILING_MEMORY_H
 
 #include <cstddef>
 #include <cstdint>

@@ -6,9 +6,9 @@
 #include <cstring>
 #include <memory>
 
+#include "campaigns/operation.h"
 #include "mail/charset.h"
 #include "mail/mail_text.h"
-#include "tests/memory/operation.h"
 #include "tests/support/bytes.h"
 #include "tests/support/routing.h"
 #include "tests/support/tree.h"

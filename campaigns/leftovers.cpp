@@ -1,7 +1,7 @@
 // What the library leaves behind of secrets: every operation is made with marked ones, and neither memory that
 // it freed nor the stack that it used may still hold one.
 //
-//   memory_leftovers [BYTES]      BYTES: length of the attachment, 20000 if not given, at most 1000000
+//   leftovers [BYTES]      BYTES: length of the attachment, 20000 if not given, at most 1000000
 #include <kestrune/kestrune.h>
 #include <openssl/bn.h>
 #include <openssl/core_names.h>
@@ -19,11 +19,11 @@
 #include <set>
 
 #include "blocks/block_cell.h"
+#include "campaigns/freed_memory.h"
 #include "core/instance_creator.h"
 #include "core/owned.h"
 #include "core/result.h"
 #include "keys/install_cipher.h"
-#include "tests/memory/freed_memory.h"
 #include "tests/support/sealed_message.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // Watching what the library leaves behind: marked secrets in memory that was freed and in stacks that were used.
-#ifndef KESTRUNE_TESTS_MEMORY_FREED_MEMORY_H
-#define KESTRUNE_TESTS_MEMORY_FREED_MEMORY_H
+#ifndef KESTRUNE_CAMPAIGNS_FREED_MEMORY_H
+#define KESTRUNE_CAMPAIGNS_FREED_MEMORY_H
 
 #include <cstddef>
 #include <functional>

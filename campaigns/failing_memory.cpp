@@ -1,4 +1,4 @@
-#include "tests/memory/failing_memory.h"
+#include "campaigns/failing_memory.h"
 
 #include <unwind.h>
 

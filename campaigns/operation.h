@@ -1,14 +1,14 @@
 // What the sweep lets run out of memory: a table of operations.
-#ifndef KESTRUNE_TESTS_MEMORY_OPERATION_H
-#define KESTRUNE_TESTS_MEMORY_OPERATION_H
+#ifndef KESTRUNE_CAMPAIGNS_OPERATION_H
+#define KESTRUNE_CAMPAIGNS_OPERATION_H
 
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "campaigns/failing_memory.h"
 #include "core/owned.h"
 #include "core/result.h"
-#include "tests/memory/failing_memory.h"
 
 namespace kestrune::testing {
 

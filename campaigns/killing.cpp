@@ -1,6 +1,6 @@
 // Programs that seal with one key at the same time and are killed while they do.
 //
-//   keys_torture KILLS
+//   killing KILLS
 //
 // Children seal short bodies as fast as they can, each writing what it sealed into a log of its own; the
 // parent kills one after the other with SIGKILL at random moments and starts another in its place. In between

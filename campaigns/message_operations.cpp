@@ -8,11 +8,11 @@
 #include <memory>
 
 #include "blocks/block_cell.h"
+#include "campaigns/operation.h"
 #include "core/instance_creator.h"
 #include "core/object.h"
 #include "envelope/crypto_interface.h"
 #include "sign/signature.h"
-#include "tests/memory/operation.h"
 #include "tests/support/sealed_message.h"
 
 namespace kestrune::testing {

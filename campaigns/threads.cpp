@@ -1,6 +1,6 @@
 // Threads that use the library at the same time, each with objects of its own.
 //
-//   api_threads MESSAGES
+//   threads MESSAGES
 //
 // Eight threads seal so many messages each with one key (at most 64: then its one-time passwords are used up),
 // open them again, sign and verify, as fast as they can. At the end the second reading takes every sealed
