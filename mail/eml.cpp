@@ -6,8 +6,8 @@
 #include <kestrune/kestrune.h>
 #include "core/entry_point.h"
 #include "core/owned.h"
-#include "mail/text_forms.h"
 #include "mail/block_visit.h"
+#include "mail/text_forms.h"
 
 namespace kestrune::mail {
 

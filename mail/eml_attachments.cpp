@@ -9,9 +9,9 @@
 #include "core/light_xml.h"
 #include "core/owned.h"
 #include "crypto/classic.h"
+#include "mail/block_visit.h"
 #include "mail/eml.h"
 #include "mail/text_forms.h"
-#include "mail/block_visit.h"
 
 namespace kestrune::mail {
 
