@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <span>
 #include <string_view>
 
 #include "core/light_xml.h"
@@ -106,11 +107,12 @@ long long TypV2Utils::possubstring(const char* text, const char* sub) {
 long long TypV2Utils::possubstringsimplenocase(const unsigned char* buffer, unsigned long long length,
                                                unsigned long long start, const char* sub) {
   if (buffer == nullptr || sub == nullptr) return -1;
-  const std::size_t sub_length = std::strlen(sub);
-  if (sub_length > length || start > length - sub_length) return -1;
-  const unsigned char* const end = buffer + length;
-  const auto* found = std::search(buffer + start, end, sub, sub + sub_length, IsSameWithoutCase);
-  return found == end && sub_length != 0 ? -1 : found - buffer;
+  const std::string_view wanted(sub);
+  if (wanted.size() > length || start > length - wanted.size()) return -1;
+  const std::span<const unsigned char> text(buffer + start, length - start);
+  const auto found = std::search(text.begin(), text.end(), wanted.begin(), wanted.end(), IsSameWithoutCase);
+  if (found == text.end() && !wanted.empty()) return -1;
+  return static_cast<long long>(start) + (found - text.begin());
 }
 
 int TypV2Utils::ExtractSmallValueFromXMLLight(const char* xml, const char* tag, unsigned long long n,
