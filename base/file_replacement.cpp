@@ -11,7 +11,7 @@
 namespace kestrune {
 namespace {
 
-constexpr int kMostNames = 1000;  // tried, where killed processes left theirs behind
+constexpr int kMostNamesTried = 1000;  // tried, where killed processes left theirs behind
 
 bool HasOwner(int fd, const struct stat& wanted) {
   struct stat found;
@@ -47,7 +47,7 @@ bool FileReplacement::FindFolder(const char* path) {
 bool FileReplacement::MakeFile() {
   constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL;
   constexpr mode_t kOwnerAlone = 0600;
-  for (int number = 0; number < kMostNames; ++number) {
+  for (int number = 0; number < kMostNamesTried; ++number) {
     std::snprintf(temporary_.data(), temporary_.size(), ".kestrune-%ld-%d", static_cast<long>(::getpid()),
                   number);
     file_ = OpenDescriptor(temporary_.data(), kFlags, kOwnerAlone, folder_.get());

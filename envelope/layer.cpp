@@ -15,7 +15,7 @@ namespace kestrune {
 namespace {
 
 constexpr std::size_t kRecordHeadBytes = 24;
-constexpr unsigned long long kMostBytes = std::numeric_limits<unsigned long long>::max();
+constexpr unsigned long long kLargestCount = std::numeric_limits<unsigned long long>::max();
 
 }  // namespace
 
@@ -31,7 +31,7 @@ Result Layer::Flatten(const TypV2BlockCell& tree, std::size_t xml_room) {
   const unsigned long long tree_bytes = tree.GetDataLen();
   const std::size_t front = xml_room == 0 ? 0 : kRecordHeadBytes + xml_room;
   const std::size_t trailers = xml_room == 0 ? kSha512Bytes : 2 * kSha512Bytes;
-  if (tree_bytes > kMostBytes - front - trailers || !memory_.Allocate(front + tree_bytes + trailers)) {
+  if (tree_bytes > kLargestCount - front - trailers || !memory_.Allocate(front + tree_bytes + trailers)) {
     return kNoObject;
   }
   return Write(tree, front, tree_bytes);

@@ -19,8 +19,8 @@ using SignatureXml = std::array<char, kSignatureXmlBytes>;
 inline Result Sign(TypApiV2Signature* signer, const unsigned char* data, unsigned long long length,
                    char* xml) {
   constexpr long kDigestMode = 1;
-  constexpr unsigned long long kMost = std::numeric_limits<std::uint32_t>::max();
-  return signer->GetSignatureXMLLight(data, static_cast<std::uint32_t>(std::min(length, kMost)), xml,
+  constexpr unsigned long long kLargestLength = std::numeric_limits<std::uint32_t>::max();
+  return signer->GetSignatureXMLLight(data, static_cast<std::uint32_t>(std::min(length, kLargestLength)), xml,
                                       kDigestMode);
 }
 

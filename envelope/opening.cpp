@@ -22,7 +22,7 @@ using namespace kestrune;
 
 namespace {
 
-constexpr unsigned long long kMostBytes = 1000000000;
+constexpr unsigned long long kMostBytesToDecipher = 1'000'000'000;
 constexpr std::size_t kSignBytes = 16384;
 constexpr unsigned long long kFirst = 1;  // occurrence of an element
 constexpr unsigned long long kFromStart = 0;
@@ -32,7 +32,7 @@ static_assert(kSignerNameBytes == TypApiV2SignatureVerify::kNameOutputBytes);
 Result CheckDecipherInput(const unsigned char* input, unsigned long long length) {
   if (input == nullptr) return envelope::kNoInput;
   if (length == 0) return argument::kEmptyInput;
-  if (length > kMostBytes) return envelope::kTooLongToDecipher;
+  if (length > kMostBytesToDecipher) return envelope::kTooLongToDecipher;
   return kOk;
 }
 

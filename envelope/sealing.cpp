@@ -26,7 +26,7 @@ namespace {
 
 constexpr std::size_t kHexPasswordCharacters = 64;
 constexpr std::size_t kNameLimit = 41;
-constexpr int kMostAttempts = 3;
+constexpr int kMostSealings = 3;
 
 std::size_t Length(const char* text) {
   return text == nullptr ? 0 : std::strlen(text);
@@ -89,7 +89,7 @@ class kestrune::Sealing {
 
   // Key files have their year in their names, and each step asks the clock for itself.
   Result Run(unsigned char** block, unsigned long long* length, char* identifier) {
-    for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    for (int attempt = 0; attempt < kMostSealings; ++attempt) {
       const int year = LocalCalendar().tm_year;
       CBuffer transport;
       const Result rc = SealLayers(&transport);

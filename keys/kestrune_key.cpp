@@ -16,20 +16,20 @@ using namespace kestrune;
 
 namespace {
 
-using Bytes64 = unsigned long long;
+using Count = unsigned long long;
 
-constexpr Bytes64 kMost = std::numeric_limits<Bytes64>::max();
-constexpr Bytes64 kHeaderBytes = sizeof(TypV2KeyHeader);
-constexpr Bytes64 kChunkBytes = 4096;              // of the pads, each enciphered by itself
-constexpr Bytes64 kPieceBytes = 64 * kChunkBytes;  // deciphered while the processor still holds what it read
-constexpr Bytes64 kOneTimePasswordBytes = 32;
-constexpr Bytes64 kLeastRestOfPad = 8;  // the offset may not be set nearer to the end of the first pad
+constexpr Count kLargestCount = std::numeric_limits<Count>::max();
+constexpr Count kHeaderBytes = sizeof(TypV2KeyHeader);
+constexpr Count kChunkBytes = 4096;              // of the pads, each enciphered by itself
+constexpr Count kPieceBytes = 64 * kChunkBytes;  // deciphered while the processor still holds what it read
+constexpr Count kOneTimePasswordBytes = 32;
+constexpr Count kLeastRestOfPad = 8;  // the offset may not be set nearer to the end of the first pad
 constexpr std::size_t kDigestedHeaderBytes = 112;  // everything before the offsets
 constexpr std::size_t kDigestedIvBytes = 16384;
 constexpr unsigned char kKeyMark = 0x20;
 constexpr long kWithYear = 1;
 
-Bytes64 RoundDown(Bytes64 position) {
+Count RoundDown(Count position) {
   return position / kChunkBytes * kChunkBytes;
 }
 
@@ -38,14 +38,14 @@ Owned<TypV2AES> NewAes() {
 }
 
 // How often reading starts again at 0 when `bytes` bytes are read from `page` on.
-Bytes64 Cycles(Bytes64 pad, Bytes64 page, Bytes64 bytes) {
-  const Bytes64 rest = pad - page;
+Count Cycles(Count pad, Count page, Count bytes) {
+  const Count rest = pad - page;
   return bytes < rest ? 0 : 1 + (bytes - rest) / pad;
 }
 
 // Where a hand-out of `length` bytes from `offset` on leaves the pad.
-Bytes64 Advance(Bytes64 pad, Bytes64 offset, Bytes64 length) {
-  const Bytes64 rest = pad - offset;
+Count Advance(Count pad, Count offset, Count length) {
+  const Count rest = pad - offset;
   return length < rest ? offset + length : (length - rest) % pad;
 }
 
@@ -72,7 +72,7 @@ Result TypV2KestruneKey::Open(const char* name, long with_year, const char* fold
   if (const Result rc = utils_.Init(); rc != kOk) return rc;
 
   if (!IsShorterThan(hex_password, 2 * kKeyBufferBytes + 1)) return key::kCheckFailed;
-  Bytes64 key_length = 0;
+  Count key_length = 0;
   key_.Wipe();
   utils_->DeHexadecimalise(hex_password, key_.data(), &key_length);
 
@@ -92,7 +92,7 @@ Result TypV2KestruneKey::OpenFile(const char* name, long with_year, const char* 
   if (const Result rc = file_->SetFileName(path.c_str()); rc != kOk) return rc;
   if (open_mode_ > kCreateOrEmpty) return key::kMode;
   if (const Result rc = file_->OpenDF(static_cast<int>(open_mode_)); rc != kOk) return rc;
-  Bytes64 length = 0;
+  Count length = 0;
   return file_->GetLength(&length);
 }
 
@@ -115,7 +115,7 @@ void TypV2KestruneKey::Release() {
 
 int TypV2KestruneKey::SetOffsetOTPChiffrement(unsigned long long offset) {
   if (!file_) return kNoObject;
-  const Bytes64 pad = header_.TailleOTPChiffrement;
+  const Count pad = header_.TailleOTPChiffrement;
   if (pad < kLeastRestOfPad || offset > pad - kLeastRestOfPad) return key::kOffset;
   header_.OffsetOTPChiffrement = offset;
   return kOk;
@@ -132,15 +132,15 @@ int TypV2KestruneKey::GetLineaKey(unsigned char** out, unsigned long long length
   *out = nullptr;
   *offset_out = header_.OffsetOTPChiffrement;
   if (!file_) return kNoObject;
-  const Bytes64 pad = header_.TailleOTPChiffrement;
-  const Bytes64 offset = header_.OffsetOTPChiffrement;
+  const Count pad = header_.TailleOTPChiffrement;
+  const Count offset = header_.OffsetOTPChiffrement;
   if (offset >= pad) return key::kOffset;
-  if (length > kMost - 2 * kChunkBytes) return kNoObject;
+  if (length > kLargestCount - 2 * kChunkBytes) return kNoObject;
 
   // Counted as read: whole chunks, and one more from an offset inside a chunk. Deliberate: so a cycle may be
   // counted by a hand-out that ends before the end of the pad.
-  const Bytes64 page = RoundDown(offset);
-  const Bytes64 counted = RoundDown(length + kChunkBytes - 1) + (offset == page ? 0 : kChunkBytes);
+  const Count page = RoundDown(offset);
+  const Count counted = RoundDown(length + kChunkBytes - 1) + (offset == page ? 0 : kChunkBytes);
   SecretCBuffer run;
   if (!run.AllocateUncleared(counted)) return kNoObject;
   if (const Result rc = ReadRun(run.data(), length, counted); rc != kOk) return rc;
@@ -159,17 +159,17 @@ int TypV2KestruneKey::GetLineaKey(unsigned char** out, unsigned long long length
 // Reads the chunks of the first pad that hold the next `length` bytes, these at `to`, but never more than `room`
 // bytes: behind the odd end of a pad that is no multiple of 4096, whole chunks may not fit any more.
 Result TypV2KestruneKey::ReadRun(unsigned char* to, unsigned long long length, unsigned long long room) {
-  const Bytes64 pad = header_.TailleOTPChiffrement;
-  Bytes64 page = RoundDown(header_.OffsetOTPChiffrement);
-  Bytes64 skip = header_.OffsetOTPChiffrement - page;  // bytes of the next piece that are not wanted
-  Bytes64 wanted = length;
+  const Count pad = header_.TailleOTPChiffrement;
+  Count page = RoundDown(header_.OffsetOTPChiffrement);
+  Count skip = header_.OffsetOTPChiffrement - page;  // bytes of the next piece that are not wanted
+  Count wanted = length;
   while (wanted > 0) {
-    Bytes64 bytes = std::min({RoundDown(skip + wanted + kChunkBytes - 1), pad - page, kPieceBytes, room});
+    Count bytes = std::min({RoundDown(skip + wanted + kChunkBytes - 1), pad - page, kPieceBytes, room});
     if (skip > 0) {
       // A chunk that is entered in its middle is read apart, so that all the others land in their place.
       bytes = std::min(bytes, kChunkBytes);
       SecretArray<kChunkBytes> chunk;
-      const Bytes64 needed = std::min(bytes, skip + wanted);
+      const Count needed = std::min(bytes, skip + wanted);
       if (const Result rc = ReadPad(page, chunk.data(), bytes, needed); rc != kOk) return rc;
       std::memcpy(to, chunk.data() + skip, bytes - skip);
     } else if (const Result rc = ReadPad(page, to, bytes, std::min(bytes, wanted)); rc != kOk) {
@@ -187,10 +187,10 @@ Result TypV2KestruneKey::ReadRun(unsigned char* to, unsigned long long length, u
 int TypV2KestruneKey::GetOTPassword(unsigned char* out, unsigned long long* offset_out) {
   *offset_out = header_.OffsetOTPassword;
   if (!file_) return kNoObject;
-  const Bytes64 offset = header_.OffsetOTPassword;
-  const Bytes64 page = RoundDown(offset);
+  const Count offset = header_.OffsetOTPassword;
+  const Count page = RoundDown(offset);
   if (offset >= header_.TailleOTPassword || offset - page > kChunkBytes - kOneTimePasswordBytes ||
-      page > kMost - header_.TailleOTPChiffrement) {
+      page > kLargestCount - header_.TailleOTPChiffrement) {
     return key::kOffset;
   }
   SecretCBuffer chunk;
@@ -211,10 +211,10 @@ int TypV2KestruneKey::GetOTPassword(unsigned char* out, unsigned long long* offs
 // file. The first `needed` bytes are handed out, so the file must hold them.
 Result TypV2KestruneKey::ReadPad(unsigned long long first_byte, unsigned char* to, unsigned long long bytes,
                                  unsigned long long needed) {
-  const Bytes64 first_chunk = first_byte / kChunkBytes;
+  const Count first_chunk = first_byte / kChunkBytes;
   if (!HasIvs(first_chunk, bytes / kChunkBytes)) return key::kOffset;
-  const Bytes64 pads = kHeaderBytes + iv_area_.size();
-  if (first_byte > kMost - pads || file_->SetFilePos(pads + first_byte) != kOk) return file::kRead;
+  const Count pads = kHeaderBytes + iv_area_.size();
+  if (first_byte > kLargestCount - pads || file_->SetFilePos(pads + first_byte) != kOk) return file::kRead;
   if (file_->Read(to, bytes) != kOk) {
     if (const Result rc = ReadHeld(pads + first_byte, to, bytes, needed); rc != kOk) return rc;
   }
@@ -226,9 +226,9 @@ Result TypV2KestruneKey::ReadPad(unsigned long long first_byte, unsigned char* t
 // zeros repeats every 16 bytes.
 Result TypV2KestruneKey::ReadHeld(unsigned long long position, unsigned char* to, unsigned long long bytes,
                                   unsigned long long needed) {
-  Bytes64 end = 0;
+  Count end = 0;
   if (file_->GetLength(&end) != kOk || end < position) return file::kRead;
-  const Bytes64 held = std::min(bytes, end - position);
+  const Count held = std::min(bytes, end - position);
   if (held < std::min(bytes, (needed + kAesBlockBytes - 1) / kAesBlockBytes * kAesBlockBytes)) {
     return file::kRead;
   }
@@ -257,9 +257,9 @@ int TypV2KestruneKey::WriteHeader() {
 int TypV2KestruneKey::LoadAndDecryptIV() {
   if (!file_) return kNoObject;
   iv_area_.Clear();
-  Bytes64 file_bytes = 0;
+  Count file_bytes = 0;
   if (const Result rc = file_->GetLength(&file_bytes); rc != kOk) return rc;
-  const Bytes64 iv_bytes = key_utils_->GetTailleIV(header_.TailleOTPChiffrement, header_.TailleOTPassword);
+  const Count iv_bytes = key_utils_->GetTailleIV(header_.TailleOTPChiffrement, header_.TailleOTPassword);
   // Compared before anything is allocated: the lengths in a header may be anything.
   if (file_bytes < kHeaderBytes || iv_bytes > file_bytes - kHeaderBytes) return file::kRead;
   if (!iv_area_.AllocateUncleared(iv_bytes)) return kNoObject;
@@ -290,7 +290,7 @@ int TypV2KestruneKey::DecryptageIV() {
 }
 
 bool TypV2KestruneKey::HasIvs(unsigned long long first_chunk, unsigned long long chunk_count) const {
-  const Bytes64 ivs = iv_area_.size() / kAesBlockBytes;
+  const Count ivs = iv_area_.size() / kAesBlockBytes;
   return first_chunk <= ivs && chunk_count <= ivs - first_chunk;
 }
 

@@ -13,10 +13,11 @@ using namespace kestrune;
 
 namespace {
 
-using Bytes64 = unsigned long long;
+using Count = unsigned long long;
 
-constexpr Bytes64 kPadStart = 4608;
-constexpr Bytes64 kSpareBytes = 10000;  // zeros behind a run that is handed out
+constexpr Count kLargestCount = std::numeric_limits<Count>::max();
+constexpr Count kPadStart = 4608;
+constexpr Count kSpareBytes = 10000;  // zeros behind a run that is handed out
 
 }  // namespace
 
@@ -50,7 +51,7 @@ Result TypV2MasterKey::Open(const char* folder, const char* name) {
   if (file_->Exists() != kOk) return file::kMissing;
   if (open_mode_ > kCreateOrEmpty) return key::kMode;
   if (const Result rc = file_->OpenDF(static_cast<int>(open_mode_)); rc != kOk) return rc;
-  Bytes64 length = 0;
+  Count length = 0;
   if (const Result rc = file_->GetLength(&length); rc != kOk) return rc;
   return LoadHeader();
 }
@@ -82,8 +83,7 @@ int TypV2MasterKey::GetLineaKey(unsigned char** out, unsigned long long length,
   *offset_out = 0;
   if (!file_) return kNoObject;
   SecretCBuffer run;
-  if (length > std::numeric_limits<Bytes64>::max() - kSpareBytes ||
-      !run.AllocateUncleared(length + kSpareBytes)) {
+  if (length > kLargestCount - kSpareBytes || !run.AllocateUncleared(length + kSpareBytes)) {
     return kNoObject;
   }
   std::memset(run.data() + length, 0, kSpareBytes);
@@ -108,17 +108,17 @@ int TypV2MasterKey::GetLineaKey(unsigned char** out, unsigned long long length,
 // Reads the next `length` bytes and moves on. Deliberate: neither a position that cannot be reached nor a
 // read that fails ends the loop, and the status is that of the last read.
 Result TypV2MasterKey::ReadRun(unsigned char* to, unsigned long long length) {
-  const Bytes64 pad = header_.TailleOTPChiffrement;
+  const Count pad = header_.TailleOTPChiffrement;
   if (pad == 0 && length > 0) {
     std::memset(to, 0, length);
     return key::kOffset;
   }
   Result rc = kOk;
-  Bytes64 got = 0;
+  Count got = 0;
   while (got < length) {
-    const Bytes64 offset = header_.OffsetOTPChiffrement;
-    const Bytes64 rest = offset > pad ? length - got : pad - offset;
-    const Bytes64 bytes = std::min(rest, length - got);
+    const Count offset = header_.OffsetOTPChiffrement;
+    const Count rest = offset > pad ? length - got : pad - offset;
+    const Count bytes = std::min(rest, length - got);
     rc = ReadPiece(offset, to + got, bytes);
     got += bytes;
     if (offset > pad || bytes == pad - offset) {

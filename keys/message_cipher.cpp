@@ -22,28 +22,28 @@ using namespace kestrune;
 
 namespace {
 
-using Bytes64 = unsigned long long;
+using Count = unsigned long long;
 
-constexpr Bytes64 kMost = std::numeric_limits<Bytes64>::max();
-constexpr Bytes64 kPasswordOffsetAt = 0;
-constexpr Bytes64 kRunOffsetAt = 8;
-constexpr Bytes64 kMasterOffsetAt = 16;
-constexpr Bytes64 kHeadBytes = 24;
-constexpr Bytes64 kEncipheredFrom = kRunOffsetAt;
-constexpr Bytes64 kSpareBytes = 10000;  // zeros behind an opened body
-constexpr Bytes64 kRandomStringsMost = 58 + 48;
+constexpr Count kLargestCount = std::numeric_limits<Count>::max();
+constexpr Count kPasswordOffsetAt = 0;
+constexpr Count kRunOffsetAt = 8;
+constexpr Count kMasterOffsetAt = 16;
+constexpr Count kHeadBytes = 24;
+constexpr Count kEncipheredFrom = kRunOffsetAt;
+constexpr Count kSpareBytes = 10000;  // zeros behind an opened body
+constexpr Count kLongestRandomStrings = 58 + 48;
 constexpr std::size_t kLongestR1 = 58;
 constexpr std::size_t kLongestR2 = 48;
 constexpr std::size_t kLongestStatedR1 = 255;  // what a foreign body may state
 constexpr std::size_t kOneTimePasswordBytes = 32;
 constexpr int kMostDraws = 100;
 
-void StoreBigEndian(unsigned char* bytes, Bytes64 value) {
+void StoreBigEndian(unsigned char* bytes, Count value) {
   for (int i = 7; i >= 0; --i, value >>= 8) bytes[i] = static_cast<unsigned char>(value);
 }
 
-Bytes64 LoadBigEndian(const unsigned char* bytes) {
-  Bytes64 value = 0;
+Count LoadBigEndian(const unsigned char* bytes) {
+  Count value = 0;
   for (int i = 0; i < 8; ++i) value = value << 8 | bytes[i];
   return value;
 }
@@ -58,7 +58,7 @@ char RandomNonZeroByte() {
 
 // Receives a run of a key: the buffer is ours whatever the status is.
 template <class Key>
-Result TakeRun(Key& key, Bytes64 length, SecretCBuffer* run, Bytes64* offset) {
+Result TakeRun(Key& key, Count length, SecretCBuffer* run, Count* offset) {
   unsigned char* bytes = nullptr;
   const Result rc = key->GetLineaKey(&bytes, length, offset);
   run->Adopt(bytes, length);
@@ -67,24 +67,24 @@ Result TakeRun(Key& key, Bytes64 length, SecretCBuffer* run, Bytes64* offset) {
 
 // Deciphers a body behind its first 8 bytes into `copy`. What AES does not take (all of it when it refuses,
 // the part beyond its 32-bit count) stays as it was.
-void Decipher(TypV2AES& aes, const unsigned char* body, Bytes64 length,
-              const unsigned char* one_time_password, unsigned char* copy) {
+void Decipher(TypV2AES& aes, const unsigned char* body, Count length, const unsigned char* one_time_password,
+              unsigned char* copy) {
   std::array<unsigned char, kAesBlockBytes> iv;
   (void)aes.zeroiv(iv.data());
-  const Bytes64 count = length - kEncipheredFrom;
+  const Count count = length - kEncipheredFrom;
   const bool taken = aes.decrypter(body + kEncipheredFrom, static_cast<long long>(count), iv.data(),
                                    one_time_password, copy + kEncipheredFrom) == kOk;
-  const Bytes64 done = kEncipheredFrom + (taken ? static_cast<std::uint32_t>(count) : 0);
+  const Count done = kEncipheredFrom + (taken ? static_cast<std::uint32_t>(count) : 0);
   std::memcpy(copy + done, body + done, length - done);
 }
 
 // Takes the masks off a deciphered body, in its own buffer, which then begins with the clear text and holds
 // zeros behind it. `personal` and `master` are the two runs. The three malformed codes, or kOk and the
 // length.
-Result Unmask(SecretCBuffer& body, Bytes64 length, const unsigned char* personal, const unsigned char* master,
-              Bytes64* clear_length) {
+Result Unmask(SecretCBuffer& body, Count length, const unsigned char* personal, const unsigned char* master,
+              Count* clear_length) {
   unsigned char* const bytes = body.data();
-  const auto clear = [&](Bytes64 i) {
+  const auto clear = [&](Count i) {
     return static_cast<unsigned char>(bytes[i] ^ personal[i] ^ master[i - kHeadBytes]);
   };
   const std::int64_t r1_length = clear(kHeadBytes);
@@ -97,10 +97,10 @@ Result Unmask(SecretCBuffer& body, Bytes64 length, const unsigned char* personal
 
   // From here on the body is known to hold all of R1 and a byte behind it.
   SecretArray<kLongestStatedR1> r1;
-  for (Bytes64 i = 0; i < static_cast<Bytes64>(r1_length); ++i) r1.data()[i] = clear(kHeadBytes + i);
+  for (Count i = 0; i < static_cast<Count>(r1_length); ++i) r1.data()[i] = clear(kHeadBytes + i);
   const CyclingMask mask(r1.data(), static_cast<std::size_t>(r1_length));
-  const auto from = static_cast<Bytes64>(start);
-  *clear_length = static_cast<Bytes64>(end - start) + 1;
+  const auto from = static_cast<Count>(start);
+  *clear_length = static_cast<Count>(end - start) + 1;
   mask.Apply(bytes, bytes + from, personal + from, master + from - kHeadBytes, *clear_length);
   wipe(bytes + *clear_length, body.size() - *clear_length);
   return kOk;
@@ -174,16 +174,16 @@ Result TypKestruneV2::Seal(const unsigned char* in, unsigned long long length, S
   Owned<TypV2MasterKey> master(creator_->newTypV2MasterKey());
   if (const Result rc = master.Init(creator_, folder_.data(), nullptr, kUpdateExisting); rc != kOk) return rc;
 
-  if (length > kMost - kHeadBytes - kRandomStringsMost - kSpareBytes) return kNoObject;
+  if (length > kLargestCount - kHeadBytes - kLongestRandomStrings - kSpareBytes) return kNoObject;
   SecretArray<kLongestR1> r1;
   SecretArray<kLongestR2> r2;
-  const auto r1_length = static_cast<Bytes64>(loadRNstring(r1.text()));
-  const Bytes64 r2_length = kLongestR2 - (r1_length + kAesBlockBytes + length) % kAesBlockBytes;
+  const auto r1_length = static_cast<Count>(loadRNstring(r1.text()));
+  const Count r2_length = kLongestR2 - (r1_length + kAesBlockBytes + length) % kAesBlockBytes;
   loadRN2string(r2_length, r2.text());
-  const Bytes64 total = kHeadBytes + r1_length + length + r2_length;
+  const Count total = kHeadBytes + r1_length + length + r2_length;
 
   SecretCBuffer master_run;
-  Bytes64 master_offset = 0;
+  Count master_offset = 0;
   if (const Result rc = TakeRun(master, total - kHeadBytes, &master_run, &master_offset); rc != kOk)
     return rc;
 
@@ -194,13 +194,13 @@ Result TypKestruneV2::Seal(const unsigned char* in, unsigned long long length, S
     return rc;
   }
   SecretArray<kOneTimePasswordBytes> one_time_password;
-  Bytes64 password_offset = 0;
+  Count password_offset = 0;
   if (const Result rc = personal->GetOTPassword(one_time_password.data(), &password_offset); rc != kOk) {
     return rc;
   }
   // The personal run becomes the sealed body.
   SecretCBuffer sealed;
-  Bytes64 run_offset = 0;
+  Count run_offset = 0;
   if (const Result rc = TakeRun(personal, total, &sealed, &run_offset); rc != kOk) return rc;
 
   unsigned char* const bytes = sealed.data();
@@ -211,7 +211,7 @@ Result TypKestruneV2::Seal(const unsigned char* in, unsigned long long length, S
   const unsigned char* const mask = master_run.data();
   XorInto(body, mask, r1.data(), r1_length);
   CyclingMask(r1.data(), r1_length).Apply(body + r1_length, body + r1_length, mask + r1_length, in, length);
-  const Bytes64 tail = r1_length + length;
+  const Count tail = r1_length + length;
   XorInto(body + tail, mask + tail, r2.data(), r2_length);
 
   std::array<unsigned char, kAesBlockBytes> iv;
@@ -231,7 +231,7 @@ int TypKestruneV2::Low_decrypter(const unsigned char* in, unsigned long long len
   if (key_file_name == nullptr) return cipher::kKeyName;
   if (hex_password == nullptr) return cipher::kPassword;
   SecretCBuffer body;
-  Bytes64 body_length = 0;
+  Count body_length = 0;
   const Result rc = Open(in, length, key_file_name, hex_password, &body, &body_length);
   // Whatever was opened, taken or deciphered is gone by now: what follows may last, so the password goes too.
   if (IsMalformed(rc)) {
@@ -249,7 +249,7 @@ Result TypKestruneV2::Open(const unsigned char* in, unsigned long long length, c
   if (!utils_) return kNoObject;
   // The copy that is deciphered becomes the clear body; it has the room behind it from the start.
   SecretCBuffer copy;
-  if (length > kMost - kSpareBytes || !copy.AllocateUncleared(length + kSpareBytes)) return kNoObject;
+  if (length > kLargestCount - kSpareBytes || !copy.AllocateUncleared(length + kSpareBytes)) return kNoObject;
   Owned<TypV2AES> aes(creator_->newTypV2AES());
   if (const Result rc = aes.Init(creator_); rc != kOk) return rc;
   char year[4] = {};
@@ -272,7 +272,7 @@ Result TypKestruneV2::Open(const unsigned char* in, unsigned long long length, c
 
   // Deliberate: a one-time password that cannot be had shows only as a wrong result (zeros stand in for it).
   SecretArray<kOneTimePasswordBytes> one_time_password;
-  Bytes64 offset = 0;
+  Count offset = 0;
   // Lack of memory is no fault of the body: it must not look like one, and above all not sleep like one.
   (void)personal->SetOffsetOTPassword(LoadBigEndian(in + kPasswordOffsetAt));
   if (personal->GetOTPassword(one_time_password.data(), &offset) == kNoObject) return kNoObject;

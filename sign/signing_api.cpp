@@ -17,7 +17,7 @@ using namespace kestrune;
 
 namespace {
 
-constexpr std::size_t kMostCounted = std::numeric_limits<std::uint32_t>::max();
+constexpr std::size_t kLargestLength = std::numeric_limits<std::uint32_t>::max();
 
 }  // namespace
 
@@ -39,7 +39,7 @@ int Api2GetSignatureXMLLight(const char* data, const char* keyName, char* passwo
     if (data == nullptr) return argument::kNoInput;
     if (out == nullptr) return argument::kNoOutput;
     // What no 32 bits hold is too long for every key: it must not be signed by its low bits.
-    const auto length = static_cast<std::uint32_t>(std::min(std::strlen(data), kMostCounted));
+    const auto length = static_cast<std::uint32_t>(std::min(std::strlen(data), kLargestLength));
     return signer->GetSignatureXMLLight(reinterpret_cast<const unsigned char*>(data), length, out, 0);
   });
 }
