@@ -156,7 +156,7 @@ class KESTRUNE_API TypV2CryptoInterface : public kestrune::LibraryObject<TypV2Cr
   virtual int LoadRedFromUncryptedVertFlat(const unsigned char* kest, unsigned long long length,
                                            TypV2BlockCell** red);
 
-  // ---- Routing XML and message identifiers (routing.cpp) ----
+  // ---- Routing XML and message identifiers (routing_xml.cpp) ----
 
   // Composes a routing XML. Values stand between the tags as they are, nothing is escaped.
   //   key_name          <C>, followed by the year of the personal key

@@ -13,8 +13,8 @@
 #include "crypto/classic.h"
 #include "envelope/crypto_interface.h"
 #include "envelope/handover.h"
-#include "envelope/layer_signature.h"
 #include "envelope/letter.h"
+#include "envelope/signing.h"
 #include "sign/digest.h"
 
 using namespace kestrune;

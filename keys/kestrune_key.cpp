@@ -10,7 +10,7 @@
 #include "core/result.h"
 #include "crypto/classic.h"
 #include "keys/aes.h"
-#include "keys/header_file.h"
+#include "keys/key_header_file.h"
 
 using namespace kestrune;
 

@@ -7,7 +7,7 @@
 
 #include "core/instance_creator.h"
 #include "core/result.h"
-#include "keys/header_file.h"
+#include "keys/key_header_file.h"
 
 using namespace kestrune;
 

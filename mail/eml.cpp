@@ -7,7 +7,7 @@
 #include "core/entry_point.h"
 #include "core/owned.h"
 #include "mail/block_visit.h"
-#include "mail/text_forms.h"
+#include "mail/text_rewriting.h"
 
 namespace kestrune::mail {
 

@@ -11,7 +11,7 @@
 #include "crypto/classic.h"
 #include "mail/block_visit.h"
 #include "mail/eml.h"
-#include "mail/text_forms.h"
+#include "mail/text_rewriting.h"
 
 namespace kestrune::mail {
 

@@ -8,7 +8,7 @@
 #include "core/owned.h"
 #include "kestrune_settings.h"
 #include "mail/eml.h"
-#include "mail/text_forms.h"
+#include "mail/text_rewriting.h"
 
 namespace kestrune::mail {
 

@@ -10,7 +10,7 @@
 #include "core/random.h"
 #include "core/result.h"
 #include "core/utils.h"
-#include "mail/text_forms.h"
+#include "mail/text_rewriting.h"
 
 using namespace kestrune;
 using mail::TextBuffer;

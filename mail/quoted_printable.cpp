@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "mail/text_forms.h"
+#include "mail/text_rewriting.h"
 
 namespace kestrune::mail {
 

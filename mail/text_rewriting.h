@@ -2,8 +2,8 @@
 // text that grows with it. The functions of mail_text.h and kestrune/kestrune.h are these behind bare pointers.
 //
 // `text` must not lie in `*out`. Without memory std::bad_alloc is thrown.
-#ifndef KESTRUNE_MAIL_TEXT_FORMS_H
-#define KESTRUNE_MAIL_TEXT_FORMS_H
+#ifndef KESTRUNE_MAIL_TEXT_REWRITING_H
+#define KESTRUNE_MAIL_TEXT_REWRITING_H
 
 #include <string_view>
 

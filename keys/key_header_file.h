@@ -1,6 +1,6 @@
 // The header of a key file, between the file and the object that holds it in host order.
-#ifndef KESTRUNE_KEYS_HEADER_FILE_H
-#define KESTRUNE_KEYS_HEADER_FILE_H
+#ifndef KESTRUNE_KEYS_KEY_HEADER_FILE_H
+#define KESTRUNE_KEYS_KEY_HEADER_FILE_H
 
 #include "core/file_ref.h"
 #include "core/key_header.h"

@@ -1,6 +1,6 @@
 // What the sources of sealing share: texts of their fixed sizes, and signing.
-#ifndef KESTRUNE_ENVELOPE_LAYER_SIGNATURE_H
-#define KESTRUNE_ENVELOPE_LAYER_SIGNATURE_H
+#ifndef KESTRUNE_ENVELOPE_SIGNING_H
+#define KESTRUNE_ENVELOPE_SIGNING_H
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "mail/text_forms.h"
+#include "mail/text_rewriting.h"
 
 #include <algorithm>
 #include <cstring>
