@@ -10,7 +10,6 @@ using namespace kestrune;
 
 namespace {
 
-constexpr std::size_t kHexPasswordBytes = 65;
 constexpr std::size_t kTerminatorBytes = 1;
 constexpr unsigned long long kExportBytesPerGreenByte = 2;
 constexpr unsigned long long kExportSpareBytes = 4096;
@@ -102,7 +101,7 @@ long Api2DecrypterGrisMem(const unsigned char* grey, unsigned long long length, 
     {
       GreyContents contents;
       if (rc == kOk) rc = TakeApart(&call, utils.get(), grey, length, &contents);
-      SecretArray<kHexPasswordBytes> hex_password;
+      SecretArray<limits::kHexPassword + 1> hex_password;
       (void)BuildHexPassword(reinterpret_cast<const unsigned char*>(password), hex_password.data());
       if (rc == kOk) rc = Decipher(&call, contents, hex_password.text(), &tree);
       if (rc == kOk) green_length = contents.data->GetDataForkLen();

@@ -14,8 +14,6 @@ using namespace kestrune;
 
 namespace {
 
-constexpr std::size_t kPasswordLimit = 65;
-constexpr std::size_t kHexPasswordBytes = 65;
 constexpr std::size_t kTerminatorBytes = 1;
 
 using Identifier = std::array<char, kMessageIdentifierBytes>;
@@ -64,9 +62,10 @@ Result Check(const Letter& letter, const char* password, const char* folder, con
   for (const char* required : {letter.text, letter.attachments, letter.key_name, letter.sender, password}) {
     if (required == nullptr) return argument::kNoInput;
   }
-  if (!IsShorterThan(password, kPasswordLimit)) return message::kPasswordTooLong;
+  if (!IsShorterThan(password, limits::kPasswordOfMessage + 1)) return message::kPasswordTooLong;
   // Deliberate: another code than for the password before. A missing one is refused by the sealing.
-  if (letter.signing_password != nullptr && !IsShorterThan(letter.signing_password, kPasswordLimit))
+  if (letter.signing_password != nullptr &&
+      !IsShorterThan(letter.signing_password, limits::kPasswordOfMessage + 1))
     return argument::kNoInput;
   if (folder == nullptr) return argument::kNoInput;
   for (const char* required : {letter.to, letter.cc, letter.bcc, letter.reply_to}) {
@@ -149,7 +148,7 @@ long Api2CrypterMem(const char* text, const char* attachmentFiles, const char* u
   return EntryPoint([&]() -> long {
     MessageCall call;
     if (const Result rc = call.Init(folder); rc != kOk) return rc;
-    SecretArray<kHexPasswordBytes> hex_password;
+    SecretArray<limits::kHexPassword + 1> hex_password;
     // Deliberate: a password that gives no key is found by the sealing.
     (void)BuildHexPassword(reinterpret_cast<const unsigned char*>(password), hex_password.data());
     letter.hex_password = hex_password.text();

@@ -61,8 +61,7 @@ int TypV2FileRef::OSToPrivateError(std::int16_t status) {
 }
 
 void TypV2FileRef::GetFileNameWithoutPath(char* name) {
-  constexpr std::size_t kPathBytes = 256;
-  char path[kPathBytes] = {};
+  char path[limits::kPath + 1] = {};
   char separator = 0;
   GetFullPathFilename(path);
   GetPathSeperator(&separator);

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "base/export.h"
+#include "core/limits.h"
 #include "core/object.h"
 
 namespace kestrune {
@@ -108,15 +109,13 @@ class KESTRUNE_API TypV2FileRefUnix : public TypV2FileRef {
   void GetPathSeperator(char* separator) override;
 
  private:
-  static constexpr std::size_t kPathBytes = 256;
-
   bool is_open() const;
   int OpenForUpdate();
   int CreateOrEmpty();
   int Adopt(int fd, const char* stream_mode);
 
   std::FILE* stream_ = nullptr;
-  char path_[kPathBytes] = {};
+  char path_[kestrune::limits::kPath + 1] = {};
   std::int16_t open_flag_ = 0;
   unsigned long long lock_ = 0;  // mode 1: the lock held, and every Write reaches stable storage
 };

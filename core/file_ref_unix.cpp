@@ -171,7 +171,7 @@ int TypV2FileRefUnix::IsOpend() {
 }
 
 int TypV2FileRefUnix::SetFileName(const char* path) {
-  if (!IsShorterThan(path, kPathBytes)) return file::kBadName;
+  if (!IsShorterThan(path, sizeof path_)) return file::kBadName;
   std::strcpy(path_, path);
   return kOk;
 }

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "core/light_xml.h"
+#include "core/limits.h"
 #include "core/owned.h"
 #include "core/result.h"
 #include "core/string_helpers.h"
@@ -21,7 +22,6 @@ namespace {
 constexpr std::size_t kAddressLimit = 256;  // characters of a mail address or domain, terminator counted
 constexpr std::size_t kSuffixCharacters = 3;
 constexpr std::size_t kKeyFileNameLeast = 4;
-constexpr std::size_t kKeyFileNameLimit = 45;
 constexpr unsigned long long kMostOccurrences = 1000;
 constexpr int kCaseDistance = 32;
 
@@ -56,7 +56,7 @@ int CopyAddressPart(const char* address, char* out, bool domain) {
 }  // namespace
 
 int TypV2Utils::ExtractFileSuffix(const char* name, char* out) {
-  if (!IsShorterThan(name, kKeyFileNameLimit)) return utils::kBadFileName;
+  if (!IsShorterThan(name, limits::kKeyFileName + 1)) return utils::kBadFileName;
   const std::size_t length = std::strlen(name);
   if (length < kKeyFileNameLeast) return utils::kBadFileName;
   if (out == nullptr) return argument::kNoOutput;

@@ -24,7 +24,8 @@ int TypV2CryptoInterface::InitCreate(TypV2InstanceCreator* creator, const char* 
   if (creator == nullptr) return envelope::kNoCreator;
   const char* const message_folder = message_key_folder == nullptr ? "" : message_key_folder;
   const char* const signing_folder = signing_key_folder == nullptr ? "" : signing_key_folder;
-  if (!IsShorterThan(message_folder, kFolderLimit) || !IsShorterThan(signing_folder, kFolderLimit)) {
+  if (!IsShorterThan(message_folder, message_key_folder_.size()) ||
+      !IsShorterThan(signing_folder, signing_key_folder_.size())) {
     return envelope::kFolderTooLong;
   }
   CopyText(message_key_folder_, message_folder);

@@ -15,6 +15,7 @@
 #include <cstdint>
 
 #include "base/export.h"
+#include "core/limits.h"
 #include "core/object.h"
 #include "core/owned.h"
 #include "core/utils.h"
@@ -35,8 +36,9 @@ class Sealing;
 inline constexpr std::size_t kMessageIdentifierBytes = 1032;
 inline constexpr std::size_t kSignatureXmlBytes = 2048;   // holds the block of the largest key (8192 bits)
 inline constexpr std::size_t kAttachmentXmlBytes = 4096;  // that, behind a file name of 255 characters
-inline constexpr std::size_t kKeyReferenceBytes = 41;     // NAME.YEAR of a personal key file
-inline constexpr std::size_t kSignerNameBytes = 49;       // NAME.LETTER.YEAR of a signing key
+inline constexpr std::size_t kKeyReferenceBytes =
+    limits::kKeyReference + 1;                                            // NAME.YEAR of a personal key file
+inline constexpr std::size_t kSignerNameBytes = limits::kSignerName + 1;  // NAME.LETTER.YEAR of a signing key
 
 }  // namespace kestrune
 
@@ -252,7 +254,6 @@ class KESTRUNE_API TypV2CryptoInterface : public kestrune::LibraryObject<TypV2Cr
   kestrune::Owned<TypV2Utils>& utils() { return utils_; }
 
  private:
-  static constexpr std::size_t kFolderLimit = 2049;
   friend class kestrune::Sealing;
   struct Transport;
 
@@ -277,8 +278,8 @@ class KESTRUNE_API TypV2CryptoInterface : public kestrune::LibraryObject<TypV2Cr
   std::int64_t session_ = 0;
   TypV2InstanceCreator* creator_ = nullptr;
   kestrune::Owned<TypV2Utils> utils_;
-  std::array<char, kFolderLimit> message_key_folder_{};
-  std::array<char, kFolderLimit> signing_key_folder_{};
+  std::array<char, kestrune::limits::kFolderOfEnvelope + 1> message_key_folder_{};
+  std::array<char, kestrune::limits::kFolderOfEnvelope + 1> signing_key_folder_{};
   kestrune::Handover* handover_ = nullptr;  // while it seals, in the library's own classes
 };
 

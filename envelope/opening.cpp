@@ -126,7 +126,7 @@ int TypV2CryptoInterface::CopyKeyReference(const char* routing, char* key_refere
   if (rc != kOk) return rc;
   std::array<char, kKeyReferenceBytes> found{};
   if (utils_->ExtractSmallValueFromXMLLight(content.text(), "C", kFirst, found.data(), kFromStart,
-                                            kKeyReferenceBytes - 1) != kOk) {
+                                            limits::kKeyReference) != kOk) {
     return envelope::kNoKeyReference;
   }
   std::strcpy(key_reference, found.data());

@@ -23,7 +23,6 @@ namespace {
 
 constexpr char kListSeparator = '|';
 constexpr long long kListCapacity = 100;
-constexpr std::size_t kFileNameBytes = 256;
 constexpr std::size_t kNameBase64Bytes = 766;
 
 using AttachmentXml = std::array<char, kAttachmentXmlBytes>;
@@ -112,7 +111,7 @@ class RedTree {
 
 // <AT><N>FILE NAME IN BASE64</N></AT>, then the signature.
 Result DescribeAttachment(TypV2FileRef* file, const char* signature, char* xml) {
-  std::array<char, kFileNameBytes> name{};
+  std::array<char, limits::kPath + 1> name{};
   file->GetFileNameWithoutPath(name.data());
   std::array<char, kNameBase64Bytes> base64{};
   std::size_t characters = base64.size();

@@ -19,8 +19,6 @@ namespace {
 
 constexpr long kSeparateLists = 0;
 constexpr long kOneList = 1;
-constexpr std::size_t kTimeStampBytes = 40;
-constexpr std::size_t kYearBytes = 12;
 constexpr std::size_t kNumberBytes = 24;
 
 // A list or text that is not given counts as an empty one.

@@ -24,27 +24,25 @@ using namespace kestrune;
 
 namespace {
 
-constexpr std::size_t kHexPasswordCharacters = 64;
-constexpr std::size_t kNameLimit = 41;
 constexpr int kMostSealings = 3;
 
 std::size_t Length(const char* text) {
   return text == nullptr ? 0 : std::strlen(text);
 }
 
-bool IsNameOf(const char* text, std::size_t limit) {
-  return IsShorterThan(text, limit) && *text != 0;
+bool IsKeyName(const char* text) {
+  return IsShorterThan(text, limits::kKeyNameOfLetter + 1) && *text != 0;
 }
 
 // Deliberate: the first four tests stop at the first failure, the others all run and the last failure counts.
 Result CheckLetter(const Letter& letter, bool has_outputs) {
   Result rc = kOk;
-  if (!IsNameOf(letter.key_name, kNameLimit)) {
+  if (!IsKeyName(letter.key_name)) {
     rc = envelope::kKeyName;
-  } else if (!IsShorterThan(letter.hex_password, kHexPasswordCharacters + 1) ||
-             std::strlen(letter.hex_password) != kHexPasswordCharacters) {
+  } else if (!IsShorterThan(letter.hex_password, limits::kHexPassword + 1) ||
+             std::strlen(letter.hex_password) != limits::kHexPassword) {
     rc = envelope::kPassword;
-  } else if (!IsNameOf(letter.sender, kNameLimit)) {
+  } else if (!IsKeyName(letter.sender)) {
     rc = envelope::kSigningKeyName;
   } else if (Length(letter.signing_password) == 0) {
     rc = envelope::kNoSigningPassword;

@@ -86,7 +86,7 @@ Result TypV2KestruneKey::Open(const char* name, long with_year, const char* fold
 
 Result TypV2KestruneKey::OpenFile(const char* name, long with_year, const char* folder) {
   if (name == nullptr || folder == nullptr) return file::kBadName;
-  std::array<char, 12> year{};
+  std::array<char, kYearBytes> year{};
   if (with_year == kWithYear) key_utils_->GetYearKestruneKey(year.data());
   const BoundedPath path{folder, name, with_year == kWithYear ? "." : "", year.data()};
   if (const Result rc = file_->SetFileName(path.c_str()); rc != kOk) return rc;

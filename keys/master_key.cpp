@@ -44,7 +44,7 @@ Result TypV2MasterKey::Open(const char* folder, const char* name) {
   if (const Result rc = file_.Init(); rc != kOk) return rc;
 
   if (folder == nullptr) return file::kBadName;
-  std::array<char, 12> year{};
+  std::array<char, kYearBytes> year{};
   if (name == nullptr) key_utils_->GetYearKestruneKey(year.data());
   const BoundedPath path{folder, name == nullptr ? "Master." : name, year.data()};
   if (const Result rc = file_->SetFileName(path.c_str()); rc != kOk) return rc;

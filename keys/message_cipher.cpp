@@ -116,13 +116,13 @@ int TypKestruneV2::InitCreate(TypV2InstanceCreator* creator, const char* key_nam
                               const char* hex_password) {
   creator_ = creator;
   Result rc = kOk;
-  if (IsShorterThan(key_name, kKeyNameBytes)) {
+  if (IsShorterThan(key_name, key_name_.size())) {
     CopyText(key_name_, key_name);
   } else {
     rc = cipher::kKeyName;
   }
   // The folder is looked at whatever the name was, and its code wins.
-  if (IsShorterThan(folder, kFolderBytes)) {
+  if (IsShorterThan(folder, folder_.size())) {
     CopyText(folder_, folder);
   } else {
     rc = cipher::kFolder;
@@ -140,11 +140,11 @@ int TypKestruneV2::Kill() {
 }
 
 int TypKestruneV2::SetPassword(const char* hex_password) {
-  if (!IsShorterThan(hex_password, kPasswordCharacters + 1) ||
-      std::strlen(hex_password) != kPasswordCharacters) {
+  if (!IsShorterThan(hex_password, limits::kHexPassword + 1) ||
+      std::strlen(hex_password) != limits::kHexPassword) {
     return cipher::kPassword;
   }
-  std::memcpy(password_.data(), hex_password, kPasswordCharacters + 1);
+  std::memcpy(password_.data(), hex_password, limits::kHexPassword + 1);
   return kOk;
 }
 
@@ -302,7 +302,7 @@ int TypKestruneV2::LoadLinearKey(TypV2KestruneKey* /*key*/, unsigned char** /*ou
   if (const Result rc = file.Init(); rc != kOk) return rc;
   Owned<TypKeyUtils> key_utils(creator_->newTypKeyUtils());
   if (const Result rc = key_utils.Init(creator_); rc != kOk) return rc;
-  std::array<char, kKeyNameBytes + 13> name;
+  std::array<char, limits::kKeyName + 1 + 13> name;
   key_utils->GetKestruneKeyName(key_name_.data(), name.data());
   if (const Result rc = file->SetFileName(name.data()); rc != kOk) return rc;
   if (const Result rc = file->OpenDF(kUpdateExisting); rc != kOk) return rc;

@@ -15,6 +15,7 @@
 #include <array>
 
 #include "base/export.h"
+#include "core/limits.h"
 #include "core/object.h"
 #include "core/owned.h"
 #include "core/utils.h"
@@ -85,10 +86,6 @@ class KESTRUNE_API TypKestruneV2 : public kestrune::LibraryObject<TypKestruneV2>
   virtual int loadRN2string(unsigned long long length, char* buffer);
 
  private:
-  static constexpr std::size_t kKeyNameBytes = 40;
-  static constexpr std::size_t kFolderBytes = 2048;
-  static constexpr std::size_t kPasswordCharacters = 64;
-
   kestrune::Result Seal(const unsigned char* in, unsigned long long length, kestrune::SecretCBuffer* out);
   kestrune::Result Open(const unsigned char* in, unsigned long long length, const char* key_file_name,
                         const char* hex_password, kestrune::SecretCBuffer* out,
@@ -96,9 +93,9 @@ class KESTRUNE_API TypKestruneV2 : public kestrune::LibraryObject<TypKestruneV2>
 
   TypV2InstanceCreator* creator_ = nullptr;
   kestrune::Owned<TypV2Utils> utils_;
-  std::array<char, kKeyNameBytes> key_name_{};
-  std::array<char, kFolderBytes> folder_{};
-  kestrune::SecretArray<kPasswordCharacters + 1> password_;
+  std::array<char, kestrune::limits::kKeyName + 1> key_name_{};
+  std::array<char, kestrune::limits::kFolder + 1> folder_{};
+  kestrune::SecretArray<kestrune::limits::kHexPassword + 1> password_;
 };
 
 // The platform's message cipher: a type of its own, the same operations.

@@ -7,6 +7,7 @@
 #include "base/file_lock.h"
 #include "core/file_ref.h"
 #include "core/instance_creator.h"
+#include "core/limits.h"
 #include "core/owned.h"
 #include "core/result.h"
 
@@ -66,15 +67,13 @@ class OutputFile {
   }
 
  private:
-  static constexpr std::size_t kPathBytes = 256;
-
   bool is_open() const { return file_ && file_->IsOpend() == kOk; }
 
   // Creates the file, or locks the one that is there. False: that one may not be emptied. What is no regular
   // file is nobody's to claim.
   bool Claim(bool* is_new) {
     if (dynamic_cast<TypV2FileRefUnix*>(file_.get()) == nullptr) return true;
-    char path[kPathBytes] = {};
+    char path[limits::kPath + 1] = {};
     file_->GetFullPathFilename(path);
     struct stat found;
     *is_new = ::stat(path, &found) != 0;

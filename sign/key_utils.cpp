@@ -49,7 +49,7 @@ int TypKeyUtils::GetSignPrivateKey(const char* name, const char* folder, char* f
   Owned<TypV2FileRef> file(creator_->newTypV2FileRef());
   if (const Result rc = file.Init(); rc != kOk) return rc;
   *found = 0;
-  char year[12];
+  char year[kYearBytes];
   GetYearCert(year);
   // Later generations of a key take earlier letters, so the one nearest to 'z' is the first to be found.
   for (char letter = 'z'; letter >= 'a'; --letter) {

@@ -2,12 +2,22 @@
 #ifndef KESTRUNE_SIGN_KEY_UTILS_H
 #define KESTRUNE_SIGN_KEY_UTILS_H
 
+#include <cstddef>
+
 #include "base/export.h"
 #include "core/object.h"
 
 class TypV2InstanceCreator;
 
-// All dates are those of the local clock. Texts out: `out` needs 12 bytes for a year, 40 for a time stamp.
+namespace kestrune {
+
+inline constexpr std::size_t kYearBytes = 12;
+inline constexpr std::size_t kTimeStampBytes = 40;
+
+}  // namespace kestrune
+
+// All dates are those of the local clock. Texts out: `out` needs kYearBytes for a year, kTimeStampBytes for a
+// time stamp.
 class KESTRUNE_API TypKeyUtils : public kestrune::LibraryObject<TypKeyUtils> {
  public:
   // Keeps the factory, which must outlive the object. 0.

@@ -23,13 +23,13 @@ int TypApiV2Signature::InitCreate(TypV2InstanceCreator* creator, const char* nam
   key_loaded_ = 0;
   key_file_name_[0] = 0;
   Result rc = kOk;
-  if (IsShorterThan(name, kNameLimit)) {
+  if (IsShorterThan(name, name_.size())) {
     CopyText(name_, name);
   } else {
     rc = signer::kKeyName;
   }
   // The folder is looked at whatever the name was, and its code wins.
-  if (IsShorterThan(folder, kFolderLimit)) {
+  if (IsShorterThan(folder, folder_.size())) {
     CopyText(folder_, folder);
   } else {
     rc = signer::kFolder;
@@ -51,7 +51,7 @@ int TypApiV2Signature::Kill() {
 }
 
 int TypApiV2Signature::SetPassword(char* password) {
-  if (!IsShorterThan(password, kPasswordBytes)) return signer::kPassword;
+  if (!IsShorterThan(password, password_.size())) return signer::kPassword;
   SubstitutePasswordCharacters(password);
   std::strcpy(password_.text(), password);
   return kOk;
@@ -79,7 +79,7 @@ int TypApiV2Signature::LoadPrivateKey() {
   if (key_loaded_ == 1) return kOk;
   Result rc = key_utils_->GetSignPrivateKey(name_.data(), folder_.data(), key_file_name_.data());
   if (rc != kOk) return rc;
-  std::array<char, kFolderBytes + kKeyFileNameBytes> path;
+  std::array<char, limits::kFolder + kKeyFileNameBytes> path;
   CopyText(path, folder_.data());
   std::strcat(path.data(), key_file_name_.data());
   rc = x509parse_keyfile(&private_key_, path.data(), password_.text());

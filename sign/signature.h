@@ -11,6 +11,7 @@
 #include <cstdint>
 
 #include "base/export.h"
+#include "core/limits.h"
 #include "core/object.h"
 #include "core/owned.h"
 #include "core/utils.h"
@@ -81,20 +82,15 @@ class KESTRUNE_API TypApiV2Signature : public kestrune::LibraryObject<TypApiV2Si
  private:
   friend class kestrune::KnownDigest;
 
-  static constexpr std::size_t kNameBytes = 41;
-  static constexpr std::size_t kNameLimit = 40;
-  static constexpr std::size_t kFolderBytes = 2049;
-  static constexpr std::size_t kFolderLimit = 2048;
-  static constexpr std::size_t kPasswordBytes = 33;
-  static constexpr std::size_t kKeyFileNameBytes = 64;  // 39 + ".z." + six characters of year + ".key"
+  static constexpr std::size_t kKeyFileNameBytes = 64;  // name, ".z.", six characters of year, ".key"
 
   TypV2InstanceCreator* creator_ = nullptr;
   kestrune::Owned<TypV2Utils> utils_;
   kestrune::Owned<TypKeyUtils> key_utils_;
   std::int64_t key_loaded_ = 0;
-  std::array<char, kNameBytes> name_{};
-  std::array<char, kFolderBytes> folder_{};
-  kestrune::SecretArray<kPasswordBytes> password_;
+  std::array<char, kestrune::limits::kKeyName + 1> name_{};
+  std::array<char, kestrune::limits::kFolder + 1> folder_{};
+  kestrune::SecretArray<kestrune::limits::kSigningPassword + 1> password_;
   std::array<char, kKeyFileNameBytes> key_file_name_{};
   rsa_context private_key_;
   const kestrune::KnownDigest* known_digest_ = nullptr;

@@ -12,7 +12,6 @@ using namespace kestrune;
 namespace {
 
 constexpr std::size_t kMostBlockCharacters = 4097;  // of <SIGN>, and of <S> in it
-constexpr std::size_t kMostNameCharacters = TypApiV2SignatureVerify::kNameOutputBytes - 1;
 constexpr std::size_t kSignatureBytes = 4096;
 // Below this exponent a cube root (or the like) is enough to forge a short text with bytes behind it.
 constexpr unsigned kLeastExponentToRecover = 65537;
@@ -44,7 +43,7 @@ struct TypApiV2SignatureVerify::Signature {
 int TypApiV2SignatureVerify::InitCreate(TypV2InstanceCreator* creator, const char* folder) {
   creator_ = creator;
   certificate_loaded_ = 0;
-  if (!IsShorterThan(folder, kFolderLimit)) return verifier::kFolder;
+  if (!IsShorterThan(folder, folder_.size())) return verifier::kFolder;
   CopyText(folder_, folder);
   utils_ = Owned<TypV2Utils>(creator_->newTypV2Utils());
   if (const Result rc = utils_.Init(); rc != kOk) return rc;
@@ -136,7 +135,7 @@ int TypApiV2SignatureVerify::ReadBlock(const char* block, char* name, Signature*
                                                     kMostBlockCharacters);
   if (rc != kOk) return rc;
   rc = utils_->ExtractSmallValueFromXMLLight(content.data(), "N", kFirst, name, kFromStart,
-                                             kMostNameCharacters);
+                                             limits::kSignerName);
   if (rc != kOk) return rc;
   rc = utils_->ExtractSmallValueFromXMLLight(content.data(), "S", kFirst, base64.data(), kFromStart,
                                              kMostBlockCharacters);

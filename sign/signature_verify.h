@@ -10,6 +10,7 @@
 #include <cstdint>
 
 #include "base/export.h"
+#include "core/limits.h"
 #include "core/object.h"
 #include "core/owned.h"
 #include "core/utils.h"
@@ -30,7 +31,7 @@ class KnownDigest;
 class KESTRUNE_API TypApiV2SignatureVerify : public kestrune::LibraryObject<TypApiV2SignatureVerify> {
  public:
   // Room that the outputs below need, in bytes.
-  static constexpr std::size_t kNameOutputBytes = 49;    // 48 characters and the terminator
+  static constexpr std::size_t kNameOutputBytes = kestrune::limits::kSignerName + 1;
   static constexpr std::size_t kDataOutputBytes = 1024;  // the largest modulus - 11, and a terminator
 
   // Keeps the factory (it must outlive the object) and copies the folder, a prefix that ends with the
@@ -82,8 +83,6 @@ class KESTRUNE_API TypApiV2SignatureVerify : public kestrune::LibraryObject<TypA
  private:
   friend class kestrune::KnownDigest;
 
-  static constexpr std::size_t kFolderBytes = 2049;
-  static constexpr std::size_t kFolderLimit = 2048;
   struct Signature;
 
   int ReadBlock(const char* block, char* name, Signature* signature);
@@ -93,7 +92,7 @@ class KESTRUNE_API TypApiV2SignatureVerify : public kestrune::LibraryObject<TypA
   kestrune::Owned<TypV2Utils> utils_;
   kestrune::Owned<TypKeyUtils> key_utils_;
   std::int64_t certificate_loaded_ = 0;
-  std::array<char, kFolderBytes> folder_{};
+  std::array<char, kestrune::limits::kFolder + 1> folder_{};
   x509_cert certificate_;
   const kestrune::KnownDigest* known_digest_ = nullptr;
 };
