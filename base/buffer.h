@@ -74,10 +74,13 @@ class BasicCBuffer {
 
   [[nodiscard]] char* release_text() noexcept { return reinterpret_cast<char*>(release()); }
 
-  unsigned char* data() const noexcept { return bytes_; }
-  char* text() const noexcept { return reinterpret_cast<char*>(bytes_); }
+  unsigned char* data() noexcept { return bytes_; }
+  const unsigned char* data() const noexcept { return bytes_; }
+  char* text() noexcept { return reinterpret_cast<char*>(bytes_); }
+  const char* text() const noexcept { return reinterpret_cast<const char*>(bytes_); }
   std::size_t size() const noexcept { return size_; }
-  std::span<unsigned char> span() const noexcept { return {bytes_, size_}; }
+  std::span<unsigned char> span() noexcept { return {bytes_, size_}; }
+  std::span<const unsigned char> span() const noexcept { return {bytes_, size_}; }
   explicit operator bool() const noexcept { return bytes_ != nullptr; }
 
   // For functions that hand their result out through two pointers: what they wrote becomes ours.

@@ -29,7 +29,8 @@ class Layer {
   // Puts the cell, freshly initialised, around the tree that is held.
   Result Wrap(TypV2BlockCell* cell, const char* name, const char* xml);
 
-  unsigned char* data() const { return memory_.data() + begin_; }
+  unsigned char* data() { return memory_.data() + begin_; }
+  const unsigned char* data() const { return memory_.data() + begin_; }
   std::size_t size() const { return size_; }
   // SHA-512 of all the bytes, which is what a signature of the layer signs; null where it is not known.
   const unsigned char* digest() const { return has_digest_ ? digests_.whole.data() : nullptr; }
