@@ -45,7 +45,7 @@ long Api2ExtractRoutageOnlyFromHTTPSBlock(const char* blockFile, const void* /*u
     Result rc = call.Init(folder);
     if (rc != kOk) return rc;
     CBuffer block;
-    const ScrubAtEnd scrub(block, 0);
+    const ScrubAtEnd scrub(block, Scrub::kAll);
     CBuffer routing, signature;
     std::array<char, kKeyReferenceBytes> key_reference{};
     std::array<char, kSignerNameBytes> signer{};
@@ -85,7 +85,7 @@ long Api2ExtractRoutageOnlyFromGrisBlock(const char* greyFile, const void* /*unu
     Result rc = call.Init("");
     if (rc != kOk) return rc;
     CBuffer grey;
-    const ScrubAtEnd scrub(grey, 0);
+    const ScrubAtEnd scrub(grey, Scrub::kAll);
     CBuffer routing;
     rc = ReadWholeFile(call.creator(), greyFile, 0, &grey);
     if (IsVerbose(verbose) && grey) std::printf("inptextlen==%d\n", static_cast<int>(grey.size()));

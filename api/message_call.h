@@ -6,8 +6,8 @@
 
 #include "core/instance_creator.h"
 #include "core/owned.h"
-#include "core/random.h"
 #include "core/result.h"
+#include "core/scrub.h"
 #include "envelope/crypto_interface.h"
 
 namespace kestrune {
@@ -33,22 +33,6 @@ class MessageCall {
 // Reads the file at `path` whole into `content`, with `spare` zero bytes behind it. Deliberate: that the
 // reading stopped short is not reported, what is missing is zeros; the result is that of the closing.
 Result ReadWholeFile(TypV2InstanceCreator* creator, const char* path, std::size_t spare, CBuffer* content);
-
-// Overwrites a buffer, but for `spare` bytes at its end, with random bytes before the buffer goes. Stands
-// behind the buffer.
-class ScrubAtEnd {
- public:
-  ScrubAtEnd(const CBuffer& buffer, std::size_t spare) : buffer_(buffer), spare_(spare) {}
-  ScrubAtEnd(const ScrubAtEnd&) = delete;
-  ScrubAtEnd& operator=(const ScrubAtEnd&) = delete;
-  ~ScrubAtEnd() {
-    if (buffer_) ScrubWithRandom(buffer_.data(), buffer_.size() - spare_);
-  }
-
- private:
-  const CBuffer& buffer_;
-  const std::size_t spare_;
-};
 
 inline bool IsVerbose(long verbose) {
   return verbose == 1;

@@ -21,7 +21,7 @@ constexpr unsigned long long kFromStart = 0;
 struct GreyContents {
   Owned<TypV2BlockCell> data;
   CBuffer routing;
-  ScrubAtEnd scrub_routing{routing, kTerminatorBytes};
+  ScrubAtEnd<CBuffer> scrub_routing{routing, Scrub::kAllButTerminator};
   SecretCBuffer key_name;
 };
 

@@ -103,7 +103,7 @@ long Api2Crypterfile(const char* textFile, const char* attachmentFiles, const ch
     if (!call.is_made()) return message::kNothingDone;
     if (const Result rc = call.Init(folder); rc != kOk) return rc;
     CBuffer text;
-    const ScrubAtEnd scrub(text, kTerminatorBytes);
+    const ScrubAtEnd scrub(text, Scrub::kAllButTerminator);
     // Deliberate: a text that cannot be read is no text, and the sealing decides what that means. One that is
     // there and found no memory would be missing from a message that is told as sealed.
     const Result read = ReadWholeFile(call.creator(), textFile, kTerminatorBytes, &text);

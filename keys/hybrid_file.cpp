@@ -9,8 +9,8 @@
 #include "core/file_ref.h"
 #include "core/instance_creator.h"
 #include "core/owned.h"
-#include "core/random.h"
 #include "core/result.h"
+#include "core/scrub.h"
 #include "keys/output_file.h"
 
 using namespace kestrune;
@@ -21,49 +21,18 @@ enum Mode { kEncipher = 0, kDecipher = 1, kRekey = 2 };
 
 constexpr std::size_t kSpareCharacters = 2048;
 
-// What is overwritten with drawn bytes before the memory of a text is wiped. Deliberate: just so much, since
-// every draw changes the keys and IVs that a process draws later.
-enum class Scrub {
-  kNothing,
-  kWhole,
-  kUpToDrawnZero,  // a zero that is drawn ends the text, and the scrubbing with it
-};
+// Zeros: a text of that length and its terminator.
+[[nodiscard]] bool AllocateText(SecretCBuffer* text, std::size_t characters) {
+  return text->Allocate(characters + 1);
+}
 
-class ScrubbedText {
- public:
-  explicit ScrubbedText(Scrub scrub) : scrub_(scrub) {}
-  ScrubbedText(const ScrubbedText&) = delete;
-  ScrubbedText& operator=(const ScrubbedText&) = delete;
-  ~ScrubbedText() {
-    if (!buffer_) return;
-    if (scrub_ == Scrub::kWhole) ScrubWithRandom(buffer_.data(), buffer_.size() - 1);
-    if (scrub_ == Scrub::kUpToDrawnZero) ScrubUpToDrawnZero();
-  }
-
-  [[nodiscard]] bool Allocate(std::size_t characters) { return buffer_.Allocate(characters + 1); }
-  // As much room as a form of a text of that length takes.
-  [[nodiscard]] bool AllocateForForm(std::size_t text_length) {
-    return Allocate(text_length / 2 * 3 + text_length % 2 + kSpareCharacters);
-  }
-  void TakeOver(ScrubbedText* other) { buffer_ = std::move(other->buffer_); }
-
-  char* text() const { return buffer_.text(); }
-  std::size_t length() const { return std::strlen(buffer_.text()); }
-
- private:
-  void ScrubUpToDrawnZero() {
-    for (char *at = text(), *const end = at + length(); at < end; ++at) {
-      *at = static_cast<char>(DrawRandom());
-      if (*at == 0) return;
-    }
-  }
-
-  Scrub scrub_;
-  SecretCBuffer buffer_;
-};
+// As much room as a form of a text of that length takes.
+[[nodiscard]] bool AllocateForForm(SecretCBuffer* form, std::size_t text_length) {
+  return AllocateText(form, text_length / 2 * 3 + text_length % 2 + kSpareCharacters);
+}
 
 // The whole file as a text; -8 also when it became longer meanwhile.
-Result ReadText(TypV2InstanceCreator* creator, const char* path, ScrubbedText* text,
+Result ReadText(TypV2InstanceCreator* creator, const char* path, SecretCBuffer* text,
                 unsigned long long* length) {
   Owned<TypV2FileRef> input(creator->newTypV2FileRef());
   if (const Result rc = input.Init(); rc != kOk) return rc;
@@ -71,7 +40,7 @@ Result ReadText(TypV2InstanceCreator* creator, const char* path, ScrubbedText* t
   if (const Result rc = input->OpenDF(kReadExisting); rc != kOk) return rc;
   if (const Result rc = input->GetLength(length); rc != kOk) return rc;
   if (*length == 0) return argument::kEmptyInput;
-  if (!text->Allocate(static_cast<std::size_t>(*length))) return kNoObject;
+  if (!AllocateText(text, static_cast<std::size_t>(*length))) return kNoObject;
   if (const Result rc = input->SetFilePos(0); rc != kOk) return rc;
   if (const Result rc = input->Read(text->text(), *length); rc != kOk) return rc;
   unsigned long long length_now = 0;
@@ -80,40 +49,40 @@ Result ReadText(TypV2InstanceCreator* creator, const char* path, ScrubbedText* t
   return input->CloseDF();
 }
 
-Result Cipher(const char* text, const char* hex_password, int mode, ScrubbedText* result, int verbose) {
+Result Cipher(const char* text, const char* hex_password, int mode, SecretCBuffer* result, int verbose) {
   const Result rc = Api2Aes(text, hex_password, mode, result->text(), verbose);
   if (verbose == 1) std::printf("Api2Aes==%d\n", rc);
   return rc;
 }
 
 // `result` holds the deciphered text, on success its form under the new password.
-Result Rekey(const char* new_hex_password, ScrubbedText* result, int verbose) {
-  ScrubbedText form(Scrub::kNothing);
-  if (!form.AllocateForForm(result->length())) return kNoObject;
+Result Rekey(const char* new_hex_password, SecretCBuffer* result, int verbose) {
+  SecretCBuffer form;
+  if (!AllocateForForm(&form, std::strlen(result->text()))) return kNoObject;
   const Result rc = Cipher(result->text(), new_hex_password, kEncipher, &form, verbose);
   if (rc != kOk) return rc;
   // Deliberate: printed whatever `verbose` is. Operators check a change of password by these lines.
   std::printf("in %s\n", result->text());
   std::printf("%s\n", new_hex_password);
   std::printf("out  %s\n", form.text());
-  result->TakeOver(&form);
+  *result = std::move(form);
   return kOk;
 }
 
 // Onto the input itself: the old content is the only copy until the new one is safe.
-Result ReplaceText(const char* path, const ScrubbedText& text, int verbose) {
+Result ReplaceText(const char* path, const SecretCBuffer& text, int verbose) {
   FileReplacement replacement;
   if (!replacement.Begin(path)) return file::kOpen;
-  const std::size_t length = text.length();
+  const std::size_t length = std::strlen(text.text());
   const bool written = replacement.Write(text.text(), length);
   if (verbose == 1) std::printf("outputlen==%d\n", static_cast<int>(length));
   return written && replacement.Commit() ? kOk : file::kWrite;
 }
 
-Result WriteText(OutputFile& output, const ScrubbedText& text, int verbose) {
+Result WriteText(OutputFile& output, const SecretCBuffer& text, int verbose) {
   if (const Result rc = output.Open(); rc != kOk) return rc;
-  const std::size_t length = text.length();
-  const Result rc = output.Write(reinterpret_cast<const unsigned char*>(text.text()), length);
+  const std::size_t length = std::strlen(text.text());
+  const Result rc = output.Write(text.data(), length);
   if (verbose == 1) std::printf("outputlen==%d\n", static_cast<int>(length));
   return output.Finish(rc);
 }
@@ -126,13 +95,15 @@ int Api2AesFile(const char* inputPath, const char* outputPath, const char* hexPa
     if (inputPath == nullptr) return argument::kNoInput;
     if (hexPassword == nullptr) return hybrid::kNoPassword;
     TypV2InstanceCreatorUnix creator;
-    ScrubbedText input(Scrub::kWhole);
+    SecretCBuffer input;
+    const ScrubAtEnd scrub_input(input, Scrub::kAllButTerminator);
     unsigned long long length = 0;
     if (const Result rc = ReadText(&creator, inputPath, &input, &length); rc != kOk) return rc;
     if (verbose == 1) std::printf("inptextlen==%d\n", static_cast<int>(length));
 
-    ScrubbedText result(Scrub::kUpToDrawnZero);
-    if (!result.AllocateForForm(static_cast<std::size_t>(length))) return kNoObject;
+    SecretCBuffer result;
+    const ScrubAtEnd scrub_result(result, Scrub::kUpToDrawnZero);
+    if (!AllocateForForm(&result, static_cast<std::size_t>(length))) return kNoObject;
     const int first_mode = mode == kRekey ? static_cast<int>(kDecipher) : mode;
     Result rc = Cipher(input.text(), hexPassword, first_mode, &result, verbose);
     if (rc == kOk && mode == kRekey && newHexPassword != nullptr) {

@@ -9,6 +9,7 @@
 #include "core/owned.h"
 #include "core/random.h"
 #include "core/result.h"
+#include "core/scrub.h"
 #include "core/utils.h"
 #include "mail/text_rewriting.h"
 
@@ -28,8 +29,8 @@ void RewriteInPlace(char* text, Form&& append_form) {
   EntryPoint([&]() -> Result {
     TextBuffer form;
     append_form(std::string_view(text), &form);
+    const ScrubAtEnd scrub(form, Scrub::kAll);
     std::memcpy(text, form.c_str(), form.size() + 1);
-    form.Scrub();
     return kOk;
   });
 }

@@ -6,8 +6,6 @@
 #include <new>
 #include <utility>
 
-#include "core/random.h"
-
 namespace kestrune::mail {
 
 namespace {
@@ -22,12 +20,6 @@ void TextBuffer::Reserve(std::size_t count) {
   } else if (count > capacity() - size_) {
     Grow(count);
   }
-}
-
-void TextBuffer::Scrub() noexcept {
-  ScrubWithRandom(bytes_.data(), size_);
-  bytes_.Clear();
-  size_ = 0;
 }
 
 char* TextBuffer::Release() {

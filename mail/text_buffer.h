@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <span>
 #include <string_view>
 
 #include "core/owned.h"
@@ -47,11 +48,9 @@ class TextBuffer {
     bytes_.Adopt(block, bytes);
   }
 
-  // Overwrites the text with random bytes and clears.
-  void Scrub() noexcept;
-
   bool empty() const noexcept { return size_ == 0; }
   std::size_t size() const noexcept { return size_; }
+  std::span<unsigned char> span() noexcept { return bytes_.span().first(size_); }
   std::string_view view() const noexcept { return {c_str(), size_}; }
   const char* c_str() const noexcept { return bytes_ ? bytes_.text() : ""; }
 
