@@ -40,6 +40,7 @@ long Api2ExtractGrisFromHTTPSBlock(const unsigned char* block, unsigned long lon
 long Api2ExtractRoutageOnlyFromHTTPSBlock(const char* blockFile, const void* /*unused*/, const char* folder,
                                           long printResult, long verbose) {
   return EntryPoint([&]() -> long {
+    const Trace trace = MakeTrace(verbose);
     MessageCall call;
     if (!call.is_made()) return message::kNothingDone;
     Result rc = call.Init(folder);
@@ -50,7 +51,7 @@ long Api2ExtractRoutageOnlyFromHTTPSBlock(const char* blockFile, const void* /*u
     std::array<char, kKeyReferenceBytes> key_reference{};
     std::array<char, kSignerNameBytes> signer{};
     rc = ReadWholeFile(call.creator(), blockFile, 0, &block);
-    if (IsVerbose(verbose) && block) std::printf("inptextlen==%d\n", static_cast<int>(block.size()));
+    if (block) trace.Print("inptextlen==%d\n", static_cast<int>(block.size()));
     if (rc == kOk) {
       char* routing_text = nullptr;
       char* signature_text = nullptr;
@@ -59,17 +60,15 @@ long Api2ExtractRoutageOnlyFromHTTPSBlock(const char* blockFile, const void* /*u
       routing.AdoptText(routing_text);
       signature.AdoptText(signature_text);
     }
-    if (IsVerbose(verbose)) std::printf("ExtractRoutageOnlyFromHTTPSBlock : %d\n", rc);
+    trace.Print("ExtractRoutageOnlyFromHTTPSBlock : %d\n", rc);
     std::printf("<ERRCODE>%d</ERRCODE>", rc);
     if (rc == kOk) {
-      if (IsVerbose(verbose)) {
-        std::printf("xmloutput : %s\n", Shown(routing.text()));
-        std::printf("usernamekeyfilechiffrement : %s\n", key_reference.data());
-        std::printf("foundsignname : %s\n", signer.data());
-      }
+      trace.Print("xmloutput : %s\n", Shown(routing.text()));
+      trace.Print("usernamekeyfilechiffrement : %s\n", key_reference.data());
+      trace.Print("foundsignname : %s\n", signer.data());
       if (printResult != 0) PrintResult(routing);
-    } else if (IsVerbose(verbose) && signature) {
-      std::printf("signatureblanc : %s\n", signature.text());
+    } else if (signature) {
+      trace.Print("signatureblanc : %s\n", signature.text());
     }
     if (signature) std::printf("<SIGNATUREBLANC>%s</SIGNATUREBLANC>", signature.text());
     return rc;
@@ -80,6 +79,7 @@ long Api2ExtractRoutageOnlyFromGrisBlock(const char* greyFile, const void* /*unu
                                          long printResult, long verbose) {
   if (xml != nullptr) *xml = nullptr;
   return EntryPoint([&]() -> long {
+    const Trace trace = MakeTrace(verbose);
     MessageCall call;
     if (!call.is_made()) return message::kNothingDone;
     Result rc = call.Init("");
@@ -88,16 +88,16 @@ long Api2ExtractRoutageOnlyFromGrisBlock(const char* greyFile, const void* /*unu
     const ScrubAtEnd scrub(grey, Scrub::kAll);
     CBuffer routing;
     rc = ReadWholeFile(call.creator(), greyFile, 0, &grey);
-    if (IsVerbose(verbose) && grey) std::printf("inptextlen==%d\n", static_cast<int>(grey.size()));
+    if (grey) trace.Print("inptextlen==%d\n", static_cast<int>(grey.size()));
     if (rc == kOk) {
       rc = routing.ReceiveText([&](char** text) {
         return call.envelope()->ExtractRoutageOnlyFromGrisBlock(grey.data(), grey.size(), text);
       });
     }
-    if (IsVerbose(verbose)) std::printf("ExtractRoutageOnlyFromGrisBlock : %d\n", rc);
+    trace.Print("ExtractRoutageOnlyFromGrisBlock : %d\n", rc);
     std::printf("<ERRCODE>%d</ERRCODE>", rc);
     if (rc == kOk) {
-      if (IsVerbose(verbose)) std::printf("xmloutput : %s\n", Shown(routing.text()));
+      trace.Print("xmloutput : %s\n", Shown(routing.text()));
       if (printResult != 0) PrintResult(routing);
       if (xml != nullptr) *xml = routing.release_text();
     }

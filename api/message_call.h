@@ -8,6 +8,7 @@
 #include "core/owned.h"
 #include "core/result.h"
 #include "core/scrub.h"
+#include "core/trace.h"
 #include "envelope/crypto_interface.h"
 
 namespace kestrune {
@@ -34,8 +35,8 @@ class MessageCall {
 // reading stopped short is not reported, what is missing is zeros; the result is that of the closing.
 Result ReadWholeFile(TypV2InstanceCreator* creator, const char* path, std::size_t spare, CBuffer* content);
 
-inline bool IsVerbose(long verbose) {
-  return verbose == 1;
+inline Trace MakeTrace(long verbose) {
+  return Trace(verbose == 1);
 }
 
 // For printing: a text that is not there.

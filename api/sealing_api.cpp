@@ -18,18 +18,19 @@ constexpr std::size_t kTerminatorBytes = 1;
 
 using Identifier = std::array<char, kMessageIdentifierBytes>;
 
-void PrintNames(const Letter& letter) {
-  std::printf("username==%s\n", Shown(letter.key_name));
-  std::printf("usernamesign==%s\n", Shown(letter.sender));
-  std::printf("inputpjfiles==%s\n", Shown(letter.attachments));
+void TellNames(const Trace& trace, const Letter& letter) {
+  trace.Print("username==%s\n", Shown(letter.key_name));
+  trace.Print("usernamesign==%s\n", Shown(letter.sender));
+  trace.Print("inputpjfiles==%s\n", Shown(letter.attachments));
 }
 
-Result Seal(MessageCall* call, const Letter& letter, CBuffer* sealed, Identifier* identifier, long verbose) {
+Result Seal(MessageCall* call, const Letter& letter, CBuffer* sealed, Identifier* identifier,
+            const Trace& trace) {
   const Result rc = sealed->Receive([&](unsigned char** block, unsigned long long* length) {
     return LetterSlots(call->envelope()).CrypterSigner(letter, block, length, identifier->data());
   });
-  if (IsVerbose(verbose)) std::printf("CrypterSigner==%d\n", rc);
-  if (rc == kOk && IsVerbose(verbose)) std::printf("messageid==%s\n", identifier->data());
+  trace.Print("CrypterSigner==%d\n", rc);
+  if (rc == kOk) trace.Print("messageid==%s\n", identifier->data());
   return rc;
 }
 
@@ -99,6 +100,7 @@ long Api2Crypterfile(const char* textFile, const char* attachmentFiles, const ch
                 .ready_recipients = readyRecipients,
                 .attachments = attachmentFiles};
   return EntryPoint([&]() -> long {
+    const Trace trace = MakeTrace(verbose);
     MessageCall call;
     if (!call.is_made()) return message::kNothingDone;
     if (const Result rc = call.Init(folder); rc != kOk) return rc;
@@ -109,17 +111,13 @@ long Api2Crypterfile(const char* textFile, const char* attachmentFiles, const ch
     const Result read = ReadWholeFile(call.creator(), textFile, kTerminatorBytes, &text);
     if (read == kNoObject) return read;
     letter.text = text.text();
-    if (IsVerbose(verbose)) {
-      if (text) std::printf("inptextlen==%d\n", static_cast<int>(text.size() - kTerminatorBytes));
-      PrintNames(letter);
-    }
+    if (text) trace.Print("inptextlen==%d\n", static_cast<int>(text.size() - kTerminatorBytes));
+    TellNames(trace, letter);
     CBuffer sealed;
     Identifier identifier{};
-    if (const Result rc = Seal(&call, letter, &sealed, &identifier, verbose); rc != kOk) return rc;
-    if (IsVerbose(verbose)) {
-      std::printf("outputlen==%d\n", static_cast<int>(sealed.size()));
-      std::printf("outputfile==%s\n", Shown(outputFile));
-    }
+    if (const Result rc = Seal(&call, letter, &sealed, &identifier, trace); rc != kOk) return rc;
+    trace.Print("outputlen==%d\n", static_cast<int>(sealed.size()));
+    trace.Print("outputfile==%s\n", Shown(outputFile));
     if (messageId != nullptr) std::strcpy(messageId, identifier.data());
     return WriteSealed(call.creator(), outputFile, sealed);
   });
@@ -146,16 +144,17 @@ long Api2CrypterMem(const char* text, const char* attachmentFiles, const char* u
   out.Clear();
   if (const Result rc = Check(letter, password, folder, out); rc != kOk) return rc;
   return EntryPoint([&]() -> long {
+    const Trace trace = MakeTrace(verbose);
     MessageCall call;
     if (const Result rc = call.Init(folder); rc != kOk) return rc;
     SecretArray<limits::kHexPassword + 1> hex_password;
     // Deliberate: a password that gives no key is found by the sealing.
     (void)BuildHexPassword(reinterpret_cast<const unsigned char*>(password), hex_password.data());
     letter.hex_password = hex_password.text();
-    if (IsVerbose(verbose)) PrintNames(letter);
+    TellNames(trace, letter);
     Identifier identifier{};
     CBuffer sealed;
-    if (const Result rc = Seal(&call, letter, &sealed, &identifier, verbose); rc != kOk) return rc;
+    if (const Result rc = Seal(&call, letter, &sealed, &identifier, trace); rc != kOk) return rc;
     std::strcpy(messageId, identifier.data());
     *length = sealed.size();
     *block = sealed.release();

@@ -7,6 +7,7 @@
 #include "core/instance_creator.h"
 #include "core/owned.h"
 #include "core/result.h"
+#include "core/trace.h"
 #include "core/utils.h"
 #include "crypto/classic.h"
 #include "keys/hybrid_text.h"
@@ -21,7 +22,7 @@ constexpr std::size_t kMostIvCharacters = 64;  // as long as a key's text; only 
 constexpr std::size_t kBase64SpareBytes = 20;
 
 Result EncipherText(TypV2Utils* utils, const char* text, const AesKey& key, AesIv* iv, char* out,
-                    bool verbose) {
+                    const Trace& trace) {
   char iv_text[2 * kAesBlockBytes + 1];
   utils->Hexadecimalise(iv->data(), iv->size(), iv_text);  // now: ciphering moves the IV on
 
@@ -32,7 +33,7 @@ Result EncipherText(TypV2Utils* utils, const char* text, const AesKey& key, AesI
   if (rc == kOk) {
     rc = aes_crypt_cbc(&schedule, AES_ENCRYPT, padded.size(), iv->data(), padded.data(), padded.data());
   }
-  if (verbose) std::printf("chiffrement aes result=%d\n", rc);
+  trace.Print("chiffrement aes result=%d\n", rc);
   if (rc != kOk) return rc;
 
   CBuffer base64;
@@ -88,7 +89,7 @@ int Api2Aes(const char* text, const char* hexPassword, int mode, char* out, int 
     DrawBytes(&iv);  // when deciphering too: the sequence of draws of a process is part of the contract
     AesKey key;
     BytesFromHex(utils.get(), hexPassword, &key);
-    return mode == kEncipher ? EncipherText(utils.get(), text, key, &iv, out, verbose != 0)
+    return mode == kEncipher ? EncipherText(utils.get(), text, key, &iv, out, Trace(verbose != 0))
                              : DecipherForm(utils.get(), text, key, &iv, out);
   });
 }

@@ -11,6 +11,7 @@
 #include "core/owned.h"
 #include "core/result.h"
 #include "core/scrub.h"
+#include "core/trace.h"
 #include "keys/output_file.h"
 
 using namespace kestrune;
@@ -19,6 +20,7 @@ namespace {
 
 enum Mode { kEncipher = 0, kDecipher = 1, kRekey = 2 };
 
+constexpr int kVerbose = 1;
 constexpr std::size_t kSpareCharacters = 2048;
 
 // Zeros: a text of that length and its terminator.
@@ -51,7 +53,7 @@ Result ReadText(TypV2InstanceCreator* creator, const char* path, SecretCBuffer* 
 
 Result Cipher(const char* text, const char* hex_password, int mode, SecretCBuffer* result, int verbose) {
   const Result rc = Api2Aes(text, hex_password, mode, result->text(), verbose);
-  if (verbose == 1) std::printf("Api2Aes==%d\n", rc);
+  Trace(verbose == kVerbose).Print("Api2Aes==%d\n", rc);
   return rc;
 }
 
@@ -70,20 +72,20 @@ Result Rekey(const char* new_hex_password, SecretCBuffer* result, int verbose) {
 }
 
 // Onto the input itself: the old content is the only copy until the new one is safe.
-Result ReplaceText(const char* path, const SecretCBuffer& text, int verbose) {
+Result ReplaceText(const char* path, const SecretCBuffer& text, const Trace& trace) {
   FileReplacement replacement;
   if (!replacement.Begin(path)) return file::kOpen;
   const std::size_t length = std::strlen(text.text());
   const bool written = replacement.Write(text.text(), length);
-  if (verbose == 1) std::printf("outputlen==%d\n", static_cast<int>(length));
+  trace.Print("outputlen==%d\n", static_cast<int>(length));
   return written && replacement.Commit() ? kOk : file::kWrite;
 }
 
-Result WriteText(OutputFile& output, const SecretCBuffer& text, int verbose) {
+Result WriteText(OutputFile& output, const SecretCBuffer& text, const Trace& trace) {
   if (const Result rc = output.Open(); rc != kOk) return rc;
   const std::size_t length = std::strlen(text.text());
   const Result rc = output.Write(text.data(), length);
-  if (verbose == 1) std::printf("outputlen==%d\n", static_cast<int>(length));
+  trace.Print("outputlen==%d\n", static_cast<int>(length));
   return output.Finish(rc);
 }
 
@@ -94,12 +96,13 @@ int Api2AesFile(const char* inputPath, const char* outputPath, const char* hexPa
   return EntryPoint([&]() -> Result {
     if (inputPath == nullptr) return argument::kNoInput;
     if (hexPassword == nullptr) return hybrid::kNoPassword;
+    const Trace trace(verbose == kVerbose);
     TypV2InstanceCreatorUnix creator;
     SecretCBuffer input;
     const ScrubAtEnd scrub_input(input, Scrub::kAllButTerminator);
     unsigned long long length = 0;
     if (const Result rc = ReadText(&creator, inputPath, &input, &length); rc != kOk) return rc;
-    if (verbose == 1) std::printf("inptextlen==%d\n", static_cast<int>(length));
+    trace.Print("inptextlen==%d\n", static_cast<int>(length));
 
     SecretCBuffer result;
     const ScrubAtEnd scrub_result(result, Scrub::kUpToDrawnZero);
@@ -112,7 +115,7 @@ int Api2AesFile(const char* inputPath, const char* outputPath, const char* hexPa
     if (rc != kOk) return rc;
     OutputFile output(mode == kEncipher ? Readers::kAsUsual : Readers::kOwnerAlone);
     if (rc = output.Name(&creator, outputPath); rc != kOk) return rc;
-    return IsSameFile(inputPath, outputPath) ? ReplaceText(outputPath, result, verbose)
-                                             : WriteText(output, result, verbose);
+    return IsSameFile(inputPath, outputPath) ? ReplaceText(outputPath, result, trace)
+                                             : WriteText(output, result, trace);
   });
 }

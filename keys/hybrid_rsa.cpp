@@ -11,6 +11,7 @@
 #include "core/owned.h"
 #include "core/password.h"
 #include "core/result.h"
+#include "core/trace.h"
 #include "core/utils.h"
 #include "crypto/classic.h"
 #include "keys/hybrid_text.h"
@@ -42,28 +43,26 @@ Result EncipherUnder(const AesKey& key, SecretCBuffer* padded) {
   return aes_crypt_cbc(&schedule, AES_ENCRYPT, padded->size(), iv.data(), padded->data(), padded->data());
 }
 
-Result EncipherKeyFor(const char* certificate_path, const AesKey& key, RsaBlock* block, bool verbose) {
-  if (verbose) std::printf("pem path=%s\n", certificate_path);
+Result EncipherKeyFor(const char* certificate_path, const AesKey& key, RsaBlock* block, const Trace& trace) {
+  trace.Print("pem path=%s\n", certificate_path);
   x509_cert certificate;
   int rc = x509parse_crtfile(&certificate, certificate_path);
-  if (verbose) std::printf("x509parse_crtfile err result=%d\n", rc);
+  trace.Print("x509parse_crtfile err result=%d\n", rc);
   if (rc != 0) return hybrid::kEncrypt;
   block->length = certificate.rsa.len();
   rc = rsa_pkcs1_encrypt(&certificate.rsa, RSA_PUBLIC, key.size(), key.data(), block->bytes.data());
-  if (verbose) std::printf("rsa_pkcs1_encrypt err result=%d\n", rc);
+  trace.Print("rsa_pkcs1_encrypt err result=%d\n", rc);
   return rc == 0 ? kOk : hybrid::kEncrypt;
 }
 
 Result WriteForm(const char* name, const RsaBlock& block, const SecretCBuffer& ciphertext, char* out,
-                 bool verbose) {
+                 const Trace& trace) {
   std::array<char, kBase64BufferBytes> base64{};
   auto* const buffer = reinterpret_cast<unsigned char*>(base64.data());
   std::size_t length = base64.size();
   if (base64_encode(buffer, &length, block.bytes.data(), block.length) != 0) return hybrid::kEncrypt;
-  if (verbose) {
-    std::printf("base64 outputlen =%d\n", static_cast<int>(length));
-    std::printf("base64 outputstrlen =%d\n", static_cast<int>(std::strlen(base64.data())));
-  }
+  trace.Print("base64 outputlen =%d\n", static_cast<int>(length));
+  trace.Print("base64 outputstrlen =%d\n", static_cast<int>(std::strlen(base64.data())));
   out += std::sprintf(out, "<AESPUB><N>%s</N><S>%s</S><AED>", name, base64.data());
 
   base64[0] = 0;
@@ -100,23 +99,20 @@ struct Form {
   DecodedElement text;  // under the AES key
 };
 
-Result ReadForm(TypV2Utils* utils, const char* text, Form* form, bool traced) {
+Result ReadForm(TypV2Utils* utils, const char* text, Form* form, const Trace& trace) {
   Result rc = utils->ExtractSmallValueFromXMLLight(text, "N", 1, form->name.data(), 0, kMostNameCharacters);
-  if (traced) std::printf("clef pub utilisee : %s\n", form->name.data());
+  trace.Print("clef pub utilisee : %s\n", form->name.data());
   if (rc != kOk) return rc;
 
   if (rc = form->key.Extract(utils, text, "S"); rc != kOk) return rc;
-  if (traced) std::printf("block rsa : \n%s\n\n", form->key.base64.data());
+  trace.Print("block rsa : \n%s\n\n", form->key.base64.data());
   form->key.Decode();
-  if (traced)
-    std::printf("decode base64 : %d, len=%d\n", form->key.status, static_cast<int>(form->key.length));
+  trace.Print("decode base64 : %d, len=%d\n", form->key.status, static_cast<int>(form->key.length));
 
   if (rc = form->text.Extract(utils, text, "AED"); rc != kOk) return rc;
-  if (traced) std::printf("Data AES : \n%s\n\n", form->text.base64.data());
+  trace.Print("Data AES : \n%s\n\n", form->text.base64.data());
   form->text.Decode();
-  if (traced) {
-    std::printf("decode base64 aed : %d, len=%d\n", form->text.status, static_cast<int>(form->text.length));
-  }
+  trace.Print("decode base64 aed : %d, len=%d\n", form->text.status, static_cast<int>(form->text.length));
   return kOk;
 }
 
@@ -133,42 +129,42 @@ int ReadKeyFile(rsa_context* key, const char* path, const char* password) {
 }
 
 Result LoadPrivateKey(const char* folder, std::string_view name, const char* password, rsa_context* key,
-                      bool traced) {
+                      const Trace& trace) {
   if (name.size() < kLeastNameCharacters) return argument::kEmptyInput;
   // The name came with the form: it must not lead out of the folder.
   if (name.find('/') != std::string_view::npos) return hybrid::kKeyUnreadable;
   name.remove_suffix(kSuffixCharacters);
   const BoundedPath path{folder, name, "key"};
-  if (traced) std::printf("Chemin Clef Priv : %s\n", path.c_str());
+  trace.Print("Chemin Clef Priv : %s\n", path.c_str());
   const int rc = ReadKeyFile(key, path.c_str(), password);
-  if (traced) std::printf("x509parse_keyfile : %d\n", rc);
+  trace.Print("x509parse_keyfile : %d\n", rc);
   return rc == 0 ? kOk : hybrid::kKeyUnreadable;
 }
 
-Result DecipherKey(rsa_context* private_key, const DecodedElement& block, AesKey* key, bool traced) {
+Result DecipherKey(rsa_context* private_key, const DecodedElement& block, AesKey* key, const Trace& trace) {
   // A block shorter than the modulus goes on with zeros, of a longer one the first bytes count.
   static_assert(kMostBase64Characters >= kRsaMostBytes);
   SecretArray<kMostRsaResultBytes> result;
   std::size_t length = 0;
   const int rc =
       rsa_pkcs1_decrypt(private_key, RSA_PRIVATE, &length, block.bytes.data(), result.data(), result.size());
-  if (traced) std::printf("rsa_pkcs1_decrypt : %d\n", rc);
+  trace.Print("rsa_pkcs1_decrypt : %d\n", rc);
   if (rc != 0) return hybrid::kDecrypt;
-  if (traced) std::printf("passwordaes : %.*s\n", static_cast<int>(length), result.text());
+  trace.Print("passwordaes : %.*s\n", static_cast<int>(length), result.text());
   if (length != key->size()) return hybrid::kDecrypt;
   std::memcpy(key->data(), result.data(), key->size());
   return kOk;
 }
 
-Result DecipherText(const AesKey& key, DecodedElement* text, char* out, bool verbose) {
+Result DecipherText(const AesKey& key, DecodedElement* text, char* out, const Trace& trace) {
   AesIv iv;
   aes_context schedule;
   unsigned char* const bytes = text->bytes.data();
   Result rc = aes_setkey_dec(&schedule, key.data(), kAes256KeyBits);
   if (rc == kOk) rc = aes_crypt_cbc(&schedule, AES_DECRYPT, text->length, iv.data(), bytes, bytes);
-  if (verbose) std::printf("dechiffrement aes result=%d\n", rc);
+  trace.Print("dechiffrement aes result=%d\n", rc);
   if (rc != kOk) return rc;
-  if (verbose) std::printf("aed en clair=%.*s\n", static_cast<int>(text->length), text->bytes.text());
+  trace.Print("aed en clair=%.*s\n", static_cast<int>(text->length), text->bytes.text());
   CopyDeciphered(bytes, text->length, out);
   return kOk;
 }
@@ -181,23 +177,23 @@ int Api2AesPub(const char* text, const char* certificateName, const char* folder
     *out = 0;
     if (text == nullptr) return argument::kNoInput;
     if (certificateName == nullptr || folder == nullptr) return hybrid::kEncrypt;
-    const bool traced = verbose != 0;
+    const Trace trace(verbose != 0);
     const BoundedPath path{folder, certificateName};
-    if (traced) std::printf("input data len=%d\n", static_cast<int>(std::strlen(text)));
+    trace.Print("input data len=%d\n", static_cast<int>(std::strlen(text)));
     SecretCBuffer padded;
     if (!PadText(text, &padded)) return kNoObject;
-    if (traced) std::printf("input data len padding=%d\n", static_cast<int>(padded.size()));
+    trace.Print("input data len padding=%d\n", static_cast<int>(padded.size()));
     AesKey key;
     DrawBytes(&key);
     for (std::size_t i = 0; verbose > 0 && i < key.size(); ++i) {
-      std::printf("Pass char nb %d : %x\n", static_cast<int>(i), static_cast<unsigned>(key.data()[i]));
+      trace.Print("Pass char nb %d : %x\n", static_cast<int>(i), static_cast<unsigned>(key.data()[i]));
     }
     const Result rc = EncipherUnder(key, &padded);
-    if (traced) std::printf("chiffrement aes result=%d\n", rc);
+    trace.Print("chiffrement aes result=%d\n", rc);
     if (rc != kOk) return rc;
     RsaBlock block;
-    if (const Result failed = EncipherKeyFor(path.c_str(), key, &block, traced); failed != kOk) return failed;
-    return WriteForm(certificateName, block, padded, out, traced);
+    if (const Result failed = EncipherKeyFor(path.c_str(), key, &block, trace); failed != kOk) return failed;
+    return WriteForm(certificateName, block, padded, out, trace);
   });
 }
 
@@ -207,19 +203,19 @@ int Api2DeAesPriv(const char* form, const char* keyPassword, const char* folder,
     *out = 0;
     if (form == nullptr) return argument::kNoInput;
     if (folder == nullptr) return hybrid::kKeyUnreadable;
-    const bool traced = verbose > 0;
+    const Trace trace(verbose > 0);
     TypV2InstanceCreatorUnix creator;
     Owned<TypV2Utils> utils(creator.newTypV2Utils());
     if (const Result rc = utils.Init(); rc != kOk) return rc;
     Form elements;
-    if (const Result rc = ReadForm(utils.get(), form, &elements, traced); rc != kOk) return rc;
+    if (const Result rc = ReadForm(utils.get(), form, &elements, trace); rc != kOk) return rc;
     rsa_context private_key;
-    if (const Result rc = LoadPrivateKey(folder, elements.name.data(), keyPassword, &private_key, traced);
+    if (const Result rc = LoadPrivateKey(folder, elements.name.data(), keyPassword, &private_key, trace);
         rc != kOk) {
       return rc;
     }
     AesKey key;
-    if (const Result rc = DecipherKey(&private_key, elements.key, &key, traced); rc != kOk) return rc;
-    return DecipherText(key, &elements.text, out, verbose != 0);
+    if (const Result rc = DecipherKey(&private_key, elements.key, &key, trace); rc != kOk) return rc;
+    return DecipherText(key, &elements.text, out, Trace(verbose != 0));
   });
 }

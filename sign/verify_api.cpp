@@ -8,6 +8,7 @@
 #include "core/instance_creator.h"
 #include "core/owned.h"
 #include "core/result.h"
+#include "core/trace.h"
 #include "sign/signature_verify.h"
 
 using namespace kestrune;
@@ -42,11 +43,11 @@ void WriteAnswer(Result rc, const Recovered& recovered, char* answer) {
   }
 }
 
-void Print(Result rc, const Recovered& recovered) {
-  std::printf("err VerifyXMLSignBlockAuthentificationData = %d\n", rc);
-  std::printf("Signature trouvee : %s\n", recovered.name.data());
-  std::printf("Contenu du block signature : %s\n", recovered.data.text());
-  std::printf("taille du contenu du block signature : %d\n", static_cast<int>(recovered.length));
+void Tell(const Trace& trace, Result rc, const Recovered& recovered) {
+  trace.Print("err VerifyXMLSignBlockAuthentificationData = %d\n", rc);
+  trace.Print("Signature trouvee : %s\n", recovered.name.data());
+  trace.Print("Contenu du block signature : %s\n", recovered.data.text());
+  trace.Print("taille du contenu du block signature : %d\n", static_cast<int>(recovered.length));
 }
 
 }  // namespace
@@ -61,7 +62,7 @@ int Api2ExtractFromSignature(const char* block, const char* folder, char* answer
     Recovered recovered;
     const Result rc = Recover(verifier.get(), block, &recovered);
     WriteAnswer(rc, recovered, answer);
-    if (verbose == kVerbose) Print(rc, recovered);
+    Tell(Trace(verbose == kVerbose), rc, recovered);
     return rc;
   });
 }
