@@ -5,6 +5,8 @@
 #include <kestrune/kestrune.h>
 #include "api/message_call.h"
 #include "core/entry_point.h"
+#include "core/scrub.h"
+#include "core/trace.h"
 
 using namespace kestrune;
 
@@ -40,7 +42,7 @@ long Api2ExtractGrisFromHTTPSBlock(const unsigned char* block, unsigned long lon
 long Api2ExtractRoutageOnlyFromHTTPSBlock(const char* blockFile, const void* /*unused*/, const char* folder,
                                           long printResult, long verbose) {
   return EntryPoint([&]() -> long {
-    const Trace trace = MakeTrace(verbose);
+    const Trace trace = TraceWhenOne(verbose);
     MessageCall call;
     if (!call.is_made()) return message::kNothingDone;
     Result rc = call.Init(folder);
@@ -79,7 +81,7 @@ long Api2ExtractRoutageOnlyFromGrisBlock(const char* greyFile, const void* /*unu
                                          long printResult, long verbose) {
   if (xml != nullptr) *xml = nullptr;
   return EntryPoint([&]() -> long {
-    const Trace trace = MakeTrace(verbose);
+    const Trace trace = TraceWhenOne(verbose);
     MessageCall call;
     if (!call.is_made()) return message::kNothingDone;
     Result rc = call.Init("");

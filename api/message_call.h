@@ -7,8 +7,6 @@
 #include "core/instance_creator.h"
 #include "core/owned.h"
 #include "core/result.h"
-#include "core/scrub.h"
-#include "core/trace.h"
 #include "envelope/crypto_interface.h"
 
 namespace kestrune {
@@ -34,10 +32,6 @@ class MessageCall {
 // Reads the file at `path` whole into `content`, with `spare` zero bytes behind it. Deliberate: that the
 // reading stopped short is not reported, what is missing is zeros; the result is that of the closing.
 Result ReadWholeFile(TypV2InstanceCreator* creator, const char* path, std::size_t spare, CBuffer* content);
-
-inline Trace MakeTrace(long verbose) {
-  return Trace(verbose == 1);
-}
 
 // For printing: a text that is not there.
 inline const char* Shown(const char* text) {

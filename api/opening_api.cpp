@@ -3,6 +3,9 @@
 #include "api/message_call.h"
 #include "blocks/block_cell.h"
 #include "core/entry_point.h"
+#include "core/light_xml.h"
+#include "core/limits.h"
+#include "core/scrub.h"
 #include "core/utils.h"
 #include "envelope/lent_tree.h"
 
@@ -14,8 +17,6 @@ constexpr std::size_t kTerminatorBytes = 1;
 constexpr unsigned long long kExportBytesPerGreenByte = 2;
 constexpr unsigned long long kExportSpareBytes = 4096;
 constexpr long kWithData = 1;
-constexpr unsigned long long kFirst = 1;  // occurrence of an element
-constexpr unsigned long long kFromStart = 0;
 
 // A grey block taken apart, and the personal key that it names. The green block stays where it is.
 struct GreyContents {
@@ -34,8 +35,7 @@ Result TakeApart(MessageCall* call, TypV2Utils* utils, const unsigned char* grey
   const std::size_t room = contents->routing.size() + kTerminatorBytes;
   if (!contents->key_name.Allocate(room)) return kNoObject;
   // Deliberate: without a <C> the name is empty, and the cipher finds no key for it.
-  (void)utils->ExtractSmallValueFromXMLLight(contents->routing.text(), "C", kFirst, contents->key_name.text(),
-                                             kFromStart, room);
+  (void)ExtractFirst(utils, contents->routing.text(), "C", contents->key_name.text(), room);
   return kOk;
 }
 

@@ -7,6 +7,9 @@
 #include "api/message_call.h"
 #include "core/entry_point.h"
 #include "core/file_ref.h"
+#include "core/limits.h"
+#include "core/scrub.h"
+#include "core/trace.h"
 #include "core/utils.h"
 #include "envelope/letter.h"
 
@@ -100,7 +103,7 @@ long Api2Crypterfile(const char* textFile, const char* attachmentFiles, const ch
                 .ready_recipients = readyRecipients,
                 .attachments = attachmentFiles};
   return EntryPoint([&]() -> long {
-    const Trace trace = MakeTrace(verbose);
+    const Trace trace = TraceWhenOne(verbose);
     MessageCall call;
     if (!call.is_made()) return message::kNothingDone;
     if (const Result rc = call.Init(folder); rc != kOk) return rc;
@@ -144,7 +147,7 @@ long Api2CrypterMem(const char* text, const char* attachmentFiles, const char* u
   out.Clear();
   if (const Result rc = Check(letter, password, folder, out); rc != kOk) return rc;
   return EntryPoint([&]() -> long {
-    const Trace trace = MakeTrace(verbose);
+    const Trace trace = TraceWhenOne(verbose);
     MessageCall call;
     if (const Result rc = call.Init(folder); rc != kOk) return rc;
     SecretArray<limits::kHexPassword + 1> hex_password;

@@ -24,6 +24,14 @@ inline bool IsShorterThan(const char* text, std::size_t limit) noexcept {
   return text != nullptr && ::strnlen(text, limit) < limit;
 }
 
+// Copies a text that is there and fits. False otherwise, and `destination` is as it was.
+template <std::size_t N>
+[[nodiscard]] bool CopyTextThatFits(std::array<char, N>& destination, const char* text) noexcept {
+  if (!IsShorterThan(text, N)) return false;
+  CopyText(destination, text);
+  return true;
+}
+
 // A path put together from pieces, in a memory of its own. What goes beyond the longest path that a system takes
 // is cut off; the rest is still too long, so that nothing is ever opened under it.
 class BoundedPath {

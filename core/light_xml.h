@@ -6,6 +6,9 @@
 #include <optional>
 #include <string_view>
 
+#include "core/result.h"
+#include "core/utils.h"
+
 namespace kestrune {
 
 struct LightXmlElement {
@@ -16,6 +19,12 @@ struct LightXmlElement {
 // The first element <tag>...</tag> of `xml` from position `from` on; its value runs to the first closing tag
 // of that name. Allocates nothing, and takes time in proportion to the text for tags as short as ours.
 std::optional<LightXmlElement> FindElement(std::string_view xml, std::string_view tag, std::size_t from = 0);
+
+// TypV2Utils::ExtractSmallValueFromXMLLight, asked through its slot, for the first element of that name.
+inline Result ExtractFirst(TypV2Utils* utils, const char* xml, const char* tag, char* out,
+                           unsigned long long most) {
+  return utils->ExtractSmallValueFromXMLLight(xml, tag, 1, out, 0, most);
+}
 
 }  // namespace kestrune
 

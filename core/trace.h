@@ -24,6 +24,11 @@ class Trace {
   const bool is_on_;
 };
 
+// For the entry points at which 1 alone is a yes.
+inline Trace TraceWhenOne(long verbose) {
+  return Trace(verbose == 1);
+}
+
 }  // namespace kestrune
 
 #endif

@@ -11,6 +11,7 @@
 #include "blocks/block_cell.h"
 #include "blocks/flat_digest.h"
 #include "core/instance_creator.h"
+#include "core/light_xml.h"
 #include "core/result.h"
 #include "envelope/crypto_interface.h"
 #include "envelope/lent_tree.h"
@@ -24,8 +25,6 @@ namespace {
 
 constexpr unsigned long long kMostBytesToDecipher = 1'000'000'000;
 constexpr std::size_t kSignBytes = 16384;
-constexpr unsigned long long kFirst = 1;  // occurrence of an element
-constexpr unsigned long long kFromStart = 0;
 
 static_assert(kSignerNameBytes == TypApiV2SignatureVerify::kNameOutputBytes);
 
@@ -121,12 +120,10 @@ int TypV2CryptoInterface::CopyKeyReference(const char* routing, char* key_refere
   if (routing == nullptr) return envelope::kNoKeyReference;
   CBuffer content;
   if (!content.Allocate(std::strlen(routing) + 1)) return kNoObject;
-  const Result rc = utils_->ExtractSmallValueFromXMLLight(routing, "M", kFirst, content.text(), kFromStart,
-                                                          std::strlen(routing));
+  const Result rc = ExtractFirst(utils_.get(), routing, "M", content.text(), std::strlen(routing));
   if (rc != kOk) return rc;
   std::array<char, kKeyReferenceBytes> found{};
-  if (utils_->ExtractSmallValueFromXMLLight(content.text(), "C", kFirst, found.data(), kFromStart,
-                                            limits::kKeyReference) != kOk) {
+  if (ExtractFirst(utils_.get(), content.text(), "C", found.data(), limits::kKeyReference) != kOk) {
     return envelope::kNoKeyReference;
   }
   std::strcpy(key_reference, found.data());
@@ -215,8 +212,7 @@ int TypV2CryptoInterface::LoadRed(const unsigned char* kest, unsigned long long 
   if (rc = xml.ReceiveText([&](char** text) { return cell->GetXMLForkCopy(text); }); rc != kOk) return rc;
   // The sender's signature has to be there; whether it holds is not asked here.
   SecretArray<kSignBytes> sign;
-  rc = utils_->ExtractSmallValueFromXMLLight(xml ? xml.text() : "", "SIGN", kFirst, sign.text(), kFromStart,
-                                             sign.size() - 1);
+  rc = ExtractFirst(utils_.get(), xml ? xml.text() : "", "SIGN", sign.text(), sign.size() - 1);
   if (rc != kOk) return rc;
   Owned<TypV2BlockCell> tree(creator_->newTypV2BlockCell());
   if (rc = tree.Init(creator_); rc != kOk) return rc;

@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "envelope/crypto_interface.h"
+#include "sign/digest.h"
 #include "sign/signature.h"
 
 namespace kestrune {
@@ -18,7 +19,6 @@ using SignatureXml = std::array<char, kSignatureXmlBytes>;
 // case.
 inline Result Sign(TypApiV2Signature* signer, const unsigned char* data, unsigned long long length,
                    char* xml) {
-  constexpr long kDigestMode = 1;
   constexpr unsigned long long kLargestLength = std::numeric_limits<std::uint32_t>::max();
   return signer->GetSignatureXMLLight(data, static_cast<std::uint32_t>(std::min(length, kLargestLength)), xml,
                                       kDigestMode);

@@ -5,6 +5,7 @@
 #include <kestrune/kestrune.h>
 #include "core/entry_point.h"
 #include "core/instance_creator.h"
+#include "core/light_xml.h"
 #include "core/owned.h"
 #include "core/result.h"
 #include "core/trace.h"
@@ -15,8 +16,6 @@
 using namespace kestrune;
 
 namespace {
-
-enum Mode { kEncipher = 0, kDecipher = 1 };
 
 constexpr std::size_t kMostIvCharacters = 64;  // as long as a key's text; only the first 32 count
 constexpr std::size_t kBase64SpareBytes = 20;
@@ -53,14 +52,13 @@ Result DecipherForm(TypV2Utils* utils, const char* form, const AesKey& key, AesI
 
   // Deliberate: a form without a usable IV text is deciphered with an IV of zeros.
   char iv_text[kMostIvCharacters + 1] = {};
-  (void)utils->ExtractSmallValueFromXMLLight(form, "IV", 1, iv_text, 0, kMostIvCharacters);
+  (void)ExtractFirst(utils, form, "IV", iv_text, kMostIvCharacters);
   BytesFromHex(utils, iv_text, iv);
 
   const std::size_t form_length = std::strlen(form);
   CBuffer base64;
   if (!base64.Allocate(form_length + 1)) return kNoObject;
-  if (const Result rc = utils->ExtractSmallValueFromXMLLight(form, "AE", 1, base64.text(), 0, form_length);
-      rc != kOk) {
+  if (const Result rc = ExtractFirst(utils, form, "AE", base64.text(), form_length); rc != kOk) {
     return rc;
   }
   const std::size_t base64_length = std::strlen(base64.text());

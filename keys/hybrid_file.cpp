@@ -12,15 +12,13 @@
 #include "core/result.h"
 #include "core/scrub.h"
 #include "core/trace.h"
+#include "keys/hybrid_text.h"
 #include "keys/output_file.h"
 
 using namespace kestrune;
 
 namespace {
 
-enum Mode { kEncipher = 0, kDecipher = 1, kRekey = 2 };
-
-constexpr int kVerbose = 1;
 constexpr std::size_t kSpareCharacters = 2048;
 
 // Zeros: a text of that length and its terminator.
@@ -53,7 +51,7 @@ Result ReadText(TypV2InstanceCreator* creator, const char* path, SecretCBuffer* 
 
 Result Cipher(const char* text, const char* hex_password, int mode, SecretCBuffer* result, int verbose) {
   const Result rc = Api2Aes(text, hex_password, mode, result->text(), verbose);
-  Trace(verbose == kVerbose).Print("Api2Aes==%d\n", rc);
+  TraceWhenOne(verbose).Print("Api2Aes==%d\n", rc);
   return rc;
 }
 
@@ -96,7 +94,7 @@ int Api2AesFile(const char* inputPath, const char* outputPath, const char* hexPa
   return EntryPoint([&]() -> Result {
     if (inputPath == nullptr) return argument::kNoInput;
     if (hexPassword == nullptr) return hybrid::kNoPassword;
-    const Trace trace(verbose == kVerbose);
+    const Trace trace = TraceWhenOne(verbose);
     TypV2InstanceCreatorUnix creator;
     SecretCBuffer input;
     const ScrubAtEnd scrub_input(input, Scrub::kAllButTerminator);

@@ -8,6 +8,7 @@
 #include <kestrune/kestrune.h>
 #include "core/entry_point.h"
 #include "core/instance_creator.h"
+#include "core/light_xml.h"
 #include "core/owned.h"
 #include "core/password.h"
 #include "core/result.h"
@@ -83,7 +84,7 @@ struct DecodedElement {
   int status = 0;
 
   Result Extract(TypV2Utils* utils, const char* form, const char* tag) {
-    return utils->ExtractSmallValueFromXMLLight(form, tag, 1, base64.data(), 0, kMostBase64Characters);
+    return ExtractFirst(utils, form, tag, base64.data(), kMostBase64Characters);
   }
   void Decode() {
     length = bytes.size();
@@ -100,7 +101,7 @@ struct Form {
 };
 
 Result ReadForm(TypV2Utils* utils, const char* text, Form* form, const Trace& trace) {
-  Result rc = utils->ExtractSmallValueFromXMLLight(text, "N", 1, form->name.data(), 0, kMostNameCharacters);
+  Result rc = ExtractFirst(utils, text, "N", form->name.data(), kMostNameCharacters);
   trace.Print("clef pub utilisee : %s\n", form->name.data());
   if (rc != kOk) return rc;
 

@@ -12,6 +12,9 @@
 
 namespace kestrune {
 
+// What Api2Aes and Api2AesFile are asked for; the last one the file alone.
+enum Mode { kEncipher = 0, kDecipher = 1, kRekey = 2 };
+
 using AesKey = SecretArray<kAes256KeyBytes>;
 using AesIv = SecretArray<kAesBlockBytes>;
 

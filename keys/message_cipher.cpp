@@ -115,18 +115,9 @@ bool IsMalformed(Result rc) {
 int TypKestruneV2::InitCreate(TypV2InstanceCreator* creator, const char* key_name, const char* folder,
                               const char* hex_password) {
   creator_ = creator;
-  Result rc = kOk;
-  if (IsShorterThan(key_name, key_name_.size())) {
-    CopyText(key_name_, key_name);
-  } else {
-    rc = cipher::kKeyName;
-  }
+  Result rc = CopyTextThatFits(key_name_, key_name) ? kOk : cipher::kKeyName;
   // The folder is looked at whatever the name was, and its code wins.
-  if (IsShorterThan(folder, folder_.size())) {
-    CopyText(folder_, folder);
-  } else {
-    rc = cipher::kFolder;
-  }
+  if (!CopyTextThatFits(folder_, folder)) rc = cipher::kFolder;
   SeedRandomWithTime();
   if (rc != kOk) return rc;
   utils_ = Owned<TypV2Utils>(creator_->newTypV2Utils());

@@ -12,6 +12,7 @@
 
 namespace kestrune {
 
+inline constexpr long kDigestMode = 1;  // of the signer: the SHA-512 of the data is signed
 inline constexpr std::uint32_t kMostSignedBytes = 1'000'000'000;
 
 // Tells a signer or verifier, while it lives, the SHA-512 of bytes that its caller has digested already. The

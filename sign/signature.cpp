@@ -12,7 +12,6 @@ using namespace kestrune;
 
 namespace {
 
-constexpr long kDigestMode = 1;
 constexpr std::size_t kSignatureBytes = 4096;
 
 }  // namespace
@@ -22,18 +21,9 @@ int TypApiV2Signature::InitCreate(TypV2InstanceCreator* creator, const char* nam
   creator_ = creator;
   key_loaded_ = 0;
   key_file_name_[0] = 0;
-  Result rc = kOk;
-  if (IsShorterThan(name, name_.size())) {
-    CopyText(name_, name);
-  } else {
-    rc = signer::kKeyName;
-  }
+  Result rc = CopyTextThatFits(name_, name) ? kOk : signer::kKeyName;
   // The folder is looked at whatever the name was, and its code wins.
-  if (IsShorterThan(folder, folder_.size())) {
-    CopyText(folder_, folder);
-  } else {
-    rc = signer::kFolder;
-  }
+  if (!CopyTextThatFits(folder_, folder)) rc = signer::kFolder;
   rsa_free(&private_key_);
   if (rc != kOk) return rc;
   utils_ = Owned<TypV2Utils>(creator_->newTypV2Utils());

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "core/instance_creator.h"
+#include "core/light_xml.h"
 #include "core/result.h"
 #include "sign/digest.h"
 
@@ -15,8 +16,6 @@ constexpr std::size_t kMostBlockCharacters = 4097;  // of <SIGN>, and of <S> in 
 constexpr std::size_t kSignatureBytes = 4096;
 // Below this exponent a cube root (or the like) is enough to forge a short text with bytes behind it.
 constexpr unsigned kLeastExponentToRecover = 65537;
-constexpr unsigned long long kFirst = 1;  // occurrence of an element
-constexpr unsigned long long kFromStart = 0;
 
 constexpr char kCertificateSuffix[] = ".pem";
 
@@ -43,8 +42,7 @@ struct TypApiV2SignatureVerify::Signature {
 int TypApiV2SignatureVerify::InitCreate(TypV2InstanceCreator* creator, const char* folder) {
   creator_ = creator;
   certificate_loaded_ = 0;
-  if (!IsShorterThan(folder, folder_.size())) return verifier::kFolder;
-  CopyText(folder_, folder);
+  if (!CopyTextThatFits(folder_, folder)) return verifier::kFolder;
   utils_ = Owned<TypV2Utils>(creator_->newTypV2Utils());
   if (const Result rc = utils_.Init(); rc != kOk) return rc;
   key_utils_ = Owned<TypKeyUtils>(creator_->newTypKeyUtils());
@@ -131,14 +129,11 @@ int TypApiV2SignatureVerify::ReadBlock(const char* block, char* name, Signature*
   *name = 0;
   BlockText content;
   BlockText base64;
-  Result rc = utils_->ExtractSmallValueFromXMLLight(block, "SIGN", kFirst, content.data(), kFromStart,
-                                                    kMostBlockCharacters);
+  Result rc = ExtractFirst(utils_.get(), block, "SIGN", content.data(), kMostBlockCharacters);
   if (rc != kOk) return rc;
-  rc = utils_->ExtractSmallValueFromXMLLight(content.data(), "N", kFirst, name, kFromStart,
-                                             limits::kSignerName);
+  rc = ExtractFirst(utils_.get(), content.data(), "N", name, limits::kSignerName);
   if (rc != kOk) return rc;
-  rc = utils_->ExtractSmallValueFromXMLLight(content.data(), "S", kFirst, base64.data(), kFromStart,
-                                             kMostBlockCharacters);
+  rc = ExtractFirst(utils_.get(), content.data(), "S", base64.data(), kMostBlockCharacters);
   if (rc != kOk) return rc;
   if (!NamesFileInFolder(name)) return verifier::kCertificate;
   std::array<char, kNameOutputBytes + sizeof kCertificateSuffix> file_name;

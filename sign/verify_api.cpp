@@ -15,8 +15,6 @@ using namespace kestrune;
 
 namespace {
 
-constexpr long kVerbose = 1;
-
 // What a block told. The texts are terminated, and empty where the block told nothing.
 struct Recovered {
   std::array<char, TypApiV2SignatureVerify::kNameOutputBytes> name{};
@@ -62,7 +60,7 @@ int Api2ExtractFromSignature(const char* block, const char* folder, char* answer
     Recovered recovered;
     const Result rc = Recover(verifier.get(), block, &recovered);
     WriteAnswer(rc, recovered, answer);
-    Tell(Trace(verbose == kVerbose), rc, recovered);
+    Tell(TraceWhenOne(verbose), rc, recovered);
     return rc;
   });
 }
