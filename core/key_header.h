@@ -1,4 +1,4 @@
-// The record at the head of every key file.
+// The record at the head of every key file (docs/key_files.md).
 #ifndef KESTRUNE_CORE_KEY_HEADER_H
 #define KESTRUNE_CORE_KEY_HEADER_H
 

@@ -1,9 +1,7 @@
 // The cipher that carries key files from where they are made to where they are installed.
 //
-// An installation file is one AES-256-CBC stream under a key of 32 bytes, its first IV all zeros:
-//   body      the file's bytes, filled up with spaces to a multiple of 32
-//   trailer   32 bytes: SHA-1 of the filled body, then 12 free bytes (written as zeros, not looked at)
-// docs/installation_file.md has an example.
+// An installation file (docs/installation_file.md) has a multiple of 32 bytes: the file's, filled up with spaces, and a
+// trailer of 32.
 #ifndef KESTRUNE_KEYS_INSTALL_CIPHER_H
 #define KESTRUNE_KEYS_INSTALL_CIPHER_H
 

@@ -1,12 +1,5 @@
-// A user's personal key file: two one-time pads under the user's password.
-//
-//   0        512  TypV2KeyHeader, numbers big-endian
-//   512        I  IV area: one AES-256-CBC stream under the password's key, IV of zeros
-//   512 + I       first pad (TailleOTPChiffrement bytes), runs that mask message bodies
-//   ...           second pad (TailleOTPassword bytes), one-time passwords of 32 bytes
-//
-// I is TypKeyUtils::GetTailleIV of the two lengths. The pads are one sequence of 4096-byte chunks, numbered
-// through both; chunk k is AES-256-CBC by itself, its IV the bytes 16k to 16k + 15 of the deciphered area.
+// A user's personal key file (docs/key_files.md): two one-time pads under the user's password. The first has runs
+// that mask message bodies, the second one-time passwords.
 #ifndef KESTRUNE_KEYS_KESTRUNE_KEY_H
 #define KESTRUNE_KEYS_KESTRUNE_KEY_H
 

@@ -1,8 +1,4 @@
-// The master key file of one year: a pad in clear, common to the installation.
-//
-//   0      512   TypV2KeyHeader, numbers big-endian
-//   512   4096   never read
-//   4608         the pad (TailleOTPChiffrement bytes)
+// The master key file of one year (docs/key_files.md): a pad in clear, common to the installation.
 #ifndef KESTRUNE_KEYS_MASTER_KEY_H
 #define KESTRUNE_KEYS_MASTER_KEY_H
 
@@ -20,7 +16,7 @@ class TypV2InstanceCreator;
 // until `Kill`; the advanced header is on stable storage before a hand-out returns. In a child made by fork, an
 // object opened for update hands out nothing (-2). -96 from every operation: nothing was opened.
 //
-// Deliberate: the checks are weaker than the personal key's. Positions are not compared with the pad, and a
+// Kept so: the checks are weaker than the personal key's. Positions are not compared with the pad, and a
 // read that fails leaves zeros and does not end the call.
 class KESTRUNE_API TypV2MasterKey : public kestrune::LibraryObject<TypV2MasterKey> {
  public:
@@ -47,7 +43,7 @@ class KESTRUNE_API TypV2MasterKey : public kestrune::LibraryObject<TypV2MasterKe
   // zeros). -96: no memory, *out null.
   virtual int GetLineaKey(unsigned char** out, unsigned long long length, unsigned long long* offset_out);
 
-  // Where the next run begins. Deliberate: no check. 0.
+  // Where the next run begins. Kept so: no check. 0.
   virtual int SetOffsetOTPChiffrement(unsigned long long offset);
 
  private:

@@ -1,14 +1,6 @@
-// Message bodies, sealed and opened.
-//
-// A sealed body has T = 24 + L + N + P bytes for a body of N; the numbers are big-endian:
-//   0      8  offset in the personal key's second pad of the one-time password, in clear
-//   8      8  offset of the personal run, T bytes of the personal key's first pad
-//   16     8  offset of the master run, T - 24 bytes of the master pad
-//   24     L  random string R1, R1[0] = L (15 to 30 or 43 to 58)
-//   24+L   N  body byte i XOR R1[1 + i mod (L - 1)]
-//   ...    P  random string R2, last byte P (33 to 48)
-// From byte 16 on all is XORed with the personal run at the same position, from byte 24 on also with the
-// master run from its start; then bytes 8 to T - 1 are AES-256-CBC under the one-time password, IV of zeros.
+// Message bodies, sealed and opened. docs/sealed_body.md has the bytes: a head of 24, a random string R1, the body, a
+// random string R2; 72 to 130 more than the body's own. As many bytes of the personal key's first pad are used up, 24
+// fewer of the master pad, and 32 of the personal key's second one.
 #ifndef KESTRUNE_KEYS_MESSAGE_CIPHER_H
 #define KESTRUNE_KEYS_MESSAGE_CIPHER_H
 
@@ -36,7 +28,7 @@ class KESTRUNE_API TypKestruneV2 : public kestrune::LibraryObject<TypKestruneV2>
   virtual int InitCreate(TypV2InstanceCreator* creator, const char* key_name, const char* folder,
                          const char* hex_password);
 
-  // Releases the helpers. 0. Deliberate: the password stays until ZeroPassword or the object's end.
+  // Releases the helpers. 0. Kept so: the password stays until ZeroPassword or the object's end.
   virtual int Kill();
 
   // Exactly 64 characters, else -88 and the password held stays.
@@ -62,8 +54,8 @@ class KESTRUNE_API TypKestruneV2 : public kestrune::LibraryObject<TypKestruneV2>
   //
   // DOES NOT RETURN for a body whose random strings leave no room for a byte between them: a forged or
   // damaged one, one opened with a key of another year, and the sealed empty body. The call then sleeps for
-  // ever, on purpose, with every secret wiped (the password held too; `hex_password` is the caller's to care
-  // for), files closed and locks released: who feeds it guesses learns nothing from it. A caller that must go
+  // ever, with every secret wiped (the password held too; `hex_password` is the caller's to care for), files
+  // closed and locks released. Deliberate: who feeds it guesses learns nothing from it. A caller that must go
   // on sets a deadline of its own (a process per message, or a thread it gives up).
   //
   // -89: no input, or 24 bytes or fewer (the key files are tried before that). -87, -88: key file name (4 to
@@ -74,8 +66,8 @@ class KESTRUNE_API TypKestruneV2 : public kestrune::LibraryObject<TypKestruneV2>
                             const char* hex_password, unsigned char** out, unsigned long long* out_length);
 
   // Reads the header of the file that TypKeyUtils::GetKestruneKeyName names after the key, in the current
-  // folder, opened for update, and closes it. Kept as this partial loader: `key` and `out` are not used,
-  // nothing relies on it. -96: no object, or no memory for `count` bytes; else the status of opening or
+  // folder, opened for update, and closes it. Kept so: it loads no more, and `key` and `out` are not
+  // used. -96: no object, or no memory for `count` bytes; else the status of opening or
   // reading.
   virtual int LoadLinearKey(TypV2KestruneKey* key, unsigned char** out, unsigned long long count);
 

@@ -1,9 +1,5 @@
-// The signer: from data to a signature block.
-//
-// A signature block is the text
-//   <SIGN><N>KEY FILE NAME WITHOUT ".key"</N>\n<S>BASE64</S></SIGN>
-// with a line feed after the 57th Base64 character and after every 60 from there on. For a 4096-bit key it
-// has fewer than 800 characters.
+// The signer: from data to a signature block, a text (docs/signature_block.md) that has fewer than 800 characters for a
+// 4096-bit key.
 #ifndef KESTRUNE_SIGN_SIGNATURE_H
 #define KESTRUNE_SIGN_SIGNATURE_H
 
@@ -57,7 +53,7 @@ class KESTRUNE_API TypApiV2Signature : public kestrune::LibraryObject<TypApiV2Si
   // the pass phrase does not open it. -95: unreadable, no RSA key, or its parts do not fit together.
   virtual int LoadPrivateKey();
 
-  // Wipes and releases the key. Deliberate: it counts as loaded as before, so none is read again; signing
+  // Wipes and releases the key. Kept so: it counts as loaded as before, so none is read again; signing
   // gives -94 from then on. 0.
   virtual int FreePrivateKey();
 
