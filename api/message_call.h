@@ -29,7 +29,7 @@ class MessageCall {
   Owned<TypV2CryptoInterface> envelope_;
 };
 
-// Reads the file at `path` whole into `content`, with `spare` zero bytes behind it. Deliberate: that the
+// Reads the file at `path` whole into `content`, with `spare` zero bytes behind it. Kept so: that the
 // reading stopped short is not reported, what is missing is zeros; the result is that of the closing.
 Result ReadWholeFile(TypV2InstanceCreator* creator, const char* path, std::size_t spare, CBuffer* content);
 

@@ -107,7 +107,7 @@ long Api2DecrypterGrisMem(const unsigned char* grey, unsigned long long length, 
       if (rc == kOk) green_length = contents.data->GetDataForkLen();
     }
     if (rc != kOk) return rc;
-    // Deliberate: measured by the green block, not by the tree. Without memory the exporter answers for it.
+    // Kept so: measured by the green block, not by the tree. Without memory the exporter answers for it.
     SecretCBuffer text;
     (void)text.Allocate(green_length * kExportBytesPerGreenByte + kExportSpareBytes);
     long long position = 0;

@@ -37,7 +37,7 @@ Result Seal(MessageCall* call, const Letter& letter, CBuffer* sealed, Identifier
   return rc;
 }
 
-// Deliberate: what the writing itself returned is not looked at, the closing tells.
+// Kept so: what the writing itself returned is not looked at, the closing tells.
 Result WriteSealed(TypV2InstanceCreator* creator, const char* path, const CBuffer& sealed) {
   Owned<TypV2FileRef> file(creator->newTypV2FileRef());
   Result rc = file.Init();
@@ -67,7 +67,7 @@ Result Check(const Letter& letter, const char* password, const char* folder, con
     if (required == nullptr) return argument::kNoInput;
   }
   if (!IsShorterThan(password, limits::kPasswordOfMessage + 1)) return message::kPasswordTooLong;
-  // Deliberate: another code than for the password before. A missing one is refused by the sealing.
+  // Kept so: another code than for the password before. A missing one is refused by the sealing.
   if (letter.signing_password != nullptr &&
       !IsShorterThan(letter.signing_password, limits::kPasswordOfMessage + 1))
     return argument::kNoInput;

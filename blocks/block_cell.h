@@ -122,8 +122,8 @@ class KESTRUNE_API TypV2BlockCell : public kestrune::LibraryObject<TypV2BlockCel
 
   // Writes the records of this cell, what is below it, and its next blocks into a buffer of `end` bytes,
   // beginning at *position, which becomes where it ended.
-  // -77: no buffer or position; or a leaf has data but no XML. Deliberate: the XML fork is what is asked for,
-  // every block of a message carries it. -78: not enough room. -76: an XML length without an XML fork.
+  // -77: no buffer or position; or a leaf has data but no XML. Deliberate: every block of a message
+  // carries XML. -78: not enough room. -76: an XML length without an XML fork.
   // -96: no memory or object. What a failure has written so far is no tree.
   virtual int PushDataInPtr(unsigned char* buffer, unsigned long long* position,
                             unsigned long long end) const;

@@ -118,7 +118,7 @@ class TypV2BlockCell::FlatWriter {
       Put(cell.xml_);
     }
     if (cell.sub_ == nullptr && cell.data_.length() != 0) {
-      // Deliberate: what is asked for is the XML fork, so data without XML cannot be written.
+      // Deliberate: data without XML cannot be written, every block of a message carries it.
       if (!cell.xml_.HasBytes() || !cell.data_.HasBytes()) return block::kNoInput;
       Put(cell.data_);
     }

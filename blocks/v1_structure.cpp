@@ -13,7 +13,7 @@ using namespace kestrune;
 
 namespace {
 
-constexpr unsigned long long kFirstUnnamedNumber = 555555;  // deliberate: made-up names begin there
+constexpr unsigned long long kFirstUnnamedNumber = 555555;  // kept so: made-up names begin there
 constexpr std::size_t kMadeUpNameBytes = 40;
 
 }  // namespace

@@ -1,7 +1,7 @@
 // The longest texts that the library takes, in characters; memory for one has a byte more, for its terminator.
 // What is one longer is refused with the code that is named here.
 //
-// Deliberate: the envelope takes names and folders of one character more than the classes that it gives them to. Whose
+// Kept so: the envelope takes names and folders of one character more than the classes that it gives them to. Whose
 // code a caller gets for such a text is part of the contract.
 #ifndef KESTRUNE_CORE_LIMITS_H
 #define KESTRUNE_CORE_LIMITS_H

@@ -97,7 +97,7 @@ int TypV2Utils::hextodec(char digit) {
 
 void TypV2Utils::Hexadecimalise(const unsigned char* bytes, unsigned long long count, char* out) {
   for (unsigned long long i = 0; i < count; ++i) chartohex(bytes[i], out + 2 * i);
-  // Deliberate: nothing but a terminator at index 2 for no bytes at all.
+  // Kept so: nothing but a terminator at index 2 for no bytes at all.
   out[count == 0 ? 2 : 2 * count] = 0;
 }
 

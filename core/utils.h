@@ -54,7 +54,7 @@ class KESTRUNE_API TypV2Utils : public kestrune::LibraryObject<TypV2Utils> {
   virtual long long possubstring(const char* text, const char* sub);
 
   // First position p, start <= p <= length - |sub|, at which each byte equals that of `sub` or differs from
-  // it by exactly 32 (the whole of the case folding, so it pairs other characters too; deliberate), or -1.
+  // it by exactly 32 (the whole of the case folding, so it pairs other characters too; kept so), or -1.
   // Takes up to length x |sub| comparisons.
   virtual long long possubstringsimplenocase(const unsigned char* buffer, unsigned long long length,
                                              unsigned long long start, const char* sub);
@@ -112,7 +112,7 @@ class KESTRUNE_API TypV2Utils : public kestrune::LibraryObject<TypV2Utils> {
 
   // Cuts `text` at every separator into new texts (FreeElementsListContent frees them). *count holds the
   // capacity of `elements` on entry, the elements on return. Empty elements are kept; the last one runs to
-  // the end of the text and keeps a separator in last place (deliberate). -53: capacity reached. -60, -59,
+  // the end of the text and keeps a separator in last place (kept so). -53: capacity reached. -60, -59,
   // -62: elements, count, text missing. -96: no memory (the elements so far count).
   int GetElementsFromList(const char* text, char separator, char** elements, long long* count);
 

@@ -86,7 +86,7 @@ int TypV2Utils::GetElementsFromList(const char* text, char separator, char** ele
     if (*count >= capacity) return utils::kListFull;
     const auto left = static_cast<std::size_t>(end - begin);
     const auto* stop = static_cast<const char*>(std::memchr(begin, separator, left));
-    // Deliberate: a separator in last place belongs to the last element.
+    // Kept so: a separator in last place belongs to the last element.
     const bool is_last = stop == nullptr || stop + 1 == end;
     const std::size_t length = is_last ? left : static_cast<std::size_t>(stop - begin);
     CBuffer element;

@@ -189,7 +189,7 @@ class KESTRUNE_API TypV2CryptoInterface : public kestrune::LibraryObject<TypV2Cr
   // (kSignatureXmlBytes). Arguments as for CrypterSigner; both passwords and the record are not used.
   // *red_length becomes 0 and the signature empty at once; *red is written on success only.
   //
-  // Deliberate: the parts of the message are added one after the other whatever became of the one before,
+  // Kept so: the parts of the message are added one after the other whatever became of the one before,
   // and the code of the last one decides: the routing XML, the text, each attachment. Only lack of memory
   // (-96) ends it at once. -53, with no attachment added: 100 attachments or more.
   virtual int GetRouge(TypApiV2Signature* signer, const char* key_name, const char* hex_password,

@@ -1,9 +1,5 @@
-// Opening: each layer of a message checked and taken off.
-//
-// SHA-512 runs twice over a transport block (its own trailer; the grey block's, from where the digest that
-// was signed goes on), once over a grey block that is opened by itself, and twice over what was deciphered
-// (the KEST and the red trailer). Trailers are not under one another's digests in a way that could be shared:
-// each begins with its own block.
+// Opening: each layer of a message checked and taken off. The digest of a grey block's trailer goes on to the one that was
+// signed (docs/message.md).
 #include <array>
 #include <cstring>
 #include <string_view>
@@ -55,7 +51,7 @@ int TypV2CryptoInterface::ExtractRoutageOnlyFromHTTPSBlock(const unsigned char* 
                                        signature);
 }
 
-// Deliberate: no argument is refused here. A missing or short block fails as one that cannot be loaded, a
+// Kept so: no argument is refused here. A missing or short block fails as one that cannot be loaded, a
 // missing output where it is needed, and a block of any length is read.
 int TypV2CryptoInterface::ExtractVertFlatFromHTTPSBlock(const unsigned char* block, unsigned long long length,
                                                         char** routing, char* key_reference, char* signer,
@@ -132,7 +128,7 @@ int TypV2CryptoInterface::CopyKeyReference(const char* routing, char* key_refere
 
 // ---- Grey ------------------------------------------------------------------------------------------
 
-// Deliberate: no argument is refused in the two operations on a grey block either.
+// Kept so: no argument is refused in the two operations on a grey block either.
 int TypV2CryptoInterface::ExtractRoutageOnlyFromGrisBlock(const unsigned char* grey,
                                                           unsigned long long length, char** routing) {
   if (routing != nullptr) *routing = nullptr;
@@ -170,7 +166,7 @@ int TypV2CryptoInterface::DeCrypterVertFlatToVert(const unsigned char* green, un
   return Decipher(green, length, key_reference, hex_password, kest, kest_length);
 }
 
-// Deliberate: the two halves are not asked through their own slots; whoever replaces one replaces this one too.
+// Kept so: the two halves are not asked through their own slots; whoever replaces one replaces this one too.
 int TypV2CryptoInterface::DeCrypterVertFlat(const unsigned char* green, unsigned long long length,
                                             const char* key_reference, const char* hex_password,
                                             TypV2BlockCell** red) {

@@ -57,7 +57,7 @@ class RedTree {
     tree_ = Owned<TypV2BlockCell>(creator->newTypV2BlockCell());
     if (const Result rc = tree_.Init(creator); rc != kOk) return rc;
     if (const Result rc = tree_->SetBlockName("RED"); rc != kOk) return rc;
-    // Deliberate: each part is added whatever became of the one before, and the last result counts. But
+    // Kept so: each part is added whatever became of the one before, and the last result counts. But
     // where memory ran out nothing that follows can be trusted to be whole.
     Result rc = AddRouting(letter);
     if (rc != kNoObject && letter.text != nullptr) rc = AddText(letter.text);
@@ -94,7 +94,7 @@ class RedTree {
         return envelope_->GetDF(signer_, path, data, length, xml.data());
       });
       if (rc == kNoObject) break;
-      if (rc != kOk) continue;  // Deliberate: a file that cannot be read is left out
+      if (rc != kOk) continue;  // Kept so: a file that cannot be read is left out
       rc = LentData::AddSubBlock(tree_.get(), "PJ", xml.data(), content->data(), content->size());
       if (rc != kOk) break;
       ++content;

@@ -1,9 +1,5 @@
-// Sealing: each layer of a message around the one inside it.
-//
-// SHA-512 runs over the message five times, and no fewer do: over the text or the attachment (its signature),
-// over the red, the KEST, the grey and the transport block (their trailers). Each pass begins with other
-// bytes, so none can take over another's result; but a block that is signed as a whole (red, grey) is its
-// trailer's input and the trailer, so the signature's digest goes on where the trailer's ends.
+// Sealing: each layer of a message around the one inside it. A block that is signed as a whole (red, grey) is what its
+// trailer digests, and the trailer: the signature's digest goes on where the trailer's ends (docs/message.md).
 #include <cstring>
 #include <utility>
 
@@ -34,7 +30,7 @@ bool IsKeyName(const char* text) {
   return IsShorterThan(text, limits::kKeyNameOfLetter + 1) && *text != 0;
 }
 
-// Deliberate: the first four tests stop at the first failure, the others all run and the last failure counts.
+// Kept so: the first four tests stop at the first failure, the others all run and the last failure counts.
 Result CheckLetter(const Letter& letter, bool has_outputs) {
   Result rc = kOk;
   if (!IsKeyName(letter.key_name)) {

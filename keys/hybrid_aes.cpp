@@ -50,7 +50,7 @@ Result DecipherForm(TypV2Utils* utils, const char* form, const AesKey& key, AesI
   aes_context schedule;
   if (const Result rc = aes_setkey_dec(&schedule, key.data(), kAes256KeyBits); rc != kOk) return rc;
 
-  // Deliberate: a form without a usable IV text is deciphered with an IV of zeros.
+  // Kept so: a form without a usable IV text is deciphered with an IV of zeros.
   char iv_text[kMostIvCharacters + 1] = {};
   (void)ExtractFirst(utils, form, "IV", iv_text, kMostIvCharacters);
   BytesFromHex(utils, iv_text, iv);

@@ -68,7 +68,7 @@ Result WriteForm(const char* name, const RsaBlock& block, const SecretCBuffer& c
 
   base64[0] = 0;
   length = base64.size();
-  // Deliberate: what does not fit into the buffer leaves the element empty, and is no failure.
+  // Kept so: what does not fit into the buffer leaves the element empty, and is no failure.
   (void)base64_encode(buffer, &length, ciphertext.data(), ciphertext.size());
   std::sprintf(out, "%s</AED></AESPUB>", base64.data());
   return kOk;

@@ -94,7 +94,7 @@ Result Transit::OpenInput(const char* path, const char* output_path, std::size_t
 
 Result Transit::OpenOutput(const char* path) {
   if (const Result rc = output_.Name(creator_, path); rc != kOk) return rc;
-  // Deliberate: a refusal here shows as a failing write.
+  // Kept so: a refusal here shows as a failing write.
   (void)output_.Open();
   return kOk;
 }

@@ -97,7 +97,7 @@ Result TypV2KestruneKey::OpenFile(const char* name, long with_year, const char* 
 }
 
 int TypV2KestruneKey::Kill() {
-  // Deliberate: two single bytes. The IV area is wiped as it is freed, the key as the object goes.
+  // Kept so: two single bytes. The IV area is wiped as it is freed, the key as the object goes.
   if (iv_area_) {
     iv_area_.data()[0] = static_cast<unsigned char>(iv_area_.size());
     key_.data()[0] = kKeyMark;
@@ -137,7 +137,7 @@ int TypV2KestruneKey::GetLineaKey(unsigned char** out, unsigned long long length
   if (offset >= pad) return key::kOffset;
   if (length > kLargestCount - 2 * kChunkBytes) return kNoObject;
 
-  // Counted as read: whole chunks, and one more from an offset inside a chunk. Deliberate: so a cycle may be
+  // Counted as read: whole chunks, and one more from an offset inside a chunk. Kept so: a cycle may thus be
   // counted by a hand-out that ends before the end of the pad.
   const Count page = RoundDown(offset);
   const Count counted = RoundDown(length + kChunkBytes - 1) + (offset == page ? 0 : kChunkBytes);

@@ -105,7 +105,7 @@ int TypV2MasterKey::GetLineaKey(unsigned char** out, unsigned long long length,
   return rc;
 }
 
-// Reads the next `length` bytes and moves on. Deliberate: neither a position that cannot be reached nor a
+// Reads the next `length` bytes and moves on. Kept so: neither a position that cannot be reached nor a
 // read that fails ends the loop, and the status is that of the last read.
 Result TypV2MasterKey::ReadRun(unsigned char* to, unsigned long long length) {
   const Count pad = header_.TailleOTPChiffrement;

@@ -261,7 +261,7 @@ Result TypKestruneV2::Open(const unsigned char* in, unsigned long long length, c
   }
   if (length <= kHeadBytes) return cipher::kNoInput;
 
-  // Deliberate: a one-time password that cannot be had shows only as a wrong result (zeros stand in for it).
+  // Kept so: a one-time password that cannot be had shows only as a wrong result (zeros stand in for it).
   SecretArray<kOneTimePasswordBytes> one_time_password;
   Count offset = 0;
   // Lack of memory is no fault of the body: it must not look like one, and above all not sleep like one.

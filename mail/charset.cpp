@@ -12,9 +12,9 @@ constexpr long kBytes = 256;
 constexpr long kMostUtf8Characters = 2'000'000'000;
 constexpr long kMostUtf8Bytes = 2'000'000'000;
 
-// Mac Roman bytes for the upper half of Windows Latin. What Mac Roman lacks stays as it is, and so do, on
-// purpose, 130, 132, 149, 152, 170, 175, 180, 183, 184 and 186, which it has. Both single quotes become the
-// apostrophe (deliberate).
+// Mac Roman bytes for the upper half of Windows Latin. What Mac Roman lacks stays as it is. Kept so: 130,
+// 132, 149, 152, 170, 175, 180, 183, 184 and 186 stay too, which it has, and both single quotes become the
+// apostrophe.
 constexpr std::array<unsigned char, 128> kWindowsLatinToMacRoman = {
     219, 129, 130, 196, 132, 201, 160, 224, 246, 228, 138, 220, 206, 141, 142, 143,  //
     144, 39,  39,  210, 211, 149, 208, 209, 152, 170, 154, 221, 207, 157, 158, 217,  //

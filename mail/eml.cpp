@@ -31,7 +31,7 @@ constexpr std::string_view kBehindBoundary =
     "MIME-Version: 1.0\r\n"
     "\r\n"
     "--";
-// Deliberate: "UTF8" here, "utf-8" above.
+// Kept so: "UTF8" here, "utf-8" above.
 constexpr std::string_view kTextPartHead =
     "\r\n"
     "Content-Type: text/plain; charset=UTF8; format=flowed\r\n"

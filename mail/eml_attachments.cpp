@@ -55,7 +55,7 @@ class LineBreaker {
   }
 
   char* to_;
-  std::size_t room_ = kBase64LineCharacters + 1;  // deliberate: the first line has one more
+  std::size_t room_ = kBase64LineCharacters + 1;  // kept so: the first line has one more
 };
 
 Result AppendBase64Lines(std::span<const unsigned char> data, TextBuffer* out) {

@@ -85,7 +85,7 @@ Result AppendLines(std::string_view record, TextBuffer* header) {
   lines.AppendLine("Subject: =?utf-8?B?", "S", "?=");  // the sender has encoded it already
   if (const Result rc = lines.AppendAddresses("Reply-To: ", "R", kAddressSeparator, false); rc != kOk)
     return rc;
-  // Deliberate: of all elements this one alone is indispensable.
+  // Kept so: of all elements this one alone is indispensable.
   return lines.AppendLine("X-KestruneV2MessageID: ", "I", "") ? kOk : utils::kTagMissing;
 }
 

@@ -23,7 +23,7 @@ constexpr int kZoneOfDateWithout = 2;
 constexpr std::size_t kMailDateBytes = 200;
 
 constexpr std::array<const char*, 7> kDayNames = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-// Deliberate: "Mai".
+// Kept so: "Mai".
 constexpr std::array<const char*, 12> kMonthNames = {"Jan", "Feb", "Mar", "Apr", "Mai", "Jun",
                                                      "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 

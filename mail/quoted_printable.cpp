@@ -72,12 +72,12 @@ Sink Encode(std::string_view text, Sink sink) {
     switch (kKinds[static_cast<unsigned char>(byte)]) {
       case Kind::kLiteral:
         sink.Byte(byte);
-        // Deliberate: the test follows the copy, so a line of literals carries 77 characters.
+        // Kept so: the test follows the copy, so a line of literals carries 77 characters.
         if (++line > kMostLineCharacters) soft_break();
         continue;
       case Kind::kBlank:
         if (IsLineEnd(text, i + 1)) break;
-        // Deliberate: blanks break no line, and one at the end of the text is not encoded.
+        // Kept so: blanks break no line, and one at the end of the text is not encoded.
         sink.Byte(byte);
         ++line;
         continue;

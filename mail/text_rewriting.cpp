@@ -145,7 +145,7 @@ Result AppendGatewayAddresses(std::string_view addresses, std::string_view separ
   while (!addresses.empty()) {
     const auto stop = std::min(addresses.find_first_of(kStops), addresses.size());
     list.Add(addresses.substr(0, stop));
-    // Deliberate: a space finishes no address, so one in last place loses the last address.
+    // Kept so: a space finishes no address, so one in last place loses the last address.
     if (stop == addresses.size() || addresses[stop] == ',') list.FinishAddress();
     addresses.remove_prefix(std::min(stop + 1, addresses.size()));
   }

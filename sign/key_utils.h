@@ -37,8 +37,8 @@ class KESTRUNE_API TypKeyUtils : public kestrune::LibraryObject<TypKeyUtils> {
   // the characters written.
   virtual int GetYearCert(char* out);
 
-  // Years since 1900 plus 100 (200 below 90): the year in personal and master keys, 226 in 2026. They carry
-  // another number than certificates on purpose.
+  // Years since 1900 plus 100 (200 below 90): the year in personal and master keys, 226 in 2026. Deliberate:
+  // not the number of certificates; TypV2Utils::ExtractFileSuffix tells a personal key by it.
   virtual int GetYearKestruneKey(char* out);
 
   // name, ".", GetYearCert. Returns `out`, which needs the name's length + 13 bytes.

@@ -8,7 +8,7 @@
 namespace kestrune {
 namespace {
 
-// Deliberate: the verifier could take longer ones, but signatures of more than 3069 bytes are refused.
+// Kept so: the verifier could take longer ones, but signatures of more than 3069 bytes are refused.
 constexpr std::size_t kBase64Bytes = 4096;
 constexpr std::size_t kKeySuffixCharacters = 4;  // ".key"
 constexpr std::size_t kLineCharacters = 60;

@@ -62,7 +62,7 @@ int TypApiV2SignatureVerify::DigestSHA512(const unsigned char* data, std::uint32
 }
 
 int TypApiV2SignatureVerify::LoadPublicKey(const char* file_name) {
-  // Deliberate: what is held stays, also when another name is asked for.
+  // Kept so: what is held stays, also when another name is asked for.
   if (certificate_loaded_ == 1) return kOk;
   if (file_name == nullptr) return verifier::kCertificate;
   x509_free(&certificate_);

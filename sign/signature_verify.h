@@ -1,4 +1,4 @@
-// The verifier: from a signature block (sign/signature.h) back to what was signed, and by whom.
+// The verifier: from a signature block (docs/signature_block.md) back to what was signed, and by whom.
 //
 // A certificate is trusted because it lies in the certificate folder: neither its chain nor its dates nor a
 // revocation list is looked at. Whoever can write into the folder decides whose signatures count.

@@ -31,7 +31,7 @@ int TakeArgument(int argc, char** argv, char option, char** argument) {
     rest = argv[optind];
   }
   *argument = rest;
-  // Deliberate: the offset stays, so the next call goes on inside this word, past its option letter.
+  // Kept so: the offset stays, so the next call goes on inside this word, past its option letter.
   if (*rest == '-') return Illegal(argv[0], option);
   NextWord();
   return option;

@@ -389,7 +389,7 @@ KESTRUNE_API extern const long MacRomanToUnicode[128];
 KESTRUNE_API void convertisolatinversmacroman(unsigned char* buffer, long length);
 
 /*
- * Decodes at most `maximum` characters of UTF-8 into bytes: of each code point its low 8 bits (kept so), so
+ * Decodes at most `maximum` characters of UTF-8 into bytes: of each code point its low 8 bits (deliberate), so
  * that text up to U+00FF comes out as Latin-1. Malformed text, and more than 2,000,000,000 characters, give
  * an empty result.
  *
