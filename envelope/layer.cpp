@@ -1,9 +1,9 @@
 #include "envelope/layer.h"
 
 #include <cstring>
-#include <limits>
 #include <utility>
 
+#include "base/count.h"
 #include "base/wipe.h"
 #include "blocks/block_cell.h"
 #include "blocks/lent_data.h"
@@ -15,7 +15,6 @@ namespace kestrune {
 namespace {
 
 constexpr std::size_t kRecordHeadBytes = 24;
-constexpr unsigned long long kLargestCount = std::numeric_limits<unsigned long long>::max();
 
 }  // namespace
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <limits>
 #include <new>
 
+#include "base/count.h"
 #include "core/instance_creator.h"
 #include "core/result.h"
 #include "crypto/classic.h"
@@ -16,9 +16,6 @@ using namespace kestrune;
 
 namespace {
 
-using Count = unsigned long long;
-
-constexpr Count kLargestCount = std::numeric_limits<Count>::max();
 constexpr Count kHeaderBytes = sizeof(TypV2KeyHeader);
 constexpr Count kChunkBytes = 4096;              // of the pads, each enciphered by itself
 constexpr Count kPieceBytes = 64 * kChunkBytes;  // deciphered while the processor still holds what it read

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <limits>
 
+#include "base/count.h"
 #include "core/instance_creator.h"
 #include "core/result.h"
 #include "keys/key_header_file.h"
@@ -13,9 +13,6 @@ using namespace kestrune;
 
 namespace {
 
-using Count = unsigned long long;
-
-constexpr Count kLargestCount = std::numeric_limits<Count>::max();
 constexpr Count kPadStart = 4608;
 constexpr Count kSpareBytes = 10000;  // zeros behind a run that is handed out
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <limits>
 
+#include "base/count.h"
 #include "core/file_ref.h"
 #include "core/instance_creator.h"
 #include "core/key_header.h"
@@ -22,9 +22,6 @@ using namespace kestrune;
 
 namespace {
 
-using Count = unsigned long long;
-
-constexpr Count kLargestCount = std::numeric_limits<Count>::max();
 constexpr Count kPasswordOffsetAt = 0;
 constexpr Count kRunOffsetAt = 8;
 constexpr Count kMasterOffsetAt = 16;
