@@ -1,12 +1,10 @@
 // Enciphering and deciphering installation files, beside what nobody can do it without: SHA-1 and AES-CBC
-// over the same bytes, by mbed TLS itself, and reading and writing them with the system's own calls.
+// over the same bytes, and reading and writing them with the system's own calls.
 //
 // Compare the times of one size; whole ones are at most 1.43 times the bare ones. "peak_MB" is the most
 // memory that the program has held so far: it must not grow with the size, and stays under 16.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
-#include <mbedtls/aes.h>
-#include <mbedtls/sha1.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -82,28 +80,24 @@ void BM_BarePrimitives(benchmark::State& state) {
   for (auto _ : state) {
     std::array<unsigned char, 32> key{};
     std::array<unsigned char, 16> iv{};
-    mbedtls_aes_context aes;
-    mbedtls_sha1_context sha1;
-    mbedtls_aes_init(&aes);
-    mbedtls_sha1_init(&sha1);
-    mbedtls_sha1_starts_ret(&sha1);
-    const auto set_key = kMode == MBEDTLS_AES_ENCRYPT ? mbedtls_aes_setkey_enc : mbedtls_aes_setkey_dec;
+    aes_context aes;
+    sha1_context sha1;
+    sha1_starts(&sha1);
+    const auto set_key = kMode == AES_ENCRYPT ? aes_setkey_enc : aes_setkey_dec;
     set_key(&aes, key.data(), 256);
     const int in = ::open(files.sealed.c_str(), O_RDONLY);
     const int out = ::open(files.out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     for (ssize_t got = 0; (got = ::read(in, piece.data(), piece.size())) > 0;) {
       const auto count = static_cast<std::size_t>(got);
-      mbedtls_sha1_update_ret(&sha1, piece.data(), count);
-      mbedtls_aes_crypt_cbc(&aes, kMode, count, iv.data(), piece.data(), piece.data());
+      sha1_update(&sha1, piece.data(), count);
+      aes_crypt_cbc(&aes, kMode, count, iv.data(), piece.data(), piece.data());
       if (::write(out, piece.data(), count) != got) state.SkipWithError("writing failed");
     }
     std::array<unsigned char, 20> digest;
-    mbedtls_sha1_finish_ret(&sha1, digest.data());
+    sha1_finish(&sha1, digest.data());
     benchmark::DoNotOptimize(digest);
     ::close(in);
     ::close(out);
-    mbedtls_aes_free(&aes);
-    mbedtls_sha1_free(&sha1);
   }
   Report(state);
 }
@@ -112,9 +106,9 @@ void Sizes(benchmark::internal::Benchmark* benchmark) {
   benchmark->Arg(1)->Arg(100)->Unit(benchmark::kMillisecond)->UseRealTime();
 }
 
-BENCHMARK(BM_BarePrimitives<MBEDTLS_AES_ENCRYPT>)->Apply(Sizes)->Name("BM_BareEncipher");
+BENCHMARK(BM_BarePrimitives<AES_ENCRYPT>)->Apply(Sizes)->Name("BM_BareEncipher");
 BENCHMARK(BM_Encipher)->Apply(Sizes);
-BENCHMARK(BM_BarePrimitives<MBEDTLS_AES_DECRYPT>)->Apply(Sizes)->Name("BM_BareDecipher");
+BENCHMARK(BM_BarePrimitives<AES_DECRYPT>)->Apply(Sizes)->Name("BM_BareDecipher");
 BENCHMARK(BM_Decipher)->Apply(Sizes);
 
 }  // namespace

@@ -6,7 +6,6 @@
 
 #include "base/buffer.h"
 #include "crypto/classic.h"
-#include "crypto/rsa_impl.h"
 
 namespace {
 
@@ -40,11 +39,6 @@ constexpr char kSequence = 0x30;
 constexpr char kObjectIdentifier = 0x06;
 constexpr char kNull = 0x05;
 constexpr char kOctetString = 0x04;
-
-bool IsUsableKey(const rsa_context& key) {
-  const std::size_t bytes = key.len();
-  return bytes >= kRsaLeastBytes && bytes <= kRsaMostBytes && mbedtls_mpi_get_bit(&key.impl->key.N, 0) == 1;
-}
 
 // The bytes behind the padding; ERR_RSA_INVALID_PADDING for any fault in it.
 int StripPadding(BytesView block, BytesView* signed_bytes) {
@@ -99,7 +93,7 @@ int rsa_pkcs1_decodesignature(rsa_context* key, int mode, std::size_t* output_le
                               std::size_t signature_length) {
   *output_length = 0;
   if (mode != RSA_PUBLIC && mode != RSA_PRIVATE) return ERR_RSA_BAD_INPUT_DATA;
-  if (!IsUsableKey(*key) || signature_length != key->len()) return ERR_RSA_BAD_INPUT_DATA;
+  if (key->len() == 0 || signature_length != key->len()) return ERR_RSA_BAD_INPUT_DATA;
   kestrune::SecretArray<kRsaMostBytes> block;  // with the private operation it may be clear text
   int rc = mode == RSA_PUBLIC ? rsa_public(key, signature, block.data())
                               : rsa_private(key, signature, block.data());

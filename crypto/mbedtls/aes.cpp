@@ -2,11 +2,9 @@
 #include <mbedtls/aes.h>
 
 #include "crypto/classic.h"
-#include "crypto/errors.h"
 #include "crypto/state.h"
 
 using kestrune::crypto::StateIn;
-using kestrune::crypto::ToClassicError;
 
 namespace {
 
@@ -21,7 +19,7 @@ int SetSchedule(aes_context* context, SetKey&& set_key, const unsigned char* key
   mbedtls_aes_free(ScheduleOf(context));
   const int rc = set_key(ScheduleOf(context), key, bits);
   context->has_schedule = rc == 0;
-  return ToClassicError(rc);
+  return rc == 0 ? 0 : ERR_AES_INVALID_KEY_LENGTH;
 }
 
 // The library fills its tables with the first key and has no lock for that, so the first key is set here, before
@@ -56,5 +54,5 @@ int aes_crypt_cbc(aes_context* context, int mode, std::size_t length, unsigned c
   if (length == 0) return 0;
   if (!context->has_schedule) return ERR_AES_INVALID_KEY_LENGTH;
   const int direction = mode == AES_ENCRYPT ? MBEDTLS_AES_ENCRYPT : MBEDTLS_AES_DECRYPT;
-  return ToClassicError(mbedtls_aes_crypt_cbc(ScheduleOf(context), direction, length, iv, input, output));
+  return mbedtls_aes_crypt_cbc(ScheduleOf(context), direction, length, iv, input, output);
 }

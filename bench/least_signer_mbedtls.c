@@ -5,6 +5,7 @@
 #include <mbedtls/entropy.h>
 #include <mbedtls/pk.h>
 #include <mbedtls/rsa.h>
+#include <mbedtls/version.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -19,13 +20,21 @@ int main(int argc, char** argv) { /* TEXT KEY-FILE */
   mbedtls_pk_init(&key);
   mbedtls_entropy_init(&entropy);
   mbedtls_ctr_drbg_init(&drbg);
-  if (mbedtls_pk_parse_keyfile(&key, argv[2], NULL) != 0) return 2;
   if (mbedtls_ctr_drbg_seed(&drbg, mbedtls_entropy_func, &entropy, NULL, 0) != 0) return 3;
+#if MBEDTLS_VERSION_MAJOR == 2
+  if (mbedtls_pk_parse_keyfile(&key, argv[2], NULL) != 0) return 2;
   if (mbedtls_rsa_pkcs1_sign(mbedtls_pk_rsa(key), mbedtls_ctr_drbg_random, &drbg, MBEDTLS_RSA_PRIVATE,
                              MBEDTLS_MD_NONE, (unsigned)strlen(argv[1]), (unsigned char*)argv[1],
                              signature)) {
     return 4;
   }
+#else
+  if (mbedtls_pk_parse_keyfile(&key, argv[2], NULL, mbedtls_ctr_drbg_random, &drbg) != 0) return 2;
+  if (mbedtls_rsa_pkcs1_sign(mbedtls_pk_rsa(key), mbedtls_ctr_drbg_random, &drbg, MBEDTLS_MD_NONE,
+                             (unsigned)strlen(argv[1]), (unsigned char*)argv[1], signature)) {
+    return 4;
+  }
+#endif
   mbedtls_base64_encode(base64, sizeof base64, &length, signature, mbedtls_pk_get_len(&key));
   return puts((char*)base64) < 0;
 }

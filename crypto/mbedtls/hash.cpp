@@ -2,16 +2,14 @@
 //
 // The library's calls can only fail in builds with an accelerator that is not there; the classic interface
 // has no result to report that with, and a digest that is not one must not be used: the program ends.
-#include <mbedtls/platform_util.h>
-#include <mbedtls/sha1.h>
-#include <mbedtls/sha512.h>
-
 #include <cstdlib>
 
 #include "crypto/classic.h"
+#include "crypto/mbedtls/version.h"
 #include "crypto/state.h"
 
 using kestrune::crypto::StateIn;
+using namespace kestrune::crypto::mbedtls;
 
 namespace {
 
@@ -40,19 +38,19 @@ sha1_context::sha1_context() noexcept {
 sha1_context::~sha1_context() = default;
 
 void sha4(const unsigned char* input, std::size_t length, unsigned char* digest, int is384) {
-  OrEnd(mbedtls_sha512_ret(input, length, digest, is384));
+  OrEnd(Sha512(input, length, digest, is384));
 }
 
 void sha4_starts(sha4_context* context, int is384) {
-  OrEnd(mbedtls_sha512_starts_ret(StateOf(context), is384));
+  OrEnd(Sha512Starts(StateOf(context), is384));
 }
 
 void sha4_update(sha4_context* context, const unsigned char* input, std::size_t length) {
-  OrEnd(mbedtls_sha512_update_ret(StateOf(context), input, length));
+  OrEnd(Sha512Update(StateOf(context), input, length));
 }
 
 void sha4_finish(sha4_context* context, unsigned char* digest) {
-  OrEnd(mbedtls_sha512_finish_ret(StateOf(context), digest));
+  OrEnd(Sha512Finish(StateOf(context), digest));
 }
 
 void sha4_clone(sha4_context* copy, const sha4_context* context) {
@@ -60,17 +58,17 @@ void sha4_clone(sha4_context* copy, const sha4_context* context) {
 }
 
 void sha1(const unsigned char* input, std::size_t length, unsigned char* digest) {
-  OrEnd(mbedtls_sha1_ret(input, length, digest));
+  OrEnd(Sha1(input, length, digest));
 }
 
 void sha1_starts(sha1_context* context) {
-  OrEnd(mbedtls_sha1_starts_ret(StateOf(context)));
+  OrEnd(Sha1Starts(StateOf(context)));
 }
 
 void sha1_update(sha1_context* context, const unsigned char* input, std::size_t length) {
-  OrEnd(mbedtls_sha1_update_ret(StateOf(context), input, length));
+  OrEnd(Sha1Update(StateOf(context), input, length));
 }
 
 void sha1_finish(sha1_context* context, unsigned char* digest) {
-  OrEnd(mbedtls_sha1_finish_ret(StateOf(context), digest));
+  OrEnd(Sha1Finish(StateOf(context), digest));
 }

@@ -1,0 +1,33 @@
+# Which cryptographic library stands behind crypto/. Targets: kestrune_crypto, the shared library, and
+# kestrune_crypto_static, the archive.
+set(KESTRUNE_CRYPTO mbedtls CACHE STRING
+  "Cryptographic library: mbedtls (mbed TLS 2.28 or 3.6) or openssl (libcrypto 3.0 or later)")
+set_property(CACHE KESTRUNE_CRYPTO PROPERTY STRINGS mbedtls openssl)
+
+add_library(kestrune_crypto INTERFACE)
+add_library(kestrune_crypto_static INTERFACE)
+# For those who build against what is installed: what they find, link and depend on.
+if(KESTRUNE_CRYPTO STREQUAL "mbedtls")
+  find_package(MbedTLS 2.28 REQUIRED)
+  set(KESTRUNE_CRYPTO_FOUND "mbed TLS ${MbedTLS_VERSION}")
+  set(KESTRUNE_CRYPTO_PACKAGE "MbedTLS 2.28")
+  set(KESTRUNE_CRYPTO_TARGET MbedTLS::crypto)
+  set(KESTRUNE_CRYPTO_LINK "-lmbedcrypto")
+  set(KESTRUNE_CRYPTO_DEBIAN libmbedtls-dev)
+  target_link_libraries(kestrune_crypto_static INTERFACE MbedTLS::crypto_static)
+elseif(KESTRUNE_CRYPTO STREQUAL "openssl")
+  find_package(OpenSSL 3.0 REQUIRED COMPONENTS Crypto)
+  get_filename_component(crypto_folder ${OPENSSL_CRYPTO_LIBRARY} DIRECTORY)
+  find_library(KESTRUNE_CRYPTO_ARCHIVE libcrypto.a HINTS ${crypto_folder} REQUIRED)
+  set(KESTRUNE_CRYPTO_FOUND "OpenSSL's libcrypto ${OPENSSL_VERSION}")
+  set(KESTRUNE_CRYPTO_PACKAGE "OpenSSL 3.0 COMPONENTS Crypto")
+  set(KESTRUNE_CRYPTO_TARGET OpenSSL::Crypto)
+  set(KESTRUNE_CRYPTO_LINK "-lcrypto")
+  set(KESTRUNE_CRYPTO_DEBIAN libssl-dev)
+  target_include_directories(kestrune_crypto_static INTERFACE ${OPENSSL_INCLUDE_DIR})
+  target_link_libraries(kestrune_crypto_static INTERFACE ${KESTRUNE_CRYPTO_ARCHIVE} ${CMAKE_DL_LIBS})
+else()
+  message(FATAL_ERROR "KESTRUNE_CRYPTO must be mbedtls or openssl")
+endif()
+target_link_libraries(kestrune_crypto INTERFACE ${KESTRUNE_CRYPTO_TARGET})
+message(STATUS "Cryptographic library: ${KESTRUNE_CRYPTO_FOUND}")

@@ -1,0 +1,117 @@
+// Private keys: PKCS#1 (RFC 8017, A.1.2) and PKCS#8 (RFC 5958), each protected or not.
+//
+// Read here and not by the cryptographic libraries, so that all of them take and refuse the same; and the decoders of
+// some try one form after the other, which takes as long as a signature.
+#include <string_view>
+
+#include "crypto/classic.h"
+#include "crypto/der.h"
+#include "crypto/key_text.h"
+#include "crypto/library.h"
+#include "crypto/pass_phrase.h"
+#include "crypto/pem.h"
+
+namespace kestrune::crypto {
+namespace {
+
+constexpr std::string_view kTraditional = "RSA PRIVATE KEY", kElliptic = "EC PRIVATE KEY",
+                           kPlain = "PRIVATE KEY", kEnciphered = "ENCRYPTED PRIVATE KEY";
+
+// Without the zeros before it; false for 0 as well.
+bool TakeNumber(der::Reader* reader, der::Bytes* number) {
+  if (!reader->Take(der::kInteger, number)) return false;
+  while (!number->empty() && number->front() == 0) *number = number->subspan(1);
+  return !number->empty();
+}
+
+// RSAPrivateKey, of two primes.
+bool ParsePkcs1(der::Bytes bytes, rsa_context* key) {
+  der::Reader outer(bytes), inner;
+  int version = -1;
+  if (!outer.Take(der::kSequence, &inner) || !inner.TakeInteger(&version) || version != 0) return false;
+  RsaNumbers numbers;
+  for (der::Bytes* number :
+       {&numbers.modulus, &numbers.public_exponent, &numbers.private_exponent, &numbers.prime[0],
+        &numbers.prime[1], &numbers.exponent[0], &numbers.exponent[1], &numbers.coefficient}) {
+    if (!TakeNumber(&inner, number)) return false;
+  }
+  return inner.empty() && MakeRsaKey(numbers, key);
+}
+
+// PrivateKeyInfo; attributes behind the key are not looked at.
+bool ParsePkcs8(der::Bytes bytes, rsa_context* key) {
+  der::Reader outer(bytes), inner;
+  der::Reader::Algorithm algorithm;
+  der::Bytes content;
+  int version = -1;
+  return outer.Take(der::kSequence, &inner) && inner.TakeInteger(&version) && version == 0 &&
+         inner.TakeAlgorithm(&algorithm) && der::Is(algorithm.identifier, der::kRsaEncryption) &&
+         algorithm.has_no_parameters() && inner.Take(der::kOctetString, &content) && ParsePkcs1(content, key);
+}
+
+int OrUnreadable(bool parsed) {
+  return parsed ? 0 : ERR_X509_KEY_INVALID;
+}
+
+int ParseTraditional(const PemPart& part, rsa_context* key) {
+  if (part.was_protected && !BeginsAsKey(part.der.span(), 0)) return ERR_X509_KEY_PASSWORD_MISMATCH;
+  return OrUnreadable(ParsePkcs1(part.der.span(), key));
+}
+
+int ParseElliptic(const PemPart& part) {
+  const bool is_opened = !part.was_protected || BeginsAsKey(part.der.span(), 1);
+  return is_opened ? ERR_X509_KEY_INVALID : ERR_X509_KEY_PASSWORD_MISMATCH;
+}
+
+int ParseEnciphered(der::Bytes der, const PassPhrase& phrase, rsa_context* key) {
+  SecretCBuffer plain;
+  switch (OpenPkcs8(der, phrase, &plain)) {
+    case Opened::kMismatch:
+      return ERR_X509_KEY_PASSWORD_MISMATCH;
+    case Opened::kDone:
+      return OrUnreadable(ParsePkcs8(plain.span(), key));
+    case Opened::kUnreadable:
+      break;
+  }
+  return ERR_X509_KEY_INVALID;
+}
+
+int ParsePem(std::string_view text, const PassPhrase& phrase, rsa_context* key) {
+  for (const std::string_view label : {kTraditional, kElliptic, kPlain, kEnciphered}) {
+    const bool is_traditional = label == kTraditional || label == kElliptic;
+    PemPart part;
+    const PemRead read = part.Read(text, label, is_traditional ? phrase : PassPhrase{});
+    if (read == PemRead::kAbsent) continue;
+    // PKCS#8 has protection of its own.
+    if (read == PemRead::kPassPhrase && is_traditional) return ERR_X509_KEY_PASSWORD_MISMATCH;
+    if (read != PemRead::kDone) return ERR_X509_KEY_INVALID;
+    if (label == kTraditional) return ParseTraditional(part, key);
+    if (label == kElliptic) return ParseElliptic(part);
+    if (label == kPlain) return OrUnreadable(ParsePkcs8(part.der.span(), key));
+    return ParseEnciphered(part.der.span(), phrase, key);
+  }
+  return ERR_X509_KEY_INVALID;
+}
+
+int ParseDer(der::Bytes der, const PassPhrase& phrase, rsa_context* key) {
+  if (phrase.length > 0 && ParseEnciphered(der, phrase, key) == ERR_X509_KEY_PASSWORD_MISMATCH) {
+    return ERR_X509_KEY_PASSWORD_MISMATCH;
+  }
+  return OrUnreadable(key->impl != nullptr || ParsePkcs8(der, key) || ParsePkcs1(der, key));
+}
+
+}  // namespace
+}  // namespace kestrune::crypto
+
+int x509parse_keyfile(rsa_context* key, const char* path, const char* password) {
+  using namespace kestrune::crypto;
+  rsa_free(key);
+  const KeyText file(path);
+  if (!file.complete()) return ERR_X509_KEY_INVALID;
+  PassPhrase phrase;
+  if (password != nullptr) {
+    phrase = {reinterpret_cast<const unsigned char*>(password), std::string_view(password).size()};
+  }
+  const bool is_pem = file.text().find("-----BEGIN ") != std::string_view::npos;
+  return is_pem ? ParsePem(file.text(), phrase, key) : ParseDer(file.bytes(), phrase, key);
+}

@@ -1,0 +1,102 @@
+// RSA. Private operations are always blinded, and checked by the library with the public half before they leave (a
+// faulty computation would betray the key).
+#include <cstddef>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "crypto/classic.h"
+#include "crypto/library.h"
+#include "crypto/mbedtls/rsa_impl.h"
+#include "crypto/system_random.h"
+
+namespace {
+
+// The library draws through this; `state` is the flag that tells a lack of random numbers from other failures.
+int Draw(void* state, unsigned char* output, std::size_t count) {
+  const bool drawn = kestrune::crypto::DrawFromSystem(output, count);
+  *static_cast<bool*>(state) = !drawn;
+  return drawn ? 0 : MBEDTLS_ERR_RSA_RNG_FAILED;
+}
+
+// Out of memory in the middle of renewing them, the library leaves two values that do not belong together, and
+// every later operation with the key would fail. The next one draws new ones.
+void ForgetBlinding(mbedtls_rsa_context* key) {
+  mbedtls_mpi_free(&key->Vi);
+  mbedtls_mpi_free(&key->Vf);
+}
+
+}  // namespace
+
+namespace kestrune::crypto {
+namespace {
+
+bool Read(mbedtls_mpi* number, Bytes bytes) {
+  return mbedtls_mpi_read_binary(number, bytes.data(), bytes.size()) == 0;
+}
+
+bool ReadPrivate(mbedtls_rsa_context* key, const RsaNumbers& numbers) {
+  return Read(&key->D, numbers.private_exponent) && Read(&key->P, numbers.prime[0]) &&
+         Read(&key->Q, numbers.prime[1]) && Read(&key->DP, numbers.exponent[0]) &&
+         Read(&key->DQ, numbers.exponent[1]) && Read(&key->QP, numbers.coefficient);
+}
+
+}  // namespace
+
+bool MakeRsaKey(const RsaNumbers& numbers, rsa_context* key) {
+  std::unique_ptr<rsa_context::Impl> held(new (std::nothrow) rsa_context::Impl);
+  if (held == nullptr) return false;
+  mbedtls_rsa_context* const numbers_held = &held->key;
+  const bool made = Read(&numbers_held->N, numbers.modulus) &&
+                    Read(&numbers_held->E, numbers.public_exponent) &&
+                    (!numbers.is_private() || ReadPrivate(numbers_held, numbers));
+  if (!made) return false;
+  numbers_held->len = mbedtls_mpi_size(&numbers_held->N);
+  // Nothing is left to be computed; this looks at sizes and parities.
+  if (numbers_held->len > kRsaMostBytes || mbedtls_rsa_complete(numbers_held) != 0 ||
+      mbedtls_rsa_check_pubkey(numbers_held) != 0) {
+    return false;
+  }
+  key->impl = std::move(held);
+  return true;
+}
+
+}  // namespace kestrune::crypto
+
+rsa_context::rsa_context() noexcept = default;
+rsa_context::~rsa_context() = default;
+
+std::size_t rsa_context::len() const {
+  return impl == nullptr ? 0 : mbedtls_rsa_get_len(&impl->key);
+}
+
+bool rsa_context::public_exponent_at_least(unsigned least) const {
+  return impl != nullptr && mbedtls_mpi_cmp_int(&impl->key.E, static_cast<mbedtls_mpi_sint>(least)) >= 0;
+}
+
+int rsa_check_pubkey(const rsa_context* key) {
+  return key->impl == nullptr || mbedtls_rsa_check_pubkey(&key->impl->key) != 0 ? ERR_RSA_KEY_CHECK_FAILED
+                                                                                : 0;
+}
+
+int rsa_check_privkey(const rsa_context* key) {
+  return key->impl == nullptr || mbedtls_rsa_check_privkey(&key->impl->key) != 0 ? ERR_RSA_KEY_CHECK_FAILED
+                                                                                 : 0;
+}
+
+int rsa_public(rsa_context* key, const unsigned char* input, unsigned char* output) {
+  if (key->impl == nullptr) return ERR_RSA_PUBLIC_FAILED;
+  return mbedtls_rsa_public(&key->impl->key, input, output) == 0 ? 0 : ERR_RSA_PUBLIC_FAILED;
+}
+
+int rsa_private(rsa_context* key, const unsigned char* input, unsigned char* output) {
+  if (key->impl == nullptr) return ERR_RSA_PRIVATE_FAILED;
+  bool without_random = false;
+  if (mbedtls_rsa_private(&key->impl->key, Draw, &without_random, input, output) == 0) return 0;
+  ForgetBlinding(&key->impl->key);
+  return without_random ? ERR_RSA_RNG_FAILED : ERR_RSA_PRIVATE_FAILED;
+}
+
+void rsa_free(rsa_context* key) {
+  key->impl.reset();
+}

@@ -1,0 +1,28 @@
+// Random bytes for RSA: what hides a private operation from those who time it, and what fills the padding of an
+// encryption. For the sources of this folder alone.
+#ifndef KESTRUNE_CRYPTO_SYSTEM_RANDOM_H
+#define KESTRUNE_CRYPTO_SYSTEM_RANDOM_H
+
+#include <sys/random.h>
+
+#include <algorithm>
+#include <cstddef>
+
+namespace kestrune::crypto {
+
+// Straight from the system: nothing has to be set up or seeded, and nothing lives between calls, across a fork
+// least of all. False when it has none.
+inline bool DrawFromSystem(unsigned char* output, std::size_t count) {
+  constexpr std::size_t kMostAtOnce = 256;  // a request up to here is never cut short
+  while (count > 0) {
+    const std::size_t wanted = std::min(count, kMostAtOnce);
+    if (::getrandom(output, wanted, 0) != static_cast<ssize_t>(wanted)) return false;
+    output += wanted;
+    count -= wanted;
+  }
+  return true;
+}
+
+}  // namespace kestrune::crypto
+
+#endif
