@@ -1,0 +1,236 @@
+// RSA by the library's big numbers.
+//
+// Not by its keys and providers: setting those up takes several times as long as a signature, for the sake of random
+// numbers that the system gives as well. What a program without them has to do itself is done here: private
+// operations are blinded, and checked with the public half before they leave (a faulty computation would betray the
+// key).
+#include <openssl/bn.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "base/buffer.h"
+#include "crypto/classic.h"
+#include "crypto/library.h"
+#include "crypto/openssl/bignum.h"
+#include "crypto/openssl/error_queue.h"
+#include "crypto/openssl/rsa_impl.h"
+#include "crypto/system_random.h"
+
+using kestrune::SecretArray;
+using namespace kestrune::crypto;
+
+namespace {
+
+using Impl = rsa_context::Impl;
+
+constexpr int kLeastModulusBits = 128;
+constexpr int kMostBlindingDraws = 10;  // a draw that will not do betrays a factor of the key: there is none
+
+bool SetModulus(Montgomery* modulus, const BIGNUM* value, BN_CTX* scratch) {
+  modulus->reset(BN_MONT_CTX_new());
+  return *modulus != nullptr && BN_MONT_CTX_set(modulus->get(), value, scratch) == 1;
+}
+
+// Below the modulus, and hard to guess: what the extra bytes leave of the unevenness is nothing.
+bool DrawBelow(BIGNUM* number, const Impl& key, BN_CTX* scratch, bool* drawn) {
+  constexpr std::size_t kExtraBytes = 16;
+  SecretArray<kRsaMostBytes + kExtraBytes> bytes;
+  const std::size_t count = key.bytes + kExtraBytes;
+  *drawn = DrawFromSystem(bytes.data(), count);
+  return *drawn && BN_bin2bn(bytes.data(), static_cast<int>(count), number) != nullptr &&
+         BN_nnmod(number, number, key.modulus.get(), scratch) == 1;
+}
+
+// base^exponent by the modulus, for what is no secret.
+bool PublicPower(BIGNUM* result, const BIGNUM* base, const Impl& key, BN_CTX* scratch) {
+  return BN_mod_exp_mont(result, base, key.public_exponent.get(), key.modulus.get(), scratch,
+                         key.by_modulus.get()) == 1;
+}
+
+// A factor for the input and the one that takes it out of the result: r^e, and the inverse of r. Inverting takes
+// longer for some numbers than for others, so a product with a second random number is inverted.
+int DrawBlinding(BIGNUM* factor, BIGNUM* inverse, const Impl& key, BN_CTX* scratch) {
+  Frame frame(scratch);
+  BIGNUM* const mask = frame.Take();
+  BIGNUM* const product = frame.Take();
+  if (product == nullptr) return ERR_RSA_PRIVATE_FAILED;
+  const BIGNUM* const modulus = key.modulus.get();
+  for (int draw = 0; draw < kMostBlindingDraws; ++draw) {
+    bool drawn = false;
+    if (!DrawBelow(factor, key, scratch, &drawn) || !DrawBelow(mask, key, scratch, &drawn)) {
+      return drawn ? ERR_RSA_PRIVATE_FAILED : ERR_RSA_RNG_FAILED;
+    }
+    if (BN_mod_mul(product, factor, mask, modulus, scratch) != 1) return ERR_RSA_PRIVATE_FAILED;
+    if (BN_mod_inverse(product, product, modulus, scratch) == nullptr) continue;
+    const bool done = BN_mod_mul(inverse, product, mask, modulus, scratch) == 1 &&
+                      PublicPower(factor, factor, key, scratch);
+    return done ? 0 : ERR_RSA_PRIVATE_FAILED;
+  }
+  return ERR_RSA_PRIVATE_FAILED;
+}
+
+// input^d by the modulus, from the powers by the two primes.
+bool PrivatePower(BIGNUM* result, const BIGNUM* input, const Impl& key, BN_CTX* scratch) {
+  Frame frame(scratch);
+  BIGNUM* const first = frame.Take();
+  BIGNUM* const second = frame.Take();
+  BIGNUM* const power = frame.Take();
+  if (power == nullptr) return false;
+  const BIGNUM* const p = key.prime[0].get();
+  const BIGNUM* const q = key.prime[1].get();
+  return BN_mod(first, input, p, scratch) == 1 && BN_mod(second, input, q, scratch) == 1 &&
+         BN_mod_exp_mont_consttime_x2(first, first, key.exponent[0].get(), p, key.by_prime[0].get(), second,
+                                      second, key.exponent[1].get(), q, key.by_prime[1].get(),
+                                      scratch) == 1 &&
+         BN_mod_sub(power, first, second, p, scratch) == 1 &&
+         BN_mod_mul(power, power, key.coefficient.get(), p, scratch) == 1 &&
+         BN_mul(power, power, q, scratch) == 1 && BN_add(result, power, second) == 1;
+}
+
+int Private(const Impl& key, const unsigned char* input, unsigned char* output) {
+  const Scratch scratch(BN_CTX_new());
+  if (scratch == nullptr) return ERR_RSA_PRIVATE_FAILED;
+  Frame frame(scratch.get());
+  BIGNUM* const value = frame.Take();
+  BIGNUM* const factor = frame.Take();
+  BIGNUM* const inverse = frame.Take();
+  BIGNUM* const result = frame.Take();
+  const BIGNUM* const modulus = key.modulus.get();
+  const auto length = static_cast<int>(key.bytes);
+  if (result == nullptr || BN_bin2bn(input, length, value) == nullptr || BN_ucmp(value, modulus) >= 0) {
+    return ERR_RSA_PRIVATE_FAILED;
+  }
+  if (const int rc = DrawBlinding(factor, inverse, key, scratch.get()); rc != 0) return rc;
+  const bool computed = BN_mod_mul(factor, value, factor, modulus, scratch.get()) == 1 &&
+                        PrivatePower(result, factor, key, scratch.get()) &&
+                        BN_mod_mul(result, result, inverse, modulus, scratch.get()) == 1 &&
+                        PublicPower(factor, result, key, scratch.get());
+  if (!computed || BN_cmp(factor, value) != 0) return ERR_RSA_PRIVATE_FAILED;
+  return BN_bn2binpad(result, output, length) == length ? 0 : ERR_RSA_PRIVATE_FAILED;
+}
+
+// number by (modulus - 1) is what `other` is.
+bool AreCongruent(const BIGNUM* number, const BIGNUM* other, const BIGNUM* prime, BN_CTX* scratch) {
+  Frame frame(scratch);
+  BIGNUM* const less_one = frame.Take();
+  BIGNUM* const difference = frame.Take();
+  return difference != nullptr && BN_copy(less_one, prime) != nullptr && BN_sub_word(less_one, 1) == 1 &&
+         !BN_is_zero(less_one) && BN_sub(difference, number, other) == 1 &&
+         BN_nnmod(difference, difference, less_one, scratch) == 1 && BN_is_zero(difference);
+}
+
+bool IsConsistent(const Impl& key, BN_CTX* scratch) {
+  Frame frame(scratch);
+  BIGNUM* const product = frame.Take();
+  if (product == nullptr) return false;
+  const BIGNUM* const d = key.private_exponent.get();
+  const BIGNUM* const p = key.prime[0].get();
+  const BIGNUM* const q = key.prime[1].get();
+  if (BN_mul(product, p, q, scratch) != 1 || BN_cmp(product, key.modulus.get()) != 0) return false;
+  if (BN_is_one(d) || BN_cmp(d, key.modulus.get()) >= 0) return false;
+  if (BN_mul(product, d, key.public_exponent.get(), scratch) != 1) return false;
+  return AreCongruent(product, BN_value_one(), p, scratch) &&
+         AreCongruent(product, BN_value_one(), q, scratch) &&
+         AreCongruent(key.exponent[0].get(), d, p, scratch) &&
+         AreCongruent(key.exponent[1].get(), d, q, scratch) &&
+         BN_mod_mul(product, key.coefficient.get(), q, p, scratch) == 1 && BN_is_one(product);
+}
+
+bool Read(Number* number, Bytes bytes) {
+  number->reset(BN_bin2bn(bytes.data(), static_cast<int>(bytes.size()), nullptr));
+  return *number != nullptr && !BN_is_zero(number->get());
+}
+
+bool ReadPublic(Impl* key, const RsaNumbers& numbers, BN_CTX* scratch) {
+  if (!Read(&key->modulus, numbers.modulus) || !Read(&key->public_exponent, numbers.public_exponent))
+    return false;
+  const BIGNUM* const n = key->modulus.get();
+  const BIGNUM* const e = key->public_exponent.get();
+  key->bytes = static_cast<std::size_t>(BN_num_bytes(n));
+  return BN_is_odd(n) && BN_num_bits(n) >= kLeastModulusBits && key->bytes <= kRsaMostBytes && BN_is_odd(e) &&
+         !BN_is_one(e) && BN_ucmp(e, n) < 0 && SetModulus(&key->by_modulus, n, scratch);
+}
+
+bool ReadSecret(Number* number, Bytes bytes) {
+  if (!Read(number, bytes)) return false;
+  BN_set_flags(number->get(), BN_FLG_CONSTTIME);
+  return true;
+}
+
+bool ReadPrivate(Impl* key, const RsaNumbers& numbers, BN_CTX* scratch) {
+  for (int i = 0; i < 2; ++i) {
+    if (!ReadSecret(&key->prime[i], numbers.prime[i]) ||
+        !ReadSecret(&key->exponent[i], numbers.exponent[i]) || !BN_is_odd(key->prime[i].get()) ||
+        !SetModulus(&key->by_prime[i], key->prime[i].get(), scratch)) {
+      return false;
+    }
+  }
+  return ReadSecret(&key->coefficient, numbers.coefficient) &&
+         ReadSecret(&key->private_exponent, numbers.private_exponent);
+}
+
+}  // namespace
+
+bool kestrune::crypto::MakeRsaKey(const RsaNumbers& numbers, rsa_context* key) {
+  const ErrorQueue errors;
+  std::unique_ptr<Impl> held(new (std::nothrow) Impl);
+  const Scratch scratch(BN_CTX_new());
+  if (held == nullptr || scratch == nullptr || !ReadPublic(held.get(), numbers, scratch.get())) return false;
+  if (numbers.is_private() && !ReadPrivate(held.get(), numbers, scratch.get())) return false;
+  key->impl = std::move(held);
+  return true;
+}
+
+rsa_context::rsa_context() noexcept = default;
+rsa_context::~rsa_context() = default;
+
+std::size_t rsa_context::len() const {
+  return impl == nullptr ? 0 : impl->bytes;
+}
+
+bool rsa_context::public_exponent_at_least(unsigned least) const {
+  if (impl == nullptr) return false;
+  const BIGNUM* const e = impl->public_exponent.get();
+  return BN_num_bits(e) > 32 || BN_get_word(e) >= least;
+}
+
+int rsa_check_pubkey(const rsa_context* key) {
+  return key->impl == nullptr ? ERR_RSA_KEY_CHECK_FAILED : 0;  // checked when it was read
+}
+
+int rsa_check_privkey(const rsa_context* key) {
+  if (key->impl == nullptr || !key->impl->is_private()) return ERR_RSA_KEY_CHECK_FAILED;
+  const ErrorQueue errors;
+  const Scratch scratch(BN_CTX_new());
+  const bool consistent = scratch != nullptr && IsConsistent(*key->impl, scratch.get());
+  return consistent ? 0 : ERR_RSA_KEY_CHECK_FAILED;
+}
+
+int rsa_public(rsa_context* key, const unsigned char* input, unsigned char* output) {
+  if (key->impl == nullptr) return ERR_RSA_PUBLIC_FAILED;
+  const ErrorQueue errors;
+  const Scratch scratch(BN_CTX_new());
+  if (scratch == nullptr) return ERR_RSA_PUBLIC_FAILED;
+  Frame frame(scratch.get());
+  BIGNUM* const value = frame.Take();
+  const auto length = static_cast<int>(key->impl->bytes);
+  const bool done = value != nullptr && BN_bin2bn(input, length, value) != nullptr &&
+                    BN_ucmp(value, key->impl->modulus.get()) < 0 &&
+                    PublicPower(value, value, *key->impl, scratch.get()) &&
+                    BN_bn2binpad(value, output, length) == length;
+  return done ? 0 : ERR_RSA_PUBLIC_FAILED;
+}
+
+int rsa_private(rsa_context* key, const unsigned char* input, unsigned char* output) {
+  if (key->impl == nullptr || !key->impl->is_private()) return ERR_RSA_PRIVATE_FAILED;
+  const ErrorQueue errors;
+  return Private(*key->impl, input, output);
+}
+
+void rsa_free(rsa_context* key) {
+  key->impl.reset();
+}
