@@ -28,21 +28,13 @@ namespace {
 using Impl = rsa_context::Impl;
 
 constexpr int kLeastModulusBits = 128;
+constexpr std::size_t kBlindingBytes = 32;
+constexpr BN_ULONG kBlindingSpread = 65537;
 constexpr int kMostBlindingDraws = 10;  // a draw that will not do betrays a factor of the key: there is none
 
 bool SetModulus(Montgomery* modulus, const BIGNUM* value, BN_CTX* scratch) {
   modulus->reset(BN_MONT_CTX_new());
   return *modulus != nullptr && BN_MONT_CTX_set(modulus->get(), value, scratch) == 1;
-}
-
-// Below the modulus, and hard to guess: what the extra bytes leave of the unevenness is nothing.
-bool DrawBelow(BIGNUM* number, const Impl& key, BN_CTX* scratch, bool* drawn) {
-  constexpr std::size_t kExtraBytes = 16;
-  SecretArray<kRsaMostBytes + kExtraBytes> bytes;
-  const std::size_t count = key.bytes + kExtraBytes;
-  *drawn = DrawFromSystem(bytes.data(), count);
-  return *drawn && BN_bin2bn(bytes.data(), static_cast<int>(count), number) != nullptr &&
-         BN_nnmod(number, number, key.modulus.get(), scratch) == 1;
 }
 
 // base^exponent by the modulus, for what is no secret.
@@ -51,26 +43,44 @@ bool PublicPower(BIGNUM* result, const BIGNUM* base, const Impl& key, BN_CTX* sc
                          key.by_modulus.get()) == 1;
 }
 
-// A factor for the input and the one that takes it out of the result: r^e, and the inverse of r. Inverting takes
-// longer for some numbers than for others, so a product with a second random number is inverted.
-int DrawBlinding(BIGNUM* factor, BIGNUM* inverse, const Impl& key, BN_CTX* scratch) {
+// A random odd number and its inverse by the modulus. The number is short, for an inverse by a short number is found
+// many times as quickly: where t is the inverse of the modulus by the number, it is (modulus * (number - t) + 1) / number.
+int DrawInvertible(BIGNUM* number, BIGNUM* inverse, const Impl& key, BN_CTX* scratch) {
   Frame frame(scratch);
-  BIGNUM* const mask = frame.Take();
-  BIGNUM* const product = frame.Take();
-  if (product == nullptr) return ERR_RSA_PRIVATE_FAILED;
-  const BIGNUM* const modulus = key.modulus.get();
+  BIGNUM* const rest = frame.Take();
+  BIGNUM* const divisor = frame.Take();  // the number, told to be a secret where that costs little
+  if (divisor == nullptr) return ERR_RSA_PRIVATE_FAILED;
+  SecretArray<kBlindingBytes> bytes;
   for (int draw = 0; draw < kMostBlindingDraws; ++draw) {
-    bool drawn = false;
-    if (!DrawBelow(factor, key, scratch, &drawn) || !DrawBelow(mask, key, scratch, &drawn)) {
-      return drawn ? ERR_RSA_PRIVATE_FAILED : ERR_RSA_RNG_FAILED;
+    if (!DrawFromSystem(bytes.data(), bytes.size())) return ERR_RSA_RNG_FAILED;
+    bytes.data()[kBlindingBytes - 1] |= 1;
+    if (BN_bin2bn(bytes.data(), static_cast<int>(bytes.size()), number) == nullptr ||
+        BN_copy(divisor, number) == nullptr || BN_mod(rest, key.modulus.get(), number, scratch) != 1) {
+      return ERR_RSA_PRIVATE_FAILED;
     }
-    if (BN_mod_mul(product, factor, mask, modulus, scratch) != 1) return ERR_RSA_PRIVATE_FAILED;
-    if (BN_mod_inverse(product, product, modulus, scratch) == nullptr) continue;
-    const bool done = BN_mod_mul(inverse, product, mask, modulus, scratch) == 1 &&
-                      PublicPower(factor, factor, key, scratch);
+    BN_set_flags(divisor, BN_FLG_CONSTTIME);
+    if (BN_mod_inverse(rest, rest, divisor, scratch) == nullptr) continue;
+    const bool done = BN_sub(rest, number, rest) == 1 &&
+                      BN_mul(rest, rest, key.modulus.get(), scratch) == 1 && BN_add_word(rest, 1) == 1 &&
+                      BN_div(inverse, nullptr, rest, number, scratch) == 1;
     return done ? 0 : ERR_RSA_PRIVATE_FAILED;
   }
   return ERR_RSA_PRIVATE_FAILED;
+}
+
+// A factor for the input and the one that takes it out of the result: r^e, and the inverse of r, where r is a power of
+// a random number that is as long as the modulus whatever e is.
+int DrawBlinding(BIGNUM* factor, BIGNUM* inverse, const Impl& key, BN_CTX* scratch) {
+  if (const int rc = DrawInvertible(factor, inverse, key, scratch); rc != 0) return rc;
+  Frame frame(scratch);
+  BIGNUM* const spread = frame.Take();
+  const BIGNUM* const modulus = key.modulus.get();
+  const bool done = spread != nullptr && BN_set_word(spread, kBlindingSpread) == 1 &&
+                    BN_nnmod(factor, factor, modulus, scratch) == 1 &&
+                    BN_mod_exp_mont(factor, factor, spread, modulus, scratch, key.by_modulus.get()) == 1 &&
+                    BN_mod_exp_mont(inverse, inverse, spread, modulus, scratch, key.by_modulus.get()) == 1 &&
+                    PublicPower(factor, factor, key, scratch);
+  return done ? 0 : ERR_RSA_PRIVATE_FAILED;
 }
 
 // input^d by the modulus, from the powers by the two primes.
