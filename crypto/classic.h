@@ -1,12 +1,12 @@
 // The door to the cryptographic library: everything the system needs from it, under the classic names.
 //
-// Only the sources of this folder include a header of mbed TLS; whoever includes this one needs none. The
-// context types own what they hold and wipe it when they are cleared or destroyed; they cannot be copied.
-// Hashes and AES keep the library's state in the object itself and allocate nothing. An RSA key is allocated: an
-// operation that finds no memory answers with the code of its own failure.
+// mbed TLS or libcrypto stands behind it, as was chosen when configuring; which one does not show. Only the folder
+// of each below this one includes headers of it; whoever includes this header needs none. The context types own what
+// they hold and wipe it when they are cleared or destroyed; they cannot be copied. Hashes keep the library's state in
+// the object itself and allocate nothing. An RSA key is allocated: an operation that finds no memory answers with the
+// code of its own failure. AES allocates with libcrypto alone.
 //
-// Results are 0 or one of the negative numbers below. A failure of the library that has no number here
-// keeps the library's own negative code. No argument may be null unless it says so.
+// Results are 0 or one of the negative numbers below. No argument may be null unless it says so.
 #ifndef KESTRUNE_CRYPTO_CLASSIC_H
 #define KESTRUNE_CRYPTO_CLASSIC_H
 
@@ -35,6 +35,7 @@ inline constexpr std::size_t kPkcs1PaddingBytes = 11;  // least room that PKCS#1
 inline constexpr std::size_t kRsaLeastBytes = 16;      // moduli outside these bounds are refused
 inline constexpr std::size_t kRsaMostBytes = 1024;
 
+inline constexpr int ERR_NO_MEMORY = -96;  // as everywhere in the system; of AES alone, see there
 inline constexpr int ERR_BASE64_BUFFER_TOO_SMALL = -16;
 inline constexpr int ERR_BASE64_INVALID_CHARACTER = -18;
 inline constexpr int ERR_X509_KEY_PASSWORD_MISMATCH = -736;  // wrong, or none where one is needed
@@ -118,7 +119,8 @@ class KESTRUNE_API aes_context {
   bool has_schedule = false;
 };
 
-// Builds the schedule for one direction from a key of 128, 192 or 256 bits; any other size: -2048.
+// Builds the schedule for one direction from a key of 128, 192 or 256 bits; any other size: -2048. -96:
+// no memory.
 KESTRUNE_API int aes_setkey_enc(aes_context* context, const unsigned char* key, unsigned bits);
 KESTRUNE_API int aes_setkey_dec(aes_context* context, const unsigned char* key, unsigned bits);
 
@@ -207,7 +209,8 @@ class KESTRUNE_API x509_cert {
 };
 
 // Reads an RSA private key from the regular file at `path`, opened with `password` (null or empty: none)
-// when it is protected (DES-CBC, DES-EDE3-CBC, AES-CBC as traditional PEM; PKCS#5 v1 and v2 with DES).
+// when it is protected: traditional PEM with DES-CBC, DES-EDE3-CBC or AES-CBC; PKCS#8 by PKCS#12's ways with DES (and,
+// with mbed TLS 2.28 and libcrypto, RC4), or under PBES2 with DES (and, with mbed TLS 3.6 and libcrypto, AES).
 // -736: the pass phrase is wrong or missing. -672: no file, no regular file (of at most 1 MiB), unreadable, no
 // RSA key of 16 to 1024 bytes, or protected with more than 10,000,000 iterations (it would be opened for hours).
 KESTRUNE_API int x509parse_keyfile(rsa_context* key, const char* path, const char* password);

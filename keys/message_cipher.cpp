@@ -63,16 +63,17 @@ Result TakeRun(Key& key, Count length, SecretCBuffer* run, Count* offset) {
 }
 
 // Deciphers a body behind its first 8 bytes into `copy`. What AES does not take (all of it when it refuses,
-// the part beyond its 32-bit count) stays as it was.
-void Decipher(TypV2AES& aes, const unsigned char* body, Count length, const unsigned char* one_time_password,
-              unsigned char* copy) {
+// the part beyond its 32-bit count) stays as it was. -96 when it is without memory, which is no fault of the body.
+Result Decipher(TypV2AES& aes, const unsigned char* body, Count length,
+                const unsigned char* one_time_password, unsigned char* copy) {
   std::array<unsigned char, kAesBlockBytes> iv;
   (void)aes.zeroiv(iv.data());
   const Count count = length - kEncipheredFrom;
-  const bool taken = aes.decrypter(body + kEncipheredFrom, static_cast<long long>(count), iv.data(),
-                                   one_time_password, copy + kEncipheredFrom) == kOk;
-  const Count done = kEncipheredFrom + (taken ? static_cast<std::uint32_t>(count) : 0);
+  const Result rc = aes.decrypter(body + kEncipheredFrom, static_cast<long long>(count), iv.data(),
+                                  one_time_password, copy + kEncipheredFrom);
+  const Count done = kEncipheredFrom + (rc == kOk ? static_cast<std::uint32_t>(count) : 0);
   std::memcpy(copy + done, body + done, length - done);
+  return rc == kNoObject ? kNoObject : kOk;
 }
 
 // Takes the masks off a deciphered body, in its own buffer, which then begins with the clear text and holds
@@ -264,7 +265,7 @@ Result TypKestruneV2::Open(const unsigned char* in, unsigned long long length, c
   // Lack of memory is no fault of the body: it must not look like one, and above all not sleep like one.
   (void)personal->SetOffsetOTPassword(LoadBigEndian(in + kPasswordOffsetAt));
   if (personal->GetOTPassword(one_time_password.data(), &offset) == kNoObject) return kNoObject;
-  Decipher(*aes.get(), in, length, one_time_password.data(), copy.data());
+  if (Decipher(*aes.get(), in, length, one_time_password.data(), copy.data()) != kOk) return kNoObject;
 
   if (const Result rc = personal->SetOffsetOTPChiffrement(LoadBigEndian(copy.data() + kRunOffsetAt));
       rc != kOk) {

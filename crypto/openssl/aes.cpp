@@ -27,8 +27,12 @@ Schedule* ScheduleOf(aes_context* context) {
   return StateIn<Schedule>(context->state);
 }
 
+bool IsKeyLength(unsigned bits) {
+  return bits == 128 || bits == 192 || bits == 256;
+}
+
 EVP_CIPHER* CipherFor(unsigned bits) {
-  if (bits != 128 && bits != 192 && bits != 256) return nullptr;
+  if (!IsKeyLength(bits)) return nullptr;
   const Providers* const providers = OwnProviders();
   return providers == nullptr ? nullptr : providers->aes_cbc[(bits - 128) / 64];
 }
@@ -48,7 +52,7 @@ int SetSchedule(aes_context* context, const unsigned char* key, unsigned bits, i
   context->has_schedule = Set(schedule, key, bits, direction);
   if (context->has_schedule) return 0;
   EVP_CIPHER_CTX_reset(schedule->cipher);
-  return ERR_AES_INVALID_KEY_LENGTH;
+  return IsKeyLength(bits) ? ERR_NO_MEMORY : ERR_AES_INVALID_KEY_LENGTH;
 }
 
 }  // namespace
@@ -84,7 +88,7 @@ int aes_crypt_cbc(aes_context* context, int mode, std::size_t length, unsigned c
            written == static_cast<int>(count);
     position += count;
   }
-  if (!done) return ERR_AES_INVALID_INPUT_LENGTH;
+  if (!done) return ERR_NO_MEMORY;
   std::memcpy(iv, mode == AES_ENCRYPT ? output + length - kAesBlockBytes : last, kAesBlockBytes);
   return 0;
 }
