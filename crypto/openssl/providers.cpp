@@ -4,6 +4,7 @@
 #include <openssl/evp.h>
 
 #include <atomic>
+#include <cstdint>
 #include <new>
 
 namespace kestrune::crypto {
@@ -18,8 +19,10 @@ void Free(Providers* providers) {
 }
 
 Providers* MakeProviders() {
-  // Threads that are still at work when the program ends must not lose the ground under them.
-  if (OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) != 1) return nullptr;
+  // Threads that are still at work when the program ends must not lose the ground under them; and the library, asked
+  // for a cipher, looks for an engine that its configuration file names, own context or not.
+  constexpr std::uint64_t kQuiet = OPENSSL_INIT_NO_ATEXIT | OPENSSL_INIT_NO_LOAD_CONFIG;
+  if (OPENSSL_init_crypto(kQuiet, nullptr) != 1) return nullptr;
   auto* const providers = new (std::nothrow) Providers{};
   if (providers == nullptr) return nullptr;
   providers->context = OSSL_LIB_CTX_new();

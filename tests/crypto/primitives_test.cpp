@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <openssl/err.h>
 
 #include <string>
 
@@ -105,6 +106,59 @@ TEST(Rsa, RefusesWithoutAKeyAndBeyondItsSize) {
   EXPECT_EQ(rsa_private(&key, buffer.data(), buffer.data()), -1104);
   EXPECT_EQ(rsa_pkcs1_verify(&key, RSA_PUBLIC, SIG_RSA_RAW, ~std::size_t{0}, buffer.data(), buffer.data()),
             -1024);
+}
+
+// A program may use libcrypto itself: what it has not yet looked at stays, and nothing is added.
+TEST(ErrorQueue, HoldsWhatTheProgramLeftThere) {
+  ERR_clear_error();
+  ERR_raise(ERR_LIB_USER, 1);
+  Bytes block(128, 0xff), iv(16);
+  rsa_context key;
+  aes_context schedule;
+  x509_cert certificate;
+  EXPECT_EQ(x509parse_keyfile(&key, DataPath("rsa1024-protected.key").c_str(), "wrong"), -736);
+  EXPECT_EQ(x509parse_crtfile(&certificate, DataPath("ec.pem").c_str()), -64);
+  ASSERT_EQ(x509parse_keyfile(&key, DataPath("rsa1024.key").c_str(), nullptr), 0);
+  EXPECT_EQ(rsa_private(&key, block.data(), block.data()), -1104);
+  EXPECT_EQ(aes_setkey_enc(&schedule, block.data(), 100), -2048);
+  EXPECT_EQ(aes_crypt_cbc(&schedule, AES_ENCRYPT, 16, iv.data(), block.data(), block.data()), -2048);
+  EXPECT_EQ(ERR_GET_LIB(ERR_get_error()), ERR_LIB_USER);
+  EXPECT_EQ(ERR_get_error(), 0u);
+}
+
+// What was enciphered with padding of its own length comes out, what was not does not, whatever the room.
+TEST(Rsa, DecryptsWhatWasPadded) {
+  rsa_context key;
+  ASSERT_EQ(x509parse_keyfile(&key, DataPath("rsa1024.key").c_str(), nullptr), 0);
+  const std::string longest(key.len() - kPkcs1PaddingBytes, 'x');
+  for (const std::string& text : {std::string(), std::string("x"), std::string(32, 'k'), longest}) {
+    Bytes block(key.len()), out(key.len(), '?');
+    std::size_t length = 0;
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+    ASSERT_EQ(rsa_pkcs1_encrypt(&key, RSA_PUBLIC, text.size(), bytes, block.data()), 0);
+    ASSERT_EQ(rsa_pkcs1_decrypt(&key, RSA_PRIVATE, &length, block.data(), out.data(), out.size()), 0);
+    EXPECT_EQ(std::string(out.begin(), out.begin() + static_cast<long>(length)), text);
+    if (!text.empty()) {
+      EXPECT_EQ(rsa_pkcs1_decrypt(&key, RSA_PRIVATE, &length, block.data(), out.data(), text.size() - 1),
+                -1136);
+    }
+  }
+  const struct {
+    std::size_t changed;
+    unsigned char value;
+    int rc;
+  } rows[] = {{0, 0, 0}, {0, 1, -1040}, {1, 1, -1040}, {9, 0, -1040}, {10, 0, 0}, {127, 'x', 0}};
+  for (const auto& row : rows) {
+    Bytes block(key.len(), 'x'), out(key.len());
+    std::size_t length = 0;
+    block[0] = 0;
+    block[1] = 2;
+    block[60] = 0;
+    block[row.changed] = row.value;
+    ASSERT_EQ(rsa_public(&key, block.data(), block.data()), 0);
+    EXPECT_EQ(rsa_pkcs1_decrypt(&key, RSA_PRIVATE, &length, block.data(), out.data(), out.size()), row.rc);
+    EXPECT_EQ(length, row.rc != 0 ? 0 : row.changed == 10 ? 117u : 67u) << row.changed;
+  }
 }
 
 }  // namespace
