@@ -250,15 +250,27 @@ bool CheckExtensions(Reader tagged) {
 
 // ---- The certificate -------------------------------------------------------------------------------
 
-bool ParsePublicKey(Bytes bytes, rsa_context* key) {
+// The key that was found, and whether memory was wanting for it.
+struct Found {
+  rsa_context* key;
+  bool lacks_memory = false;
+
+  bool Make(const RsaNumbers& numbers) {
+    const int rc = MakeRsaKey(numbers, key);
+    lacks_memory = rc == ERR_NO_MEMORY;
+    return rc == 0;
+  }
+};
+
+bool ParsePublicKey(Bytes bytes, Found* key) {
   Reader outer(bytes), inner;
   RsaNumbers numbers;
   return outer.Take(der::kSequence, &inner) && outer.empty() && inner.Take(der::kInteger, &numbers.modulus) &&
-         inner.Take(der::kInteger, &numbers.public_exponent) && inner.empty() && MakeRsaKey(numbers, key);
+         inner.Take(der::kInteger, &numbers.public_exponent) && inner.empty() && key->Make(numbers);
 }
 
 // SubjectPublicKeyInfo. With a key of the elliptic kind *key stays empty.
-bool TakePublicKey(Reader* reader, rsa_context* key) {
+bool TakePublicKey(Reader* reader, Found* key) {
   Reader inner;
   Reader::Algorithm algorithm;
   Bytes bits;
@@ -297,7 +309,7 @@ bool TakeOptional(Reader* reader, unsigned number, Reader* inner) {
 }
 
 // What is signed. Gives its signature algorithm, which stands a second time outside.
-bool ParseSigned(Reader content, Reader::Algorithm* signature, rsa_context* key) {
+bool ParseSigned(Reader content, Reader::Algorithm* signature, Found* key) {
   int version = 0;
   Reader issuer, subject, unused, extensions;
   if (!TakeVersion(&content, &version) || !TakeSerialNumber(&content) || !content.TakeAlgorithm(signature) ||
@@ -315,7 +327,7 @@ bool ParseSigned(Reader content, Reader::Algorithm* signature, rsa_context* key)
   return content.empty();
 }
 
-bool ParseCertificate(Bytes der, rsa_context* key) {
+bool ParseCertificate(Bytes der, Found* key) {
   Reader outer(der), certificate, content;
   Reader::Algorithm inside, outside;
   Bytes bits;
@@ -326,7 +338,7 @@ bool ParseCertificate(Bytes der, rsa_context* key) {
          certificate.empty() && !bits.empty() && bits[0] == 0;
 }
 
-// The first that can be read is it. Gives how many cannot.
+// The first that can be read is it. Gives how many cannot, or ERR_NO_MEMORY.
 int ParseAll(std::string_view text, rsa_context* key) {
   int unread = 0;
   bool has_read = false;
@@ -336,13 +348,14 @@ int ParseAll(std::string_view text, rsa_context* key) {
     if (read == PemRead::kAbsent) break;
     text.remove_prefix(part.end);
     rsa_context another;
-    rsa_context* const target = has_read ? &another : key;
-    if (read == PemRead::kDone && ParseCertificate(part.der.span(), target)) {
+    Found target{has_read ? &another : key};
+    if (read == PemRead::kDone && ParseCertificate(part.der.span(), &target)) {
       has_read = true;
     } else {
-      rsa_free(target);
+      rsa_free(target.key);
       ++unread;
     }
+    if (read == PemRead::kNoMemory || target.lacks_memory) return ERR_NO_MEMORY;
   }
   return unread;
 }
@@ -357,15 +370,18 @@ int x509parse_crtfile(x509_cert* certificate, const char* path) {
   using namespace kestrune::crypto;
   x509_free(certificate);
   const KeyText file(path);
+  if (file.lacks_memory()) return ERR_NO_MEMORY;
   if (!file.complete()) return ERR_X509_CERT_INVALID;
   const bool is_pem = file.text().find("-----BEGIN CERTIFICATE-----") != std::string_view::npos;
   int unread = 0;
   if (is_pem) {
     unread = ParseAll(file.text(), &certificate->rsa);
-  } else if (!ParseCertificate(file.bytes(), &certificate->rsa)) {
-    x509_free(certificate);
+  } else if (Found found{&certificate->rsa}; !ParseCertificate(file.bytes(), &found)) {
+    unread = found.lacks_memory ? ERR_NO_MEMORY : ERR_X509_CERT_INVALID;
   }
-  return certificate->rsa.len() > 0 ? unread : ERR_X509_CERT_INVALID;
+  if (unread >= 0 && certificate->rsa.len() == 0) unread = ERR_X509_CERT_INVALID;
+  if (unread < 0) x509_free(certificate);
+  return unread;
 }
 
 void x509_free(x509_cert* certificate) {

@@ -3,8 +3,7 @@
 // mbed TLS or libcrypto stands behind it, as was chosen when configuring; which one does not show. Only the folder
 // of each below this one includes headers of it; whoever includes this header needs none. The context types own what
 // they hold and wipe it when they are cleared or destroyed; they cannot be copied. Hashes keep the library's state in
-// the object itself and allocate nothing. An RSA key is allocated: an operation that finds no memory answers with the
-// code of its own failure. AES allocates with libcrypto alone.
+// the object itself and allocate nothing. An RSA key is allocated. AES allocates with libcrypto alone.
 //
 // Results are 0 or one of the negative numbers below. No argument may be null unless it says so.
 #ifndef KESTRUNE_CRYPTO_CLASSIC_H
@@ -35,7 +34,6 @@ inline constexpr std::size_t kPkcs1PaddingBytes = 11;  // least room that PKCS#1
 inline constexpr std::size_t kRsaLeastBytes = 16;      // moduli outside these bounds are refused
 inline constexpr std::size_t kRsaMostBytes = 1024;
 
-inline constexpr int ERR_NO_MEMORY = -96;  // as everywhere in the system; of AES alone, see there
 inline constexpr int ERR_BASE64_BUFFER_TOO_SMALL = -16;
 inline constexpr int ERR_BASE64_INVALID_CHARACTER = -18;
 inline constexpr int ERR_X509_KEY_PASSWORD_MISMATCH = -736;  // wrong, or none where one is needed
@@ -49,7 +47,8 @@ inline constexpr int ERR_RSA_PRIVATE_FAILED = -1104;
 inline constexpr int ERR_RSA_VERIFY_FAILED = -1120;  // also: DigestInfo prefix mismatch
 inline constexpr int ERR_RSA_OUTPUT_TOO_LARGE = -1136;
 inline constexpr int ERR_RSA_RNG_FAILED = -1152;
-inline constexpr int ERR_NO_MEMORY = -1168;  // of any operation that needs some
+inline constexpr int ERR_NO_MEMORY = -1168;    // of any operation that needs some, but AES
+inline constexpr int ERR_AES_NO_MEMORY = -96;  // the system's own number, which whoever uses AES hands on
 inline constexpr int ERR_AES_INVALID_KEY_LENGTH = -2048;
 inline constexpr int ERR_AES_INVALID_INPUT_LENGTH = -2064;
 

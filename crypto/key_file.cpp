@@ -24,38 +24,41 @@ bool TakeNumber(der::Reader* reader, der::Bytes* number) {
   return !number->empty();
 }
 
+// Whatever else a key ends in, it is unreadable.
+int OrUnreadable(int rc) {
+  return rc == 0 || rc == ERR_NO_MEMORY ? rc : ERR_X509_KEY_INVALID;
+}
+
 // RSAPrivateKey, of two primes.
-bool ParsePkcs1(der::Bytes bytes, rsa_context* key) {
+int ParsePkcs1(der::Bytes bytes, rsa_context* key) {
   der::Reader outer(bytes), inner;
   int version = -1;
-  if (!outer.Take(der::kSequence, &inner) || !inner.TakeInteger(&version) || version != 0) return false;
+  if (!outer.Take(der::kSequence, &inner) || !inner.TakeInteger(&version) || version != 0)
+    return ERR_X509_KEY_INVALID;
   RsaNumbers numbers;
   for (der::Bytes* number :
        {&numbers.modulus, &numbers.public_exponent, &numbers.private_exponent, &numbers.prime[0],
         &numbers.prime[1], &numbers.exponent[0], &numbers.exponent[1], &numbers.coefficient}) {
-    if (!TakeNumber(&inner, number)) return false;
+    if (!TakeNumber(&inner, number)) return ERR_X509_KEY_INVALID;
   }
-  return inner.empty() && MakeRsaKey(numbers, key);
+  return OrUnreadable(inner.empty() ? MakeRsaKey(numbers, key) : ERR_X509_KEY_INVALID);
 }
 
 // PrivateKeyInfo; attributes behind the key are not looked at.
-bool ParsePkcs8(der::Bytes bytes, rsa_context* key) {
+int ParsePkcs8(der::Bytes bytes, rsa_context* key) {
   der::Reader outer(bytes), inner;
   der::Reader::Algorithm algorithm;
   der::Bytes content;
   int version = -1;
-  return outer.Take(der::kSequence, &inner) && inner.TakeInteger(&version) && version == 0 &&
-         inner.TakeAlgorithm(&algorithm) && der::Is(algorithm.identifier, der::kRsaEncryption) &&
-         algorithm.has_no_parameters() && inner.Take(der::kOctetString, &content) && ParsePkcs1(content, key);
-}
-
-int OrUnreadable(bool parsed) {
-  return parsed ? 0 : ERR_X509_KEY_INVALID;
+  const bool is_rsa = outer.Take(der::kSequence, &inner) && inner.TakeInteger(&version) && version == 0 &&
+                      inner.TakeAlgorithm(&algorithm) && der::Is(algorithm.identifier, der::kRsaEncryption) &&
+                      algorithm.has_no_parameters() && inner.Take(der::kOctetString, &content);
+  return is_rsa ? ParsePkcs1(content, key) : ERR_X509_KEY_INVALID;
 }
 
 int ParseTraditional(const PemPart& part, rsa_context* key) {
   if (part.was_protected && !BeginsAsKey(part.der.span(), 0)) return ERR_X509_KEY_PASSWORD_MISMATCH;
-  return OrUnreadable(ParsePkcs1(part.der.span(), key));
+  return ParsePkcs1(part.der.span(), key);
 }
 
 int ParseElliptic(const PemPart& part) {
@@ -69,7 +72,9 @@ int ParseEnciphered(der::Bytes der, const PassPhrase& phrase, rsa_context* key) 
     case Opened::kMismatch:
       return ERR_X509_KEY_PASSWORD_MISMATCH;
     case Opened::kDone:
-      return OrUnreadable(ParsePkcs8(plain.span(), key));
+      return ParsePkcs8(plain.span(), key);
+    case Opened::kNoMemory:
+      return ERR_NO_MEMORY;
     case Opened::kUnreadable:
       break;
   }
@@ -84,20 +89,21 @@ int ParsePem(std::string_view text, const PassPhrase& phrase, rsa_context* key) 
     if (read == PemRead::kAbsent) continue;
     // PKCS#8 has protection of its own.
     if (read == PemRead::kPassPhrase && is_traditional) return ERR_X509_KEY_PASSWORD_MISMATCH;
+    if (read == PemRead::kNoMemory) return ERR_NO_MEMORY;
     if (read != PemRead::kDone) return ERR_X509_KEY_INVALID;
     if (label == kTraditional) return ParseTraditional(part, key);
     if (label == kElliptic) return ParseElliptic(part);
-    if (label == kPlain) return OrUnreadable(ParsePkcs8(part.der.span(), key));
+    if (label == kPlain) return ParsePkcs8(part.der.span(), key);
     return ParseEnciphered(part.der.span(), phrase, key);
   }
   return ERR_X509_KEY_INVALID;
 }
 
 int ParseDer(der::Bytes der, const PassPhrase& phrase, rsa_context* key) {
-  if (phrase.length > 0 && ParseEnciphered(der, phrase, key) == ERR_X509_KEY_PASSWORD_MISMATCH) {
-    return ERR_X509_KEY_PASSWORD_MISMATCH;
-  }
-  return OrUnreadable(key->impl != nullptr || ParsePkcs8(der, key) || ParsePkcs1(der, key));
+  int rc = phrase.length > 0 ? ParseEnciphered(der, phrase, key) : ERR_X509_KEY_INVALID;
+  if (rc == ERR_X509_KEY_INVALID) rc = ParsePkcs8(der, key);
+  if (rc == ERR_X509_KEY_INVALID) rc = ParsePkcs1(der, key);
+  return rc;
 }
 
 }  // namespace
@@ -107,6 +113,7 @@ int x509parse_keyfile(rsa_context* key, const char* path, const char* password) 
   using namespace kestrune::crypto;
   rsa_free(key);
   const KeyText file(path);
+  if (file.lacks_memory()) return ERR_NO_MEMORY;
   if (!file.complete()) return ERR_X509_KEY_INVALID;
   PassPhrase phrase;
   if (password != nullptr) {

@@ -17,7 +17,8 @@ KeyText::KeyText(const char* path) {
   struct stat status;
   const FileDescriptor file = OpenRegularFile(path, O_RDONLY, &status);
   if (!file.valid() || status.st_size <= 0 || status.st_size > kMostFileBytes) return;
-  if (!bytes_.Allocate(static_cast<std::size_t>(status.st_size) + 1)) return;
+  lacks_memory_ = !bytes_.Allocate(static_cast<std::size_t>(status.st_size) + 1);
+  if (lacks_memory_) return;
   std::size_t got = 0;
   while (got + 1 < bytes_.size()) {
     const ssize_t count = ::read(file.get(), bytes_.data() + got, bytes_.size() - 1 - got);

@@ -18,12 +18,15 @@ class KeyText {
   // False when there is no such regular file, when it is empty or larger than any key, or without memory.
   bool complete() const { return complete_; }
   std::span<const unsigned char> bytes() const { return bytes_.span().first(bytes_.size() - 1); }
+  // The only reason that is no fault of the file.
+  bool lacks_memory() const { return lacks_memory_; }
   // What stands before the first zero.
   std::string_view text() const { return bytes_.text(); }
 
  private:
   SecretCBuffer bytes_;  // and a zero
   bool complete_ = false;
+  bool lacks_memory_ = false;
 };
 
 }  // namespace kestrune::crypto

@@ -21,10 +21,10 @@ struct RsaNumbers {
   bool is_private() const { return !private_exponent.empty(); }
 };
 
-// Makes the key; false, leaving it empty, without memory or when nothing can be computed with such numbers: a
-// modulus or prime that is even, a modulus outside 128 bits to 1024 bytes, a public exponent that is even, 1 or
-// not below the modulus. Whether the private half fits the public one is for rsa_check_privkey.
-bool MakeRsaKey(const RsaNumbers& numbers, rsa_context* key);
+// Makes the key, or leaves it empty: ERR_NO_MEMORY, or ERR_RSA_KEY_CHECK_FAILED when nothing can be computed with such
+// numbers: a modulus or prime that is even, a modulus outside 128 bits to 1024 bytes, a public exponent that is even, 1
+// or not below the modulus. Whether the private half fits the public one is for rsa_check_privkey.
+int MakeRsaKey(const RsaNumbers& numbers, rsa_context* key);
 
 // ---- What opens a protected key --------------------------------------------------------------------
 

@@ -128,7 +128,6 @@ struct Pkcs12 {
   // The pass phrase counts as two bytes for each character, and two zeros behind it.
   bool Derive(const PassPhrase& phrase, int purpose, std::span<unsigned char> out) const {
     SecretArray<2 * kMostPkcs12Phrase + 2> wide;
-    if (phrase.length > kMostPkcs12Phrase) return false;
     for (std::size_t i = 0; i < phrase.length; ++i) wide.data()[2 * i + 1] = phrase.text[i];
     return DerivePkcs12(purpose, {wide.data(), 2 * phrase.length + 2}, salted.salt, salted.rounds(), out);
   }
@@ -138,7 +137,6 @@ struct Pkcs12 {
 
 bool DecipherCbc(Cipher cipher, const unsigned char* key, const unsigned char* iv,
                  std::span<unsigned char> bytes) {
-  if (bytes.size() % BlockBytes(cipher) != 0) return false;
   if (IsDes(cipher)) return DecipherDes({key, KeyBytes(cipher)}, iv, bytes);
   aes_context aes;
   unsigned char chain[kAesBlockBytes];
@@ -156,33 +154,38 @@ bool EndsWithPadding(der::Bytes bytes, std::size_t block) {
   return std::all_of(padding.begin(), padding.end(), [&](unsigned char byte) { return byte == count; });
 }
 
-Opened Judge(bool deciphered, der::Bytes plain) {
-  return deciphered && BeginsAsKey(plain, 0) ? Opened::kDone : Opened::kMismatch;
+Opened Judge(bool has_padding, der::Bytes plain) {
+  return has_padding && BeginsAsKey(plain, 0) ? Opened::kDone : Opened::kMismatch;
+}
+
+Opened DecipherPadded(Cipher cipher, const unsigned char* key, const unsigned char* iv,
+                      std::span<unsigned char> bytes) {
+  if (bytes.size() % BlockBytes(cipher) != 0) return Opened::kMismatch;
+  if (!DecipherCbc(cipher, key, iv, bytes)) return Opened::kNoMemory;
+  return Judge(EndsWithPadding(bytes, BlockBytes(cipher)), bytes);
 }
 
 Opened OpenPbes2(const Pbes2& way, const PassPhrase& phrase, std::span<unsigned char> bytes) {
   SecretArray<kMostCipherKeyBytes> key;
   if (!DerivePbkdf2(way.digest, phrase.bytes(), way.salted.salt, way.salted.rounds(),
                     {key.data(), KeyBytes(way.cipher)})) {
-    return Opened::kUnreadable;
+    return Opened::kNoMemory;
   }
-  return Judge(DecipherCbc(way.cipher, key.data(), way.iv.data(), bytes) &&
-                   EndsWithPadding(bytes, BlockBytes(way.cipher)),
-               bytes);
+  return DecipherPadded(way.cipher, key.data(), way.iv.data(), bytes);
 }
 
 Opened OpenPkcs12(const Pkcs12& way, const PassPhrase& phrase, std::span<unsigned char> bytes) {
   SecretArray<kMostCipherKeyBytes> key;
   SecretArray<kDesBlockBytes> iv;
+  if (phrase.length > kMostPkcs12Phrase) return Opened::kUnreadable;
   const std::size_t key_bytes = way.is_rc4 ? kRc4KeyBytes : KeyBytes(way.cipher);
-  if (!way.Derive(phrase, kForKey, {key.data(), key_bytes})) return Opened::kUnreadable;
+  if (!way.Derive(phrase, kForKey, {key.data(), key_bytes})) return Opened::kNoMemory;
   if (way.is_rc4) {
     if (!DecipherRc4({key.data(), key_bytes}, bytes)) return Opened::kUnreadable;
     return Judge(true, bytes);
   }
-  if (!way.Derive(phrase, kForIv, {iv.data(), iv.size()})) return Opened::kUnreadable;
-  return Judge(
-      DecipherCbc(way.cipher, key.data(), iv.data(), bytes) && EndsWithPadding(bytes, kDesBlockBytes), bytes);
+  if (!way.Derive(phrase, kForIv, {iv.data(), iv.size()})) return Opened::kNoMemory;
+  return DecipherPadded(way.cipher, key.data(), iv.data(), bytes);
 }
 
 // Which pass phrase is missing or wrong does not matter where none would be tried.
@@ -245,7 +248,7 @@ Opened OpenPkcs8(der::Bytes der, const PassPhrase& phrase, SecretCBuffer* plain)
   const bool is_whole = outer.Take(der::kSequence, &inner) && inner.TakeAlgorithm(&scheme) &&
                         inner.Take(der::kOctetString, &enciphered);
   if (!is_whole) return phrase.length == 0 ? Opened::kMismatch : Opened::kUnreadable;
-  if (!plain->Allocate(enciphered.size())) return Opened::kUnreadable;
+  if (!plain->Allocate(enciphered.size())) return Opened::kNoMemory;
   std::copy(enciphered.begin(), enciphered.end(), plain->data());
   return der::Is(scheme.identifier, kPbes2) ? Open(Pbes2{}, scheme, phrase, plain->span(), OpenPbes2)
                                             : Open(Pkcs12{}, scheme, phrase, plain->span(), OpenPkcs12);

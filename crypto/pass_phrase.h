@@ -24,13 +24,14 @@ std::size_t KeyBytes(Cipher cipher);
 std::size_t BlockBytes(Cipher cipher);
 
 // Deciphers a traditional PEM part (RFC 1421) in place: the key is made of MD5 over the pass phrase and the first 8
-// bytes of the IV. False when the bytes are no whole number of blocks, or without memory.
+// bytes of the IV. The bytes are a whole number of blocks. False without memory.
 bool OpenTraditional(Cipher cipher, const unsigned char* iv, const PassPhrase& phrase,
                      std::span<unsigned char> bytes);
 
 enum class Opened {
-  kUnreadable,  // by a way that is not read, or damaged, or without memory
-  kMismatch,    // another pass phrase was used, or none is given
+  kUnreadable,  // by a way that is not read, or damaged
+  kNoMemory,
+  kMismatch,  // another pass phrase was used, or none is given
   kDone,
 };
 

@@ -72,15 +72,15 @@ bool TakeProtection(std::string_view* body, Cipher* cipher, unsigned char* iv) {
   return false;
 }
 
-bool Decode(std::string_view body, SecretCBuffer* der) {
+PemRead Decode(std::string_view body, SecretCBuffer* der) {
   const auto* const characters = reinterpret_cast<const unsigned char*>(body.data());
   SecretCBuffer decoded;
   std::size_t size = body.size() / 4 * 3 + 3;
-  if (!decoded.Allocate(size) || base64_decode(decoded.data(), &size, characters, body.size()) != 0)
-    return false;
-  if (!der->Allocate(size)) return false;
+  if (!decoded.Allocate(size)) return PemRead::kNoMemory;
+  if (base64_decode(decoded.data(), &size, characters, body.size()) != 0) return PemRead::kFaulty;
+  if (!der->Allocate(size)) return PemRead::kNoMemory;
   std::copy_n(decoded.data(), size, der->data());
-  return true;
+  return PemRead::kDone;
 }
 
 }  // namespace
@@ -105,10 +105,11 @@ PemRead PemPart::Read(std::string_view text, std::string_view label, const PassP
   SecretArray<kMostBlockBytes> iv;
   was_protected = Skip(&body, kProtected);
   if (was_protected && !TakeProtection(&body, &cipher, iv.data())) return PemRead::kFaulty;
-  if (body.empty() || !Decode(body, &der)) return PemRead::kFaulty;
-  if (!was_protected) return PemRead::kDone;
+  if (body.empty()) return PemRead::kFaulty;
+  if (const PemRead decoded = Decode(body, &der); decoded != PemRead::kDone || !was_protected) return decoded;
   if (phrase.text == nullptr) return PemRead::kPassPhrase;
-  return OpenTraditional(cipher, iv.data(), phrase, der.span()) ? PemRead::kDone : PemRead::kFaulty;
+  if (der.size() % BlockBytes(cipher) != 0) return PemRead::kFaulty;
+  return OpenTraditional(cipher, iv.data(), phrase, der.span()) ? PemRead::kDone : PemRead::kNoMemory;
 }
 
 }  // namespace kestrune::crypto

@@ -11,8 +11,9 @@
 namespace kestrune::crypto {
 
 enum class PemRead {
-  kAbsent,      // no such part
-  kFaulty,      // it is there, but is none
+  kAbsent,  // no such part
+  kFaulty,  // it is there, but is none
+  kNoMemory,
   kPassPhrase,  // the pass phrase is missing
   kDone,
 };

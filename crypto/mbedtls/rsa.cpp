@@ -26,6 +26,12 @@ void ForgetBlinding(mbedtls_rsa_context* key) {
   mbedtls_mpi_free(&key->Vf);
 }
 
+// A library error is the sum of one of a high level and one of a low level, which has the last seven bits.
+int NoMemoryOr(int otherwise, int library_error) {
+  constexpr int kLowLevel = 0x7F;
+  return -(-library_error & kLowLevel) == MBEDTLS_ERR_MPI_ALLOC_FAILED ? ERR_NO_MEMORY : otherwise;
+}
+
 }  // namespace
 
 namespace kestrune::crypto {
@@ -43,22 +49,22 @@ bool ReadPrivate(mbedtls_rsa_context* key, const RsaNumbers& numbers) {
 
 }  // namespace
 
-bool MakeRsaKey(const RsaNumbers& numbers, rsa_context* key) {
+int MakeRsaKey(const RsaNumbers& numbers, rsa_context* key) {
   std::unique_ptr<rsa_context::Impl> held(new (std::nothrow) rsa_context::Impl);
-  if (held == nullptr) return false;
-  mbedtls_rsa_context* const numbers_held = &held->key;
-  const bool made = Read(&numbers_held->N, numbers.modulus) &&
-                    Read(&numbers_held->E, numbers.public_exponent) &&
-                    (!numbers.is_private() || ReadPrivate(numbers_held, numbers));
-  if (!made) return false;
-  numbers_held->len = mbedtls_mpi_size(&numbers_held->N);
+  if (held == nullptr) return ERR_NO_MEMORY;
+  mbedtls_rsa_context* const into = &held->key;
+  // Numbers come from small files: reading one fails for nothing but memory.
+  if (!Read(&into->N, numbers.modulus) || !Read(&into->E, numbers.public_exponent) ||
+      (numbers.is_private() && !ReadPrivate(into, numbers))) {
+    return ERR_NO_MEMORY;
+  }
+  into->len = mbedtls_mpi_size(&into->N);
   // Nothing is left to be computed; this looks at sizes and parities.
-  if (numbers_held->len > kRsaMostBytes || mbedtls_rsa_complete(numbers_held) != 0 ||
-      mbedtls_rsa_check_pubkey(numbers_held) != 0) {
-    return false;
+  if (into->len > kRsaMostBytes || mbedtls_rsa_complete(into) != 0 || mbedtls_rsa_check_pubkey(into) != 0) {
+    return ERR_RSA_KEY_CHECK_FAILED;
   }
   key->impl = std::move(held);
-  return true;
+  return 0;
 }
 
 }  // namespace kestrune::crypto
@@ -80,21 +86,33 @@ int rsa_check_pubkey(const rsa_context* key) {
 }
 
 int rsa_check_privkey(const rsa_context* key) {
-  return key->impl == nullptr || mbedtls_rsa_check_privkey(&key->impl->key) != 0 ? ERR_RSA_KEY_CHECK_FAILED
-                                                                                 : 0;
+  if (key->impl == nullptr) return ERR_RSA_KEY_CHECK_FAILED;
+  // Asked twice before a key is called inconsistent: the library says the same of a moment without memory.
+  if (mbedtls_rsa_check_privkey(&key->impl->key) == 0) return 0;
+  const int rc = mbedtls_rsa_check_privkey(&key->impl->key);
+  return rc == 0 ? 0 : NoMemoryOr(ERR_RSA_KEY_CHECK_FAILED, rc);
 }
 
 int rsa_public(rsa_context* key, const unsigned char* input, unsigned char* output) {
   if (key->impl == nullptr) return ERR_RSA_PUBLIC_FAILED;
-  return mbedtls_rsa_public(&key->impl->key, input, output) == 0 ? 0 : ERR_RSA_PUBLIC_FAILED;
+  const int rc = mbedtls_rsa_public(&key->impl->key, input, output);
+  return rc == 0 ? 0 : NoMemoryOr(ERR_RSA_PUBLIC_FAILED, rc);
 }
 
 int rsa_private(rsa_context* key, const unsigned char* input, unsigned char* output) {
   if (key->impl == nullptr) return ERR_RSA_PRIVATE_FAILED;
+  mbedtls_rsa_context* const own = &key->impl->key;
   bool without_random = false;
-  if (mbedtls_rsa_private(&key->impl->key, Draw, &without_random, input, output) == 0) return 0;
-  ForgetBlinding(&key->impl->key);
-  return without_random ? ERR_RSA_RNG_FAILED : ERR_RSA_PRIVATE_FAILED;
+  const auto compute = [&] {
+    const int failed = mbedtls_rsa_private(own, Draw, &without_random, input, output);
+    if (failed != 0) ForgetBlinding(own);
+    return failed;
+  };
+  int rc = compute();
+  // So ends, too, what ran out of memory where the library does not look. A second attempt succeeds or tells.
+  if (rc == MBEDTLS_ERR_RSA_VERIFY_FAILED) rc = compute();
+  if (rc == 0) return 0;
+  return without_random ? ERR_RSA_RNG_FAILED : NoMemoryOr(ERR_RSA_PRIVATE_FAILED, rc);
 }
 
 void rsa_free(rsa_context* key) {

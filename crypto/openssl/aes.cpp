@@ -52,7 +52,7 @@ int SetSchedule(aes_context* context, const unsigned char* key, unsigned bits, i
   context->has_schedule = Set(schedule, key, bits, direction);
   if (context->has_schedule) return 0;
   EVP_CIPHER_CTX_reset(schedule->cipher);
-  return IsKeyLength(bits) ? ERR_NO_MEMORY : ERR_AES_INVALID_KEY_LENGTH;
+  return IsKeyLength(bits) ? ERR_AES_NO_MEMORY : ERR_AES_INVALID_KEY_LENGTH;
 }
 
 }  // namespace
@@ -88,7 +88,7 @@ int aes_crypt_cbc(aes_context* context, int mode, std::size_t length, unsigned c
            written == static_cast<int>(count);
     position += count;
   }
-  if (!done) return ERR_NO_MEMORY;
+  if (!done) return ERR_AES_NO_MEMORY;
   std::memcpy(iv, mode == AES_ENCRYPT ? output + length - kAesBlockBytes : last, kAesBlockBytes);
   return 0;
 }

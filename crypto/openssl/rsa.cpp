@@ -49,21 +49,21 @@ int DrawInvertible(BIGNUM* number, BIGNUM* inverse, const Impl& key, BN_CTX* scr
   Frame frame(scratch);
   BIGNUM* const rest = frame.Take();
   BIGNUM* const divisor = frame.Take();  // the number, told to be a secret where that costs little
-  if (divisor == nullptr) return ERR_RSA_PRIVATE_FAILED;
+  if (divisor == nullptr) return ERR_NO_MEMORY;
   SecretArray<kBlindingBytes> bytes;
   for (int draw = 0; draw < kMostBlindingDraws; ++draw) {
     if (!DrawFromSystem(bytes.data(), bytes.size())) return ERR_RSA_RNG_FAILED;
     bytes.data()[kBlindingBytes - 1] |= 1;
     if (BN_bin2bn(bytes.data(), static_cast<int>(bytes.size()), number) == nullptr ||
         BN_copy(divisor, number) == nullptr || BN_mod(rest, key.modulus.get(), number, scratch) != 1) {
-      return ERR_RSA_PRIVATE_FAILED;
+      return ERR_NO_MEMORY;
     }
     BN_set_flags(divisor, BN_FLG_CONSTTIME);
     if (BN_mod_inverse(rest, rest, divisor, scratch) == nullptr) continue;
     const bool done = BN_sub(rest, number, rest) == 1 &&
                       BN_mul(rest, rest, key.modulus.get(), scratch) == 1 && BN_add_word(rest, 1) == 1 &&
                       BN_div(inverse, nullptr, rest, number, scratch) == 1;
-    return done ? 0 : ERR_RSA_PRIVATE_FAILED;
+    return done ? 0 : ERR_NO_MEMORY;
   }
   return ERR_RSA_PRIVATE_FAILED;
 }
@@ -80,7 +80,7 @@ int DrawBlinding(BIGNUM* factor, BIGNUM* inverse, const Impl& key, BN_CTX* scrat
                     BN_mod_exp_mont(factor, factor, spread, modulus, scratch, key.by_modulus.get()) == 1 &&
                     BN_mod_exp_mont(inverse, inverse, spread, modulus, scratch, key.by_modulus.get()) == 1 &&
                     PublicPower(factor, factor, key, scratch);
-  return done ? 0 : ERR_RSA_PRIVATE_FAILED;
+  return done ? 0 : ERR_NO_MEMORY;
 }
 
 // input^d by the modulus, from the powers by the two primes.
@@ -103,7 +103,7 @@ bool PrivatePower(BIGNUM* result, const BIGNUM* input, const Impl& key, BN_CTX* 
 
 int Private(const Impl& key, const unsigned char* input, unsigned char* output) {
   const Scratch scratch(BN_CTX_new());
-  if (scratch == nullptr) return ERR_RSA_PRIVATE_FAILED;
+  if (scratch == nullptr) return ERR_NO_MEMORY;
   Frame frame(scratch.get());
   BIGNUM* const value = frame.Take();
   BIGNUM* const factor = frame.Take();
@@ -111,15 +111,15 @@ int Private(const Impl& key, const unsigned char* input, unsigned char* output) 
   BIGNUM* const result = frame.Take();
   const BIGNUM* const modulus = key.modulus.get();
   const auto length = static_cast<int>(key.bytes);
-  if (result == nullptr || BN_bin2bn(input, length, value) == nullptr || BN_ucmp(value, modulus) >= 0) {
-    return ERR_RSA_PRIVATE_FAILED;
-  }
+  if (result == nullptr || BN_bin2bn(input, length, value) == nullptr) return ERR_NO_MEMORY;
+  if (BN_ucmp(value, modulus) >= 0) return ERR_RSA_PRIVATE_FAILED;
   if (const int rc = DrawBlinding(factor, inverse, key, scratch.get()); rc != 0) return rc;
   const bool computed = BN_mod_mul(factor, value, factor, modulus, scratch.get()) == 1 &&
                         PrivatePower(result, factor, key, scratch.get()) &&
                         BN_mod_mul(result, result, inverse, modulus, scratch.get()) == 1 &&
                         PublicPower(factor, result, key, scratch.get());
-  if (!computed || BN_cmp(factor, value) != 0) return ERR_RSA_PRIVATE_FAILED;
+  if (!computed) return ERR_NO_MEMORY;  // what else can fail in numbers
+  if (BN_cmp(factor, value) != 0) return ERR_RSA_PRIVATE_FAILED;
   return BN_bn2binpad(result, output, length) == length ? 0 : ERR_RSA_PRIVATE_FAILED;
 }
 
@@ -152,17 +152,7 @@ bool IsConsistent(const Impl& key, BN_CTX* scratch) {
 
 bool Read(Number* number, Bytes bytes) {
   number->reset(BN_bin2bn(bytes.data(), static_cast<int>(bytes.size()), nullptr));
-  return *number != nullptr && !BN_is_zero(number->get());
-}
-
-bool ReadPublic(Impl* key, const RsaNumbers& numbers, BN_CTX* scratch) {
-  if (!Read(&key->modulus, numbers.modulus) || !Read(&key->public_exponent, numbers.public_exponent))
-    return false;
-  const BIGNUM* const n = key->modulus.get();
-  const BIGNUM* const e = key->public_exponent.get();
-  key->bytes = static_cast<std::size_t>(BN_num_bytes(n));
-  return BN_is_odd(n) && BN_num_bits(n) >= kLeastModulusBits && key->bytes <= kRsaMostBytes && BN_is_odd(e) &&
-         !BN_is_one(e) && BN_ucmp(e, n) < 0 && SetModulus(&key->by_modulus, n, scratch);
+  return *number != nullptr;
 }
 
 bool ReadSecret(Number* number, Bytes bytes) {
@@ -171,11 +161,14 @@ bool ReadSecret(Number* number, Bytes bytes) {
   return true;
 }
 
-bool ReadPrivate(Impl* key, const RsaNumbers& numbers, BN_CTX* scratch) {
+bool ReadAll(Impl* key, const RsaNumbers& numbers) {
+  if (!Read(&key->modulus, numbers.modulus) || !Read(&key->public_exponent, numbers.public_exponent))
+    return false;
+  key->bytes = static_cast<std::size_t>(BN_num_bytes(key->modulus.get()));
+  if (!numbers.is_private()) return true;
   for (int i = 0; i < 2; ++i) {
     if (!ReadSecret(&key->prime[i], numbers.prime[i]) ||
-        !ReadSecret(&key->exponent[i], numbers.exponent[i]) || !BN_is_odd(key->prime[i].get()) ||
-        !SetModulus(&key->by_prime[i], key->prime[i].get(), scratch)) {
+        !ReadSecret(&key->exponent[i], numbers.exponent[i])) {
       return false;
     }
   }
@@ -183,16 +176,31 @@ bool ReadPrivate(Impl* key, const RsaNumbers& numbers, BN_CTX* scratch) {
          ReadSecret(&key->private_exponent, numbers.private_exponent);
 }
 
+bool IsUsable(const Impl& key) {
+  const BIGNUM* const n = key.modulus.get();
+  const BIGNUM* const e = key.public_exponent.get();
+  const bool is_public = BN_is_odd(n) && BN_num_bits(n) >= kLeastModulusBits && key.bytes <= kRsaMostBytes &&
+                         BN_is_odd(e) && !BN_is_one(e) && BN_ucmp(e, n) < 0;
+  return is_public && (!key.is_private() || (BN_is_odd(key.prime[0].get()) && BN_is_odd(key.prime[1].get())));
+}
+
+bool SetModuli(Impl* key, BN_CTX* scratch) {
+  return SetModulus(&key->by_modulus, key->modulus.get(), scratch) &&
+         (!key->is_private() || (SetModulus(&key->by_prime[0], key->prime[0].get(), scratch) &&
+                                 SetModulus(&key->by_prime[1], key->prime[1].get(), scratch)));
+}
+
 }  // namespace
 
-bool kestrune::crypto::MakeRsaKey(const RsaNumbers& numbers, rsa_context* key) {
+int kestrune::crypto::MakeRsaKey(const RsaNumbers& numbers, rsa_context* key) {
   const ErrorQueue errors;
   std::unique_ptr<Impl> held(new (std::nothrow) Impl);
   const Scratch scratch(BN_CTX_new());
-  if (held == nullptr || scratch == nullptr || !ReadPublic(held.get(), numbers, scratch.get())) return false;
-  if (numbers.is_private() && !ReadPrivate(held.get(), numbers, scratch.get())) return false;
+  if (held == nullptr || scratch == nullptr || !ReadAll(held.get(), numbers)) return ERR_NO_MEMORY;
+  if (!IsUsable(*held)) return ERR_RSA_KEY_CHECK_FAILED;
+  if (!SetModuli(held.get(), scratch.get())) return ERR_NO_MEMORY;
   key->impl = std::move(held);
-  return true;
+  return 0;
 }
 
 rsa_context::rsa_context() noexcept = default;
@@ -216,23 +224,25 @@ int rsa_check_privkey(const rsa_context* key) {
   if (key->impl == nullptr || !key->impl->is_private()) return ERR_RSA_KEY_CHECK_FAILED;
   const ErrorQueue errors;
   const Scratch scratch(BN_CTX_new());
-  const bool consistent = scratch != nullptr && IsConsistent(*key->impl, scratch.get());
-  return consistent ? 0 : ERR_RSA_KEY_CHECK_FAILED;
+  if (scratch == nullptr) return ERR_NO_MEMORY;
+  // Asked twice before a key is called inconsistent: lack of memory for a number looks the same.
+  if (IsConsistent(*key->impl, scratch.get())) return 0;
+  return IsConsistent(*key->impl, scratch.get()) ? 0 : ERR_RSA_KEY_CHECK_FAILED;
 }
 
 int rsa_public(rsa_context* key, const unsigned char* input, unsigned char* output) {
   if (key->impl == nullptr) return ERR_RSA_PUBLIC_FAILED;
   const ErrorQueue errors;
   const Scratch scratch(BN_CTX_new());
-  if (scratch == nullptr) return ERR_RSA_PUBLIC_FAILED;
+  if (scratch == nullptr) return ERR_NO_MEMORY;
   Frame frame(scratch.get());
   BIGNUM* const value = frame.Take();
   const auto length = static_cast<int>(key->impl->bytes);
-  const bool done = value != nullptr && BN_bin2bn(input, length, value) != nullptr &&
-                    BN_ucmp(value, key->impl->modulus.get()) < 0 &&
-                    PublicPower(value, value, *key->impl, scratch.get()) &&
-                    BN_bn2binpad(value, output, length) == length;
-  return done ? 0 : ERR_RSA_PUBLIC_FAILED;
+  if (value == nullptr || BN_bin2bn(input, length, value) == nullptr) return ERR_NO_MEMORY;
+  if (BN_ucmp(value, key->impl->modulus.get()) >= 0) return ERR_RSA_PUBLIC_FAILED;
+  const bool done =
+      PublicPower(value, value, *key->impl, scratch.get()) && BN_bn2binpad(value, output, length) == length;
+  return done ? 0 : ERR_NO_MEMORY;
 }
 
 int rsa_private(rsa_context* key, const unsigned char* input, unsigned char* output) {
