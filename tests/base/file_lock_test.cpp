@@ -1,21 +1,17 @@
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <functional>
 #include <future>
 #include <string>
 #include <thread>
 
-#include "core/file_ref.h"
-#include "core/owned.h"
 #include "tests/support/bytes.h"
+#include "tests/support/child.h"
+#include "tests/support/file_at.h"
 #include "tests/support/temp_folder.h"
 
 namespace kestrune::testing {
@@ -24,10 +20,8 @@ namespace {
 constexpr int kWaitsMs = 200;      // long enough to see that somebody waits
 constexpr int kArrivesMs = 20000;  // short enough to notice that nobody comes
 
-Owned<TypV2FileRef> Opened(const std::string& path, int mode) {
-  Owned<TypV2FileRef> file(new TypV2FileRefUnix);
-  EXPECT_EQ(file.Init(), 0);
-  EXPECT_EQ(file->SetFileName(path.c_str()), 0);
+Owned<TypV2FileRef> Opened(const std::string& path, int mode = 1) {
+  auto file = FileAt(path);
   EXPECT_EQ(file->OpenDF(mode), 0);
   return file;
 }
@@ -39,8 +33,7 @@ class OtherProcess {
     int ends[2];
     EXPECT_EQ(::pipe(ends), 0);
     done_ = ends[0];
-    child_ = ::fork();
-    if (child_ == 0) {
+    if (child_ = ::fork(); child_ == 0) {
       work();
       (void)!::write(ends[1], "x", 1);
       for (;;) ::pause();
@@ -72,17 +65,17 @@ class OtherProcess {
 class UpdateLock : public ::testing::Test {
  protected:
   UpdateLock() : path_(folder_.File("key")) { WriteFile(path_, "key"); }
-  std::function<void()> Holding(int mode) const {
-    return [this, mode] { (void)Opened(path_, mode).Release(); };
+  std::function<void()> Holding() const {
+    return [this] { (void)Opened(path_).Release(); };
   }
   TempFolder folder_;
   std::string path_;
 };
 
 TEST_F(UpdateLock, KeepsOthersWaitingUntilTheLastHolderCloses) {
-  auto first = Opened(path_, 1);
-  auto second = Opened(path_, 1);  // one process does not block itself
-  const OtherProcess updater(Holding(1));
+  auto first = Opened(path_);
+  auto second = Opened(path_);  // one process does not block itself
+  const OtherProcess updater(Holding());
   // Closing other descriptors of the file, and one of two holders, must not let the other process in.
   EXPECT_EQ(first->Exists(), 0);
   Opened(path_, 0).Reset();
@@ -94,9 +87,9 @@ TEST_F(UpdateLock, KeepsOthersWaitingUntilTheLastHolderCloses) {
 }
 
 TEST_F(UpdateLock, IsTakenInTurnsByThreads) {
-  auto first = Opened(path_, 1);
-  auto second = Opened(path_, 1);  // one thread does not block itself
-  const auto other = std::async(std::launch::async, [&] { Opened(path_, 1).Reset(); });
+  auto first = Opened(path_);
+  auto second = Opened(path_);  // one thread does not block itself
+  const auto other = std::async(std::launch::async, [&] { Opened(path_).Reset(); });
   first.Reset();
   EXPECT_EQ(other.wait_for(std::chrono::milliseconds(kWaitsMs)), std::future_status::timeout);
   std::thread([&] { second.Reset(); }).join();  // whoever closes, it is given back
@@ -104,8 +97,8 @@ TEST_F(UpdateLock, IsTakenInTurnsByThreads) {
 }
 
 TEST_F(UpdateLock, IsTakenAnewWhenThePathLeadsElsewhereByThen) {
-  auto file = Opened(path_, 1);
-  const OtherProcess waiter([&] { (void)Opened(path_, 1)->Write("N", 1); });
+  auto file = Opened(path_);
+  const OtherProcess waiter([&] { (void)Opened(path_)->Write("N", 1); });
   EXPECT_FALSE(waiter.IsDoneWithin(kWaitsMs));
   WriteFile(folder_.File("new"), "new");
   ASSERT_EQ(std::rename(folder_.File("new").c_str(), path_.c_str()), 0);
@@ -115,21 +108,20 @@ TEST_F(UpdateLock, IsTakenAnewWhenThePathLeadsElsewhereByThen) {
 }
 
 TEST_F(UpdateLock, DiesWithItsProcessAndStopsNoReader) {
-  OtherProcess holder(Holding(1));
+  OtherProcess holder(Holding());
   ASSERT_TRUE(holder.IsDoneWithin(kArrivesMs));
   Opened(path_, 0).Reset();
   Opened(path_, 2).Reset();
-  OtherProcess next(Holding(1));
+  OtherProcess next(Holding());
   EXPECT_FALSE(next.IsDoneWithin(kWaitsMs));
   holder.Kill();
   EXPECT_TRUE(next.IsDoneWithin(kArrivesMs));
 }
 
 TEST_F(UpdateLock, LeavesAChildNoOpenFile) {
-  auto file = Opened(path_, 1);
+  auto file = Opened(path_);
   ASSERT_EQ(file->SetFilePos(1), 0);
-  const pid_t child = ::fork();
-  if (child == 0) {
+  EXPECT_TRUE(HoldsInAChild([&] {
     char read = 0;
     unsigned char* data = nullptr;
     unsigned long long length = 0;
@@ -137,53 +129,44 @@ TEST_F(UpdateLock, LeavesAChildNoOpenFile) {
                            file->SetFilePos(0) == -2 && file->GetLength(&length) == -2 &&
                            file->SetEOF(0) == -2 && file->GetDF(&data, &length) == -2 &&
                            file->IsOpend() == -2 && file->CloseDF() == 0;
-    ::_exit(is_closed && file->OpenDF(0) == 0 && file->Read(&read, 1) == 0 && read == 'k' ? 0 : 1);
-  }
-  int status = -1;
-  ::waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
+    return is_closed && file->OpenDF(0) == 0 && file->Read(&read, 1) == 0 && read == 'k';
+  }));
   char rest[2] = {};
   EXPECT_EQ(file->Read(rest, 2), 0);
   EXPECT_EQ(std::string(rest, 2), "ey") << "the child moved the parent's position";
 }
 
-// Also not with what a thread of its parent waits with, and whichever thread was in the middle of taking one.
-TEST_F(UpdateLock, LeavesAChildOfThreadsFree) {
-  auto file = Opened(path_, 1);
-  std::thread waiter([&] { Opened(path_, 1).Reset(); });
-  std::this_thread::sleep_for(std::chrono::milliseconds(kWaitsMs));
-  const OtherProcess bystander([] {});
-  file.Reset();
-  waiter.join();
-  EXPECT_TRUE(OtherProcess(Holding(1)).IsDoneWithin(kArrivesMs)) << "the bystander holds the waiter's lock";
-
-  const std::string busy_path = folder_.File("busy");
-  WriteFile(busy_path, "busy");
-  std::atomic<bool> is_over = false;
-  std::thread busy([&] {
-    while (!is_over) Opened(busy_path, 1).Reset();
-  });
-  bool all_free = true;
-  for (int i = 0; i < 50 && all_free; ++i) all_free = OtherProcess(Holding(1)).IsDoneWithin(kArrivesMs);
-  is_over = true;
-  busy.join();
-  EXPECT_TRUE(all_free) << "a child found the table taken";
-}
-
+// Neither its parent's lock, nor what a thread of its parent waits with.
 TEST_F(UpdateLock, IsNotInheritedByAChild) {
-  auto parents = Opened(path_, 1);
+  auto parents = Opened(path_);
+  std::thread waiter([&] { Opened(path_).Reset(); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(kWaitsMs));
   const OtherProcess bystander([] {});
   // Takes a lock of its own; closing what it inherited must not give that one back.
   OtherProcess heir([&] {
-    auto own = Opened(path_, 1);
+    auto own = Opened(path_);
     parents.Reset();
     (void)own.Release();
   });
   EXPECT_FALSE(heir.IsDoneWithin(kWaitsMs));
   parents.Reset();
-  EXPECT_TRUE(heir.IsDoneWithin(kArrivesMs)) << "the bystander still holds its parent's lock";
-  const OtherProcess next(Holding(1));
-  EXPECT_FALSE(next.IsDoneWithin(kWaitsMs));
+  waiter.join();
+  EXPECT_TRUE(heir.IsDoneWithin(kArrivesMs)) << "the bystander holds the parent's lock or the waiter's";
+  EXPECT_FALSE(OtherProcess(Holding()).IsDoneWithin(kWaitsMs));
+}
+
+TEST_F(UpdateLock, LeavesAChildOfABusyThreadFree) {
+  const std::string busy_path = folder_.File("busy");
+  WriteFile(busy_path, "busy");
+  std::atomic<bool> is_over = false;
+  std::thread busy([&] {
+    while (!is_over) Opened(busy_path).Reset();
+  });
+  bool all_free = true;
+  for (int i = 0; i < 50 && all_free; ++i) all_free = OtherProcess(Holding()).IsDoneWithin(kArrivesMs);
+  is_over = true;
+  busy.join();
+  EXPECT_TRUE(all_free) << "a child found the table taken";
 }
 
 }  // namespace

@@ -6,17 +6,19 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <string>
 #include <thread>
 
-#include "core/owned.h"
+#include "base/buffer.h"
+#include "core/instance_creator.h"
 #include "tests/support/bytes.h"
+#include "tests/support/child.h"
+#include "tests/support/file_at.h"
+#include "tests/support/rows.h"
 #include "tests/support/temp_folder.h"
 
 namespace {
@@ -33,83 +35,65 @@ extern "C" int fdatasync(int fd) {
 namespace kestrune::testing {
 namespace {
 
-Owned<TypV2FileRef> FileAt(const std::string& path) {
-  Owned<TypV2FileRef> file(new TypV2FileRefUnix);
-  EXPECT_EQ(file.Init(), 0);
-  EXPECT_EQ(file->SetFileName(path.c_str()), 0);
-  return file;
-}
+constexpr char kRows[] = "core.txt";
 
-int OpenOnce(const std::string& path, int mode) {
-  return FileAt(path)->OpenDF(mode);
-}
-
-void MakeSocket(const std::string& path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  ASSERT_LT(path.size(), sizeof address.sun_path);
-  std::strcpy(address.sun_path, path.c_str());
-  const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
-  EXPECT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-  ::close(fd);
-}
-
-// What each kind of file answers. None of it may wait: a FIFO without a partner would, for ever.
-TEST(FileRef, TakesRegularFilesAloneSaveForCreating) {
-  const TempFolder folder;
-  const auto file = [&](const char* name) { return folder.File(name); };
-  WriteFile(file("plain"), "x");
-  WriteFile(file("target"), "x");
-  std::filesystem::create_symlink(file("target"), file("link"));
-  std::filesystem::create_symlink(file("nowhere"), file("dangling"));
-  // Through links: should deleting go wrong, only they are lost, even where the tests run as root.
-  for (const char* device : {"full", "zero"}) {
-    std::filesystem::create_symlink(std::string("/dev/") + device, file(device));
+// One file of each kind.
+class FileRef : public ::testing::Test {
+ protected:
+  FileRef() {
+    WriteFile(File("plain"), "x");
+    WriteFile(File("target"), "x");
+    std::filesystem::create_symlink(File("target"), File("link"));
+    std::filesystem::create_symlink(File("nowhere"), File("dangling"));
+    // Through links: should deleting go wrong, only they are lost, even where the tests run as root.
+    std::filesystem::create_symlink("/dev/full", File("full"));
+    std::filesystem::create_symlink("/dev/zero", File("zero"));
+    std::filesystem::create_directory(File("folder"));
+    EXPECT_EQ(::mkfifo(File("fifo").c_str(), 0600), 0);
+    sockaddr_un address{AF_UNIX, {}};
+    File("socket").copy(address.sun_path, sizeof address.sun_path - 1);
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    EXPECT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ::close(fd);
   }
-  std::filesystem::create_directory(file("folder"));
-  ASSERT_EQ(::mkfifo(file("fifo").c_str(), 0600), 0);
-  MakeSocket(file("socket"));
-  const struct {
-    std::string path;
-    int exists, read, update, create;
-    bool deleted;
-  } kinds[] = {
-      {file("plain"), 0, 0, 0, 0, true},
-      {file("link"), 0, 0, 0, 0, true},
-      {file("missing"), -43, -9, -9, 0, true},
-      {file("dangling"), -43, -9, -9, 0, true},
-      {file("folder"), -43, -9, -9, -9, false},
-      {file("fifo"), -43, -9, -9, -9, false},
-      {file("socket"), -43, -9, -9, -9, false},
-      {file("full"), -43, -9, -9, 0, false},
-      {file("zero"), -43, -9, -9, 0, false},
-      {file("no/such/path"), -43, -9, -9, -9, true},
-      {"", -43, -9, -9, -9, true},
-  };
-  for (const auto& kind : kinds) {
-    SCOPED_TRACE(kind.path);
-    EXPECT_EQ(FileAt(kind.path)->Exists(), kind.exists);
-    EXPECT_EQ(OpenOnce(kind.path, 0), kind.read);
-    EXPECT_EQ(OpenOnce(kind.path, 1), kind.update);
-    EXPECT_EQ(OpenOnce(kind.path, 2), kind.create);
-    EXPECT_EQ(FileAt(kind.path)->Delete(), 0);
-    EXPECT_NE(std::filesystem::exists(std::filesystem::symlink_status(kind.path)), kind.deleted);
+  std::string File(const std::string& name) const { return name.empty() ? "" : folder_.File(name); }
+  TempFolder folder_;
+};
+
+// None of it may wait: a FIFO without a partner would, for ever.
+TEST_F(FileRef, TakesRegularFilesAloneSaveForCreating) {
+  for (const auto& [name, exists, read, update, create, is_gone] : Rows<6>(kRows, "kinds of files")) {
+    SCOPED_TRACE(name);
+    const std::string path = File(name);
+    EXPECT_EQ(FileAt(path)->Exists(), Number(exists));
+    EXPECT_EQ(FileAt(path)->OpenDF(0), Number(read));
+    EXPECT_EQ(FileAt(path)->OpenDF(1), Number(update));
+    EXPECT_EQ(FileAt(path)->OpenDF(2), Number(create));
+    EXPECT_EQ(FileAt(path)->Delete(), 0);
+    EXPECT_NE(std::filesystem::exists(std::filesystem::symlink_status(path)), Number<bool>(is_gone));
   }
-  EXPECT_TRUE(FileExists(file("target")));  // the link went, not what it led to
+  EXPECT_TRUE(FileExists(File("target")));  // the link went, not what it led to
 }
 
-TEST(FileRef, ReadsWritesMeasuresAndCuts) {
-  const TempFolder folder;
-  const auto file = FileAt(folder.File("f"));
-  unsigned long long length = 9;
+std::string Whole(TypV2FileRef* file) {
   unsigned char* whole = nullptr;
+  unsigned long long length = 9;
+  EXPECT_EQ(file->GetDF(&whole, &length), 0);
+  EXPECT_NE(whole, nullptr);  // also for an empty file
+  CBuffer content;
+  content.Adopt(whole, length);
+  return std::string(whole, whole + length);
+}
+
+TEST_F(FileRef, ReadsWritesMeasuresAndCuts) {
+  const auto file = FileAt(File("plain"));
+  unsigned long long length = 9;
   char buffer[16] = {};
+  EXPECT_EQ(file->GetLength(&length), -2);
+  EXPECT_EQ(length, 0u);
   ASSERT_EQ(file->OpenDF(2), 0);
   EXPECT_EQ(file->OpenDF(0), 0);  // keeps the first mode: the Write below works
-  EXPECT_EQ(file->GetDF(&whole, &length), 0);
-  EXPECT_EQ(length, 0u);  // empty, and a buffer all the same
-  EXPECT_NE(whole, nullptr);
-  std::free(whole);
+  EXPECT_EQ(Whole(file.get()), "");
   EXPECT_EQ(file->Write("0123456789", 10), 0);
   EXPECT_EQ(file->SetFilePos(8), 0);
   EXPECT_EQ(file->Read(buffer, 3), -8);
@@ -119,90 +103,81 @@ TEST(FileRef, ReadsWritesMeasuresAndCuts) {
   EXPECT_EQ(length, 10u);
   EXPECT_EQ(file->Read(buffer, 1), -8);  // the position stayed at the end
   EXPECT_EQ(file->SetEOF(6), 0);
-  EXPECT_EQ(file->GetDF(&whole, &length), 0);
-  EXPECT_EQ(std::string(reinterpret_cast<char*>(whole), length), "01ab45");
-  std::free(whole);
+  EXPECT_EQ(Whole(file.get()), "01ab45");
   // Beyond what the platform can count: its refusal, passed on.
   EXPECT_EQ(file->SetEOF(~0ULL), -1);
   EXPECT_EQ(file->SetFilePos(~0ULL), -1);
   EXPECT_EQ(file->CloseDF(), 0);
 }
 
-TEST(FileRef, UpdatesAreOnStableStorageAndFailuresAreTold) {
-  const TempFolder folder;
-  const std::string path = folder.File("f");
-  WriteFile(path, "old");
-  const struct {
-    std::string path;
-    int mode;
-    bool sync_fails;
-    int syncs, write;
-  } rows[] = {{path, 1, false, 1, 0},
-              {path, 1, true, 1, -7},
-              {path, 2, false, 0, 0},
-              {"/dev/full", 2, false, 0, -7},
-              {path, 0, false, 0, -7}};
-  for (const auto& row : rows) {
-    const auto file = FileAt(row.path);
+TEST_F(FileRef, UpdatesAreOnStableStorageAndFailuresAreTold) {
+  for (const auto& [name, mode, fails, syncs, write] : Rows<5>(kRows, "updates")) {
+    const auto file = FileAt(File(name));
     g_syncs = 0;
-    g_sync_fails = row.sync_fails;
-    ASSERT_EQ(file->OpenDF(row.mode), 0);
-    EXPECT_EQ(file->Write("x", 1), row.write);
-    EXPECT_EQ(g_syncs, row.syncs);
+    g_sync_fails = Number<bool>(fails);
+    ASSERT_EQ(file->OpenDF(Number(mode)), 0);
+    EXPECT_EQ(file->Write("x", 1), Number(write));
+    EXPECT_EQ(g_syncs, Number(syncs));
     EXPECT_EQ(file->CloseDF(), 0);  // the closing alone
   }
   g_sync_fails = false;
 }
 
-TEST(FileRef, StaysAboveTheStandardDescriptors) {
-  const TempFolder folder;
-  const std::string path = folder.File("f");
-  WriteFile(path, "x");
-  const pid_t child = ::fork();
-  if (child == 0) {
+TEST_F(FileRef, StaysAboveTheStandardDescriptors) {
+  EXPECT_TRUE(HoldsInAChild([&] {
     for (const int fd : {0, 1, 2}) ::close(fd);
     Owned<TypV2FileRef> files[3];
     bool is_above = true;
     for (int mode = 0; mode < 3; ++mode) {
-      files[mode] = FileAt(path);
+      files[mode] = FileAt(File("plain"));
       is_above = is_above && files[mode]->OpenDF(mode) == 0;
       for (const int fd : {0, 1, 2}) is_above = is_above && ::fcntl(fd, F_GETFD) == -1;
     }
-    ::_exit(is_above ? 0 : 1);
-  }
-  int status = -1;
-  ::waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
+    return is_above;
+  }));
 }
 
-TEST(FileRef, WritesAllToAFifoThatIsReadSlowly) {
-  const TempFolder folder;
-  const std::string path = folder.File("fifo");
-  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+TEST_F(FileRef, WritesAllToAFifoThatIsReadSlowly) {
   const Bytes content(1 << 22, 'x');  // more than a pipe holds
-  std::thread reader([&] { EXPECT_EQ(ReadFile(path), content); });
-  const auto file = FileAt(path);
+  std::thread reader([&] { EXPECT_EQ(ReadFile(File("fifo")), content); });
+  const auto file = FileAt(File("fifo"));
   while (file->OpenDF(2) != 0) std::this_thread::yield();  // refused until there is a reader
   EXPECT_EQ(file->Write(content.data(), content.size()), 0);
   EXPECT_EQ(file->CloseDF(), 0);
   reader.join();
 }
 
-TEST(FileRef, NamesItsPath) {
+TEST_F(FileRef, NamesItsPath) {
   const auto file = FileAt("");
   const std::string longest(255, 'a');
+  char text[256] = "...";
   EXPECT_EQ(file->SetFileName(longest.c_str()), 0);
   EXPECT_EQ(file->SetFileName((longest + "a").c_str()), -99);
-  char text[256] = "...";
   file->GetFullPathFilename(text);
   EXPECT_EQ(text, longest);  // a refused name changes nothing
-  const std::pair<const char*, const char*> names[] = {
-      {"/a/b.key", "b.key"}, {"b.key", "b.key"}, {"/a/b/", "b/"}, {"/", "/"}};
-  for (const auto& [path, name] : names) {
-    EXPECT_EQ(file->SetFileName(path), 0);
+  for (const auto& [path, name] : Rows<2>(kRows, "names of paths")) {
+    EXPECT_EQ(file->SetFileName(path.c_str()), 0);
     file->GetFileNameWithoutPath(text);
-    EXPECT_STREQ(text, name) << path;
+    EXPECT_EQ(text, name) << path;
   }
+}
+
+TEST_F(FileRef, IsNotThereWithoutAPlatform) {
+  EXPECT_EQ(TypV2InstanceCreator().newTypV2FileRef(), nullptr);
+  TypV2FileRef file;
+  unsigned char* data = nullptr;
+  unsigned long long length = 0;
+  for (const int code :
+       {file.InitCreate(), file.OpenDF(0), file.GetLength(&length), file.SetFilePos(0), file.SetEOF(0),
+        file.Read(&length, 1), file.Write("x", 1), file.CloseDF(), file.GetDF(&data, &length), file.Exists(),
+        file.Delete(), file.IsOpend(), file.SetFileName("x"), file.Kill()}) {
+    EXPECT_EQ(code, -101);
+  }
+  char text[256] = "...";
+  file.GetFileNameWithoutPath(text);
+  EXPECT_STREQ(text, "");
+  file.GetPathSeperator(text + 1);
+  EXPECT_STREQ(text + 1, "");
 }
 
 }  // namespace
