@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 
 #include "core/instance_creator.h"
 #include "core/utils.h"
 #include "tests/support/bytes.h"
+#include "tests/support/rows.h"
 #include "tests/support/shifted_clock.h"
 #include "tests/support/temp_folder.h"
 
@@ -15,42 +17,28 @@ namespace {
 
 // Personal keys carry 100 more than certificates, and the second generation of names 100 more than the first.
 TEST(Dates, FollowTheLocalClock) {
-  const struct {
-    std::time_t now;
-    const char* zone;
-    int year, certificate;
-    const char *text, *stamp;  // local date and time; day of the year and second of the day
-  } rows[] = {// Half an hour before the turn of the year in UTC, an hour to the east and an hour to the west.
-              {1798759800, "EAST-1", 2027, 127, "2027-01-01 00:30:00", "0.1800."},
-              {1798759800, "WEST1", 2026, 126, "2026-12-31 22:30:00", "364.81000."},
-              {1835481599, "UTC0", 2028, 128, "2028-02-29 23:59:59", "59.86399."},
-              {631151999, "UTC0", 1989, 189, "1989-12-31 23:59:59", "364.86399."},
-              {631152000, "UTC0", 1990, 90, "1990-01-01 00:00:00", "0.0."},
-              {-2209075200, "UTC0", 1899, 99, "1899-12-31 00:00:00", "364.0."},
-              {4102444800, "UTC0", 2100, 200, "2100-01-01 00:00:00", "0.0."}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.text);
-    const ShiftedClock clock(row.now, row.zone);
-    const std::string certificate = std::to_string(row.certificate);
+  for (const auto& [now, zone, year, certificate, text, stamp] : Rows<6>("sign.txt", "dates")) {
+    SCOPED_TRACE(text);
+    const ShiftedClock clock(Number<std::time_t>(now), zone);
     char out[64];
     TypV2Utils utils;
-    EXPECT_EQ(utils.GetCurrentYear(), row.year);
+    EXPECT_EQ(utils.GetCurrentYear(), Number(year));
     utils.GetKeyFilenameExtensionV1(out);
-    EXPECT_EQ(out, std::to_string(row.year - 1900));
+    EXPECT_EQ(out, std::to_string(Number(year) - 1900));
     utils.GetKeyFilenameExtensionV2(out);
-    EXPECT_EQ(out, std::to_string(row.year - 1800));
+    EXPECT_EQ(out, std::to_string(Number(year) - 1800));
     utils.GetSQLDateTime(out);
-    EXPECT_STREQ(out, row.text);
+    EXPECT_EQ(out, text);
     TypKeyUtils keys;
     EXPECT_EQ(keys.GetYearCert(out), static_cast<int>(certificate.size()));
     EXPECT_EQ(out, certificate);
     EXPECT_EQ(keys.GetYearKestruneKey(out), 3);
-    EXPECT_EQ(out, std::to_string(row.certificate + 100));
+    EXPECT_EQ(out, std::to_string(Number(certificate) + 100));
     EXPECT_EQ(keys.GetKestruneKeyName("x", out), out);
     EXPECT_EQ(out, "x." + certificate);
     const int written = keys.GetTimeStamp(out);
-    EXPECT_EQ(static_cast<std::size_t>(written), std::string(out).size());
-    EXPECT_TRUE(std::string(out).starts_with(row.stamp)) << out;
+    EXPECT_EQ(std::strlen(out), static_cast<std::size_t>(written));
+    EXPECT_TRUE(std::string(out).starts_with(stamp)) << out;
   }
 }
 

@@ -13,6 +13,7 @@
 #include "tests/support/bytes.h"
 #include "tests/support/key_folder.h"
 #include "tests/support/process.h"
+#include "tests/support/rows.h"
 
 namespace kestrune::testing {
 namespace {
@@ -103,9 +104,12 @@ TEST_F(Signing, ReadsTheKeyOnceAndForgetsItWhenTold) {
   // Refused before the first byte is looked at: there are not that many here.
   EXPECT_EQ(signer->Signer(signature, 1'000'000'001, signature, &length), -93);
   const Answer first = Sign(signer, "text", 0);
-  ASSERT_EQ(first.rc, 0);
-  std::remove(folder_.File(name + ".key").c_str());
   EXPECT_EQ(signer->ZeroPassword(), 0);
+  EXPECT_EQ(Sign(signer, "text", 0).block, first.block);
+  const auto too_late = Signer("n", "a_b_c_d");
+  EXPECT_EQ(too_late->ZeroPassword(), 0);
+  EXPECT_EQ(Sign(too_late, "text", 0).rc, -104);
+  std::remove(folder_.File(name + ".key").c_str());
   EXPECT_EQ(Sign(signer, "text", 0).block, first.block);
   EXPECT_EQ(signer->FreePrivateKey(), 0);
   EXPECT_EQ(Sign(signer, "text", 0).rc, -94);
@@ -117,37 +121,27 @@ TEST_F(Signing, TellsWhyAKeyDoesNotOpen) {
   WriteFile(folder_.File("damaged.z." + CertificateYear() + ".key"), damaged);
   folder_.AddSigningKey("rsa1024-protected", "rsa");
   folder_.AddSigningKey("ec", "ec");
-  const struct {
-    const char *name, *password;
-    int rc;
-  } rows[] = {{"rsa", "a_b_c_d", 0}, {"rsa", "wrong", -104}, {"rsa", "", -104},
-              {"ec", "", -95},       {"damaged", "", -95},   {"missing", "", -103}};
-  for (const auto& row : rows) {
-    const auto signer = Signer(row.name, row.password);
-    EXPECT_EQ(signer->LoadPrivateKey(), row.rc) << row.name;
+  for (const auto& [key, password, code] : Rows<3>("sign.txt", "keys that do not open")) {
+    const auto signer = Signer(key, password);
+    const int want = Number(code);
+    EXPECT_EQ(signer->LoadPrivateKey(), want) << key << password;
     for (const long mode : {0, 1}) {
       const Answer answer = Sign(signer, "text", mode);
-      EXPECT_EQ(answer.rc, row.rc) << row.name;
-      EXPECT_EQ(answer.block.empty(), row.rc != 0);
+      EXPECT_EQ(answer.rc, want) << key << password;
+      EXPECT_EQ(answer.block.empty(), want != 0);
     }
   }
 }
 
 TEST_F(Signing, ChecksItsArgumentsInOrder) {
-  const std::string name(39, 'n'), folder(2047, 'd'), password(32, '@');
-  const struct {
-    std::string name, folder, password;
-    int rc;
-  } rows[] = {{name, folder, password, 0},
-              {name + "n", folder + "d", password + "@", -86},
-              {name + "n", folder, password + "@", -87},
-              {name, folder, password + "@", -88}};
-  for (const auto& row : rows) {
+  for (const auto& [name, folder, password, code] : Rows<4>("sign.txt", "refusals of a signer")) {
     Owned<TypApiV2Signature> signer(creator_.newTypApiV2Signature());
-    std::string typed = row.password;
-    EXPECT_EQ(signer.Init(&creator_, row.name.c_str(), row.folder.c_str(), typed.data()), row.rc);
+    std::string typed(Number<std::size_t>(password), '@');
+    EXPECT_EQ(signer.Init(&creator_, std::string(Number<std::size_t>(name), 'n').c_str(),
+                          std::string(Number<std::size_t>(folder), 'd').c_str(), typed.data()),
+              Number(code));
     // The caller's own text is changed, when it is accepted.
-    EXPECT_EQ(typed, row.rc == 0 ? std::string(typed.size(), '_') : row.password);
+    EXPECT_EQ(typed, std::string(typed.size(), code == "0" ? '_' : '@'));
   }
 }
 
@@ -170,11 +164,9 @@ TEST_F(Signing, HasAnEntryPointThatLeavesItsOutputAloneOrEmpty) {
 TEST_F(Signing, LengthsBeyond32BitsAreTooLong) {
   constexpr std::size_t kPiece = std::size_t{1} << 21, kPieces = (std::size_t{1} << 32) / kPiece;
   const int piece = ::memfd_create("letters", MFD_CLOEXEC);
-  const std::string letters(kPiece, 'a');
-  ASSERT_EQ(::write(piece, letters.data(), kPiece), static_cast<ssize_t>(kPiece));
+  ASSERT_EQ(::write(piece, std::string(kPiece, 'a').data(), kPiece), static_cast<ssize_t>(kPiece));
   auto* const text = static_cast<char*>(::mmap(nullptr, (kPieces + 1) * kPiece, PROT_READ | PROT_WRITE,
                                                MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
-  ASSERT_NE(text, MAP_FAILED);
   for (std::size_t i = 0; i < kPieces; ++i)
     ASSERT_NE(::mmap(text + i * kPiece, kPiece, PROT_READ, MAP_SHARED | MAP_FIXED, piece, 0), MAP_FAILED);
   text[kPieces * kPiece] = 'a';  // the low 32 bits alone would be 1

@@ -10,7 +10,6 @@
 #include "core/owned.h"
 #include "core/result.h"
 #include "crypto/classic.h"
-#include "sign/signature.h"
 #include "tests/support/bytes.h"
 #include "tests/support/key_folder.h"
 #include "tests/support/process.h"
@@ -43,9 +42,7 @@ Bytes Padded(const Bytes& bytes) {
   return Padded(bytes, kModulus - 3 - bytes.size());
 }
 
-Bytes DigestOf(const Bytes& data) {
-  return ToBytes(Sha512(ToText(data)));
-}
+const Bytes kDigest = ToBytes(Sha512(ToText(kText)));
 
 // The bare private-key operation, on any block: what a forger with luck or mathematics could have found.
 Bytes RawSign(const Bytes& block, const std::string& key = DataPath("rsa2048.key")) {
@@ -104,47 +101,26 @@ class Verification : public ::testing::Test {
   Bytes text_;
 };
 
-TEST_F(Verification, ReadsBlocksOfTheToolAndOfOpenssl) {
+TEST_F(Verification, ReadsBlocksOfOpenssl) {
   for (const std::string data : {"rsa1024", "rsa2048", "rsa4096"}) {
-    const std::string stem = folder_.AddSigningKey(data, data);
-    const std::string text(64, 'x');  // openssl takes no more
-    const std::string answer = "<ERR>0</ERR><N>" + stem + "</N><DT>" + text + "</DT>";
-    const ProcessResult tool = RunTool({"-i", text, "-s", data, "-p", "x", "-k", folder_.path(), "-x"});
-    EXPECT_EQ(Extract("avant" + tool.out + "<SIGN>"), answer);
-    const std::string by_openssl = RunOpenssl({"pkeyutl", "-sign", "-inkey", DataPath(data + ".key")}, text);
-    EXPECT_EQ(Extract(Wrap(stem, ToBytes(by_openssl))), answer);
+    const std::string stem = folder_.AddSigningKey(data, data), text(64, 'x');  // openssl takes no more
+    const Bytes signature =
+        ToBytes(RunOpenssl({"pkeyutl", "-sign", "-inkey", DataPath(data + ".key")}, text));
+    EXPECT_EQ(Extract("avant" + Wrap(stem, signature) + "<SIGN>"),
+              "<ERR>0</ERR><N>" + stem + "</N><DT>" + text + "</DT>");
   }
-}
-
-TEST_F(Verification, ChecksDataSignedByTheSigner) {
-  const std::string stem = folder_.AddSigningKey("rsa2048", "cle");
-  Owned<TypApiV2Signature> signer(creator_.newTypApiV2Signature());
-  char password[] = "";
-  ASSERT_EQ(signer.Init(&creator_, "cle", folder_.path().c_str(), password), kOk);
-  Bytes data(100'000, 'd');
-  std::string block(2000, '\0');
-  ASSERT_EQ(signer->GetSignatureXMLLight(data.data(), 100'000, block.data(), 1), kOk);
-  EXPECT_EQ(Check(block, data), kOk);
-  EXPECT_EQ(name_, stem);
-  // The length counts in 64 bits: cut to 32 it would be the one that was signed.
-  EXPECT_EQ(verifier_->VerifySignAndIntegrityDataFromXMLSignBlock(block.c_str(), data.data(),
-                                                                  (1ULL << 32) + 100'000, name_),
-            verifier::kTooLong);
-  data.back() ^= 1;
-  EXPECT_EQ(Check(block, data), kBadSignature);
 }
 
 // Blocks that a lenient reader takes for signatures of kText.
 TEST_F(Verification, RefusesForgedBlocks) {
-  const Bytes digest = DigestOf(kText);
-  const Bytes info = Join(FromHex("3051300d060960864801650304020305000440"), digest);
+  const Bytes info = Join(FromHex("3051300d060960864801650304020305000440"), kDigest);
   const struct {
     const char* fault;
     Bytes block;
     int code;  // of the decoder; the verifier has one for all
   } rows[] = {
       {"seven bytes of padding", Padded(kText, 7), ERR_RSA_INVALID_PADDING},
-      {"seven bytes of padding, digest", Padded(digest, 7), ERR_RSA_INVALID_PADDING},
+      {"seven bytes of padding, digest", Padded(kDigest, 7), ERR_RSA_INVALID_PADDING},
       {"type 0", Padded(kText, 243, 0), ERR_RSA_INVALID_PADDING},
       {"type 2", Padded(kText, 243, 2), ERR_RSA_INVALID_PADDING},
       {"first byte 1", Bent(Padded(kText), 0, 1), ERR_RSA_INVALID_PADDING},
@@ -162,12 +138,18 @@ TEST_F(Verification, RefusesForgedBlocks) {
     EXPECT_EQ(Check(Wrap(kName, signature), kText), kBadSignature) << row.fault;
   }
   // These can be recovered, and are no proof of the data.
-  for (const Bytes& block : {Padded(info), Padded(digest, 100), Padded(Join({0}, digest)), Padded(kText)}) {
+  for (const Bytes& block : {Padded(info), Padded(kDigest, 100), Padded(Join({0}, kDigest)), Padded(kText)}) {
     const std::string wrapped = Wrap(kName, RawSign(block));
     EXPECT_EQ(Recover(wrapped), kOk);
     EXPECT_EQ(Check(wrapped, kText), kBadSignature);
   }
-  EXPECT_EQ(Check(Wrap(kName, RawSign(Padded(digest))), kText), kOk);
+  const std::string good = Wrap(kName, RawSign(Padded(kDigest)));
+  EXPECT_EQ(Check(good, kText), kOk);
+  EXPECT_EQ(name_, kName);
+  // The length counts in 64 bits: cut to 32 it would be the one that was signed.
+  EXPECT_EQ(verifier_->VerifySignAndIntegrityDataFromXMLSignBlock(good.c_str(), kText.data(),
+                                                                  (1ULL << 32) + kText.size(), name_),
+            verifier::kTooLong);
 }
 
 TEST_F(Verification, RecoversUpToTheLastByteAndNothingWithAZero) {
@@ -196,12 +178,12 @@ TEST_F(Verification, RecoversNothingUnderASmallExponent) {
               "/CN=trois", "-keyout", key, "-out", folder_.File("trois.pem")});
   EXPECT_EQ(Recover(Wrap("trois", RawSign(Padded(kText), key))), kBadSignature);
   // What cube roots give: the right head, and bytes of nobody's choice behind it.
-  EXPECT_EQ(Check(Wrap("trois", RawSign(Padded(DigestOf(kText), 8), key)), kText), kBadSignature);
-  EXPECT_EQ(Check(Wrap("trois", RawSign(Padded(DigestOf(kText)), key)), kText), kOk);
+  EXPECT_EQ(Check(Wrap("trois", RawSign(Padded(kDigest, 8), key)), kText), kBadSignature);
+  EXPECT_EQ(Check(Wrap("trois", RawSign(Padded(kDigest), key)), kText), kOk);
 }
 
 TEST_F(Verification, WantsAValueBelowTheModulusAndExactlyItsLength) {
-  const Bytes good = RawSign(Padded(DigestOf(kText)));
+  const Bytes good = RawSign(Padded(kDigest));
   const std::string modulus = RunOpenssl({"rsa", "-noout", "-modulus", "-in", DataPath("rsa2048.key")});
   for (const Bytes& signature :
        {FromHex(modulus.substr(modulus.find('=') + 1)), Bytes(kModulus, 0xff), Bytes(kModulus, 0), Bytes{},
