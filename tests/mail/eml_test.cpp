@@ -7,31 +7,46 @@
 #include <random>
 #include <string>
 #include <string_view>
-#include <tuple>
-#include <utility>
 #include <vector>
 
 #include <kestrune/kestrune.h>
+#include "base/buffer.h"
 #include "kestrune_settings.h"
 #include "tests/support/bytes.h"
 #include "tests/support/process.h"
 #include "tests/support/routing.h"
-#include "tests/support/small_stack.h"
+#include "tests/support/rows.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/tree.h"
 
 namespace kestrune::testing {
 namespace {
 
+constexpr char kRows[] = "mail.txt";
 const std::string kGateway = settings::kGatewayDomain;
+
+struct Attachment {
+  std::string name;  // in Base64
+  std::string data;
+  std::string shown = "";  // the name as people see it
+};
+using Attachments = std::vector<Attachment>;
+
+Cell Tree(const Routing& routing, const std::vector<std::string>& texts, const Attachments& attachments) {
+  Cell red = NewCell("RED");
+  for (const std::string& text : texts) Add(red.get(), "TEXT", "<SIGN></SIGN>", text);
+  for (const auto& [name, data, shown] : attachments) Add(red.get(), "PJ", AttachmentXml(name), data);
+  Add(red.get(), "ROUT", routing.Xml());
+  return red;
+}
 
 // The mail; empty when the conversion left none.
 std::string Convert(Cell red) {
-  char* eml = nullptr;
-  if (Api2ConvertRedBlockToEml(red.Release(), &eml) != kOk || eml == nullptr) return "";
-  std::string mail = eml;
-  std::free(eml);
-  return mail;
+  CBuffer eml;
+  char* text = nullptr;
+  const Result rc = Api2ConvertRedBlockToEml(red.Release(), &text);
+  eml.AdoptText(text);
+  return rc == kOk && eml ? eml.text() : "";
 }
 
 std::string AllBytes(std::size_t count) {
@@ -50,28 +65,19 @@ void ExpectMail(const std::string& mail, const std::string& file) {
             Replaced(Replaced(want, "\n", "\r\n"), "GATEWAY", kGateway));
 }
 
-TEST(Eml, SinglePartToTheByte) {
+TEST(Eml, IsWrittenToTheByte) {
   Routing routing;
   routing.to = std::string("a@ailleurs.example,b@") + settings::kServiceDomain1;
   routing.copies = "c@ailleurs.example";
   routing.reply_to = "cle2";
   routing.subject = "Qm9u\r\nam91cg==";
-  Cell red = NewCell("RED");
-  Add(red.get(), "TEXT", "<S>", "\xC3\xA9t\xC3\xA9\n");
-  Add(red.get(), "PJ", AttachmentXml("YQ=="));
-  Add(red.get(), "TEXT", "", std::string_view("deux\0trois", 10));
-  Add(red.get(), "ROUT", routing.Xml());
-  ExpectMail(Convert(std::move(red)), "without_attachment.eml");
-}
-
-TEST(Eml, MultipartToTheByte) {
-  Routing routing;
+  const std::string cut_text("deux\0trois", 10);
+  ExpectMail(Convert(Tree(routing, {"\xC3\xA9t\xC3\xA9\n", cut_text}, {{"YQ==", ""}})),
+             "without_attachment.eml");
+  routing = Routing();
   routing.date = "hier";
   routing.subject = routing.sender = "";
-  Cell red = NewCell("RED");
-  Add(red.get(), "ROUT", routing.Xml());
-  Add(red.get(), "TEXT", "", "Voir\r\n");
-  Add(red.get(), "PJ", AttachmentXml("1234567890123456\r\n78901234567890"), std::string(97, '\xFF'));
+  Cell red = Tree(routing, {"Voir\r\n"}, {{"1234567890123456\r\n78901234567890", std::string(97, '\xFF')}});
   Add(red.get(), "PJ", "<N>x</N>", "a");
   ExpectMail(Convert(std::move(red)), "multipart.eml");
 }
@@ -86,24 +92,16 @@ TEST(Eml, ForeseenBoundariesAreDrawnAgain) {
     GetMimeSeparator(boundary);
     foreseen.emplace_back(boundary);
   }
-  // How many of them the text holds, which of them the name, which is taken; there is an end to it.
-  for (const auto& [in_text, in_name, taken] : std::vector<std::tuple<std::size_t, std::size_t, std::size_t>>{
-           {0, 99, 0}, {1, 99, 1}, {0, 0, 1}, {1, 1, 2}, {99, 50, 99}, {100, 50, 100}}) {
-    std::string text;
-    for (std::size_t i = 0; i < in_text; ++i) text += "\r\n--" + foreseen[i] + "\r\n";
-    std::string name = foreseen[in_name];
+  for (const auto& [in_text, in_name, number] : Rows<3>(kRows, "boundaries")) {
+    std::string text, name = foreseen[Number<std::size_t>(in_name)];
+    for (std::size_t i = 0; i < Number<std::size_t>(in_text); ++i) text += "\r\n--" + foreseen[i] + "\r\n";
     name.insert(20, "\r\n");  // taken out again
-    Cell red = NewCell("RED");
-    Add(red.get(), "ROUT", Routing().Xml());
-    Add(red.get(), "TEXT", "", text);
-    Add(red.get(), "PJ", AttachmentXml(name), "x");
     std::srand(kSeed);
-    const std::string mail = Convert(std::move(red));
-    if (taken == foreseen.size()) {
-      EXPECT_EQ(mail, "");
-    } else {
-      EXPECT_NE(mail.find("boundary=\"" + foreseen[taken] + "\""), std::string::npos) << in_text << in_name;
-    }
+    const std::string mail = Convert(Tree({}, {text}, {{name, "x"}}));
+    const auto taken = Number<std::size_t>(number);
+    EXPECT_EQ(mail.empty(), taken == foreseen.size());
+    const std::string want = taken == foreseen.size() ? "" : "boundary=\"" + foreseen[taken] + "\"";
+    EXPECT_NE(mail.find(want), std::string::npos) << in_text << in_name;
   }
 }
 
@@ -123,9 +121,7 @@ TEST(Eml, Refusals) {
     EXPECT_EQ(getHeaderMimeFromRoutXML(xml.c_str(), &eml), utils::kTagMissing);
     EXPECT_EQ(eml, nullptr);
   }
-  red = NewCell("RED");
-  Add(red.get(), "ROUT", routing.Xml());
-  EXPECT_EQ(Convert(std::move(red)).find("MIME-Version"), 0u);  // no header block
+  EXPECT_EQ(Convert(Tree(routing, {}, {})).find("MIME-Version"), 0u);  // no header block
 }
 
 TEST(Eml, PiecesComeInTheTreesOrderAndSize) {
@@ -143,10 +139,9 @@ TEST(Eml, PiecesComeInTheTreesOrderAndSize) {
   EXPECT_STREQ(text.data(), want.c_str());
 
   // The growth that the contract of GetMimePJFromRedBlock states, in a block of exactly that size.
-  for (const auto& [n, d] : std::vector<std::pair<std::size_t, std::size_t>>{
-           {0, 1}, {18, 48}, {19, 49}, {21, 49150}, {22, 49153}, {97, 98305}, {593, 1}, {594, 1}}) {
-    const Cell attached = NewCell("RED");
-    Add(attached.get(), "PJ", AttachmentXml(std::string(n, 'n')), AllBytes(d));
+  for (const auto& [name, data] : Rows<2>(kRows, "growth")) {
+    const auto n = Number<std::size_t>(name), d = Number<std::size_t>(data);
+    const Cell attached = Tree({}, {}, {{std::string(n, 'n'), AllBytes(d)}});
     const std::size_t named = n > 593 ? 0 : n;  // <AT> would hold more than 600 characters
     const std::size_t e = 4 * ((d + 2) / 3);
     std::string parts(
@@ -156,55 +151,23 @@ TEST(Eml, PiecesComeInTheTreesOrderAndSize) {
   }
 }
 
-// A million cells in a row, each with one below it, and a million inside each other.
-TEST(Eml, HugeTreesNeedLittleStack) {
-  OnSmallStack([] {
-    for (const bool deep : {false, true}) {
-      Cell red = NewCell("RED");
-      Add(red.get(), "ROUT", Routing().Xml());
-      TypV2BlockCell* cell = red.get();
-      for (int i = 0; i < 500'000; ++i) {
-        TypV2BlockCell* const above = Add(deep ? cell : red.get(), "A");
-        TypV2BlockCell* const below = Add(above, "B");
-        cell = deep ? below : above;
-      }
-      Add(cell, "TEXT", "", "au fond");
-      EXPECT_NE(Convert(std::move(red)).find("\r\nau fond\r\n"), std::string::npos);
-    }
-  });
-}
-
 // ---- What mail readers that others wrote make of it ----------------------------------------------------
-
-struct Attachment {
-  std::string name;  // as people see it
-  std::string data;
-};
 
 // A folder of mails with what a reader must report of each.
 class Mails {
  public:
   void AddSent(const std::string& name, const Routing& routing, const std::vector<std::string>& texts,
-               const std::vector<Attachment>& attachments, std::string want) {
-    Cell red = NewCell("RED");
+               const Attachments& attachments, const std::string& shown) {
     std::string text, parts;
-    for (const std::string& piece : texts) {
+    for (const std::string& piece : texts)
       text += (text.empty() ? "" : "------- Autre section texte -----\n") + piece;
-      Add(red.get(), "TEXT", "<SIGN></SIGN>", piece);
-    }
-    for (const auto& [file, data] : attachments) {
-      Add(red.get(), "PJ", AttachmentXml(ToBase64(file)), data);
-      if (!data.empty()) parts += "application/octet-stream; None; " + file + ": " + Hex(data) + "\n";
-    }
-    Add(red.get(), "ROUT", routing.Xml());
-    want += std::string("text/plain; ") + (parts.empty() ? "utf-8" : "UTF8") + "; None: ";
+    for (const Attachment& part : attachments)
+      if (!part.data.empty())
+        parts += "application/octet-stream; None; " + part.shown + ": " + Hex(part.data) + "\n";
     // What stands between the text and the next boundary or the end is the mail's.
-    AddMade(name, Convert(std::move(red)), want + Hex(text + "\r\n") + "\n" + parts);
-  }
-
-  void AddMade(const std::string& name, const std::string& mail, const std::string& want) {
-    WriteFile(folder_.File(name + ".eml"), mail);
-    rows_.emplace_back(name, want);
+    WriteFile(folder_.File(name + ".eml"), Convert(Tree(routing, texts, attachments)));
+    rows_.emplace_back(name, shown + "text/plain; " + (parts.empty() ? "utf-8" : "UTF8") +
+                                 "; None: " + Hex(text + "\r\n") + "\n" + parts);
   }
 
   void ExpectPythonAgrees() const {
@@ -242,30 +205,33 @@ std::string Report(const Routing& shown) {
 
 const Routing kShown = {.date = "Wed, 15 Mai 2024 09:05:00 +002", .subject = "Bonjour"};
 
+Attachment Named(const std::string& file, const std::string& data) {
+  return {ToBase64(file), data, file};
+}
+
 TEST(EmlReaders, ReadBackWhatWasSent) {
   Mails mails;
-  const Routing routing;
-  mails.AddSent("text_alone", routing,
-                {"Cher confr\xC3\xA8re,\r\n \r\n" + std::string(300, 'x') + " \t\r\nfin="}, {},
-                Report(kShown));
-  mails.AddSent("no_text", routing, {}, {{"a.bin", "x"}}, Report(kShown));
+  mails.AddSent("text_alone", {}, {"Cher confr\xC3\xA8re,\r\n \r\n" + std::string(300, 'x') + " \t\r\nfin="},
+                {}, Report(kShown));
+  mails.AddSent("no_text", {}, {}, {Named("a.bin", "x")}, Report(kShown));
   // The readers decode quoted-printable of all bytes that a text can hold, and of those whose order matters.
   std::mt19937 random(20);
   for (const std::string& alphabet : {AllBytes(256).substr(1), std::string(" \t\r\n=ab")}) {
     std::string text;
     while (text.size() < 100'000) text += alphabet[random() % alphabet.size()];
-    mails.AddSent("random_" + std::to_string(alphabet.size()), routing, {text + "."}, {}, Report(kShown));
+    mails.AddSent("random_" + std::to_string(alphabet.size()), {}, {text + "."}, {}, Report(kShown));
   }
-  mails.AddSent("many_texts", routing, std::vector<std::string>(1000, "x"), {}, Report(kShown));
+  mails.AddSent("many_texts", {}, std::vector<std::string>(1000, "x"), {}, Report(kShown));
   Routing accents, shown = kShown;
   shown.subject = "R\xC3\xA9sultats d'\xC3\xA9t\xC3\xA9";
   accents.subject = ToBase64(shown.subject);
   mails.AddSent("attachments", accents, {"Voir"},
-                {{"large.pdf", AllBytes(150000)}, {"vide", ""}, {std::string(250, 'n'), "x"}}, Report(shown));
-  std::vector<Attachment> attachments;
+                {Named("large.pdf", AllBytes(150000)), Named("vide", ""), Named(std::string(250, 'n'), "x")},
+                Report(shown));
+  Attachments attachments;
   for (std::size_t i = 0; i < 300; ++i)
-    attachments.push_back({"\xC3\xA9t\xC3\xA9 " + std::to_string(i), AllBytes(i)});
-  mails.AddSent("attachments_300", routing, {"--\r\n--x--\r\n"}, attachments, Report(kShown));
+    attachments.push_back(Named("\xC3\xA9t\xC3\xA9 " + std::to_string(i), AllBytes(i)));
+  mails.AddSent("attachments_300", {}, {"--\r\n--x--\r\n"}, attachments, Report(kShown));
   Routing crowd;
   shown = kShown;
   for (int i = 0; i < 10'000; ++i) {
@@ -280,9 +246,9 @@ TEST(EmlReaders, ReadBackWhatWasSent) {
   const std::string mail = mails.File("attachments_300.eml");
   EXPECT_EQ(RunProgram({"munpack", "-q", "-C", unpacked.path(), mail}).status, 0);
   EXPECT_EQ(RunProgram({"ripmime", "-i", mail, "-d", ripped.path()}).status, 0);
-  for (const auto& [name, data] : attachments) {
+  for (const auto& [base64, data, name] : attachments) {
     if (data.empty()) continue;
-    EXPECT_TRUE(ToText(ReadFile(unpacked.File("=Xutf-8XBX" + ToBase64(name) + "X="))) == data) << name;
+    EXPECT_TRUE(ToText(ReadFile(unpacked.File("=Xutf-8XBX" + base64 + "X="))) == data) << name;
     EXPECT_TRUE(ToText(ReadFile(ripped.File(name))) == data) << name;
   }
 }
@@ -290,15 +256,12 @@ TEST(EmlReaders, ReadBackWhatWasSent) {
 // Whatever a routing value or a file name holds: one header line each, one text, one attachment.
 TEST(EmlReaders, NothingIsInjected) {
   Mails mails;
-  const std::string boundary_line = "\r\n--" + std::string(35, 'A') + "\r\n";
-  const std::string zero(1, '\0'), folds_behind_name(13, 'z'), folds_behind_file_name(16, 'z');
   int mail = 0;
-  for (const std::string& payload :
-       {std::string("\r"), std::string("\n"), std::string("\r\n"), std::string("\r\n\r\n"), std::string("\""),
-        std::string("\"\r\n\""), boundary_line, zero, folds_behind_name, folds_behind_file_name}) {
+  for (const auto& [payload] : Rows<1>(kRows, "injections")) {
     const std::string value = "v" + payload + "Bcc:x";
     const std::string bare = Replaced(Replaced(value, "\r", ""), "\n", "");
     const bool is_cut = bare.find('\0') != std::string::npos;  // no </M>, and so no header block; no </N>
+    const std::string encoded = "=?utf-8?B?" + bare + "?=";
     for (std::string Routing::*field : {&Routing::sender, &Routing::to, &Routing::copies, &Routing::reply_to,
                                         &Routing::date, &Routing::subject, &Routing::identifier}) {
       Routing routing, shown = kShown;
@@ -306,17 +269,13 @@ TEST(EmlReaders, NothingIsInjected) {
       shown.*field = bare;
       if (field == &Routing::to || field == &Routing::copies || field == &Routing::reply_to)
         shown.*field += kGateway;
-      if (field == &Routing::subject) shown.subject = "=?utf-8?B?" + bare + "?=";
+      if (field == &Routing::subject) shown.subject = encoded;
       if (field == &Routing::date) shown.date = bare.size() == 19 ? ", 0  0 00:00:00 +002" : "";
-      mails.AddSent("mail" + std::to_string(++mail), routing, {"texte"}, {{"pj", "x"}},
+      mails.AddSent("mail" + std::to_string(++mail), routing, {"texte"}, {Named("pj", "x")},
                     is_cut ? "" : Report(shown));
     }
-    Cell red = NewCell("RED");
-    Add(red.get(), "ROUT", Routing().Xml());
-    Add(red.get(), "PJ", AttachmentXml(value), "x");
-    mails.AddMade("mail" + std::to_string(++mail), Convert(std::move(red)),
-                  Report(kShown) + "text/plain; UTF8; None: 0d0a\napplication/octet-stream; None; " +
-                      (is_cut ? "" : "=?utf-8?B?" + bare + "?=") + ": 78\n");
+    mails.AddSent("mail" + std::to_string(++mail), {}, {}, {{value, "x", is_cut ? "" : encoded}},
+                  Report(kShown));
   }
   mails.ExpectPythonAgrees();
 }
