@@ -1,10 +1,14 @@
 #include "blocks/block_cell.h"
 
 #include <gtest/gtest.h>
-#include <string_view>
 
 #include <cstdlib>
+#include <cstring>
+#include <map>
+#include <string_view>
 
+#include "blocks/v1_structure.h"
+#include "tests/support/rows.h"
 #include "tests/support/tree.h"
 
 namespace kestrune::testing {
@@ -28,6 +32,9 @@ TEST(BlockCell, NamesAndForks) {
   EXPECT_EQ(Describe(cell.get()), "-B<second>6174()32 ");
   ASSERT_EQ(cell->SetData("B", "", kData, 0), kOk);
   EXPECT_EQ(Describe(cell.get()), "-B<>()24 ");
+  TypV2InstanceCreatorUnix creator;
+  EXPECT_EQ(cell->InitCreate(&creator), kOk);  // nothing is left either
+  EXPECT_EQ(Describe(cell.get()), "-<>()24 ");
 }
 
 TEST(BlockCell, LeafOrSuperBlock) {
@@ -55,30 +62,92 @@ TEST(BlockCell, OutlivesItsFactory) {
   EXPECT_EQ(Flatten(root).size(), 72u + 64);
 }
 
-std::string Displayed(const Cell& cell, long level) {
-  ::testing::internal::CaptureStdout();
-  cell->DisplayBlockInfoFull(0, level);
-  return ::testing::internal::GetCapturedStdout();
+Cell Message() {
+  Cell red = NewCell("RED");
+  Add(red.get(), "ROUT", "<M>\n</M>");
+  Add(red.get(), "TEXT", "<S>\n</S>", std::string_view("hello\n\0hidden", 13));
+  Add(red.get(), "PJ", "<AT/>\n", std::string_view("\0\1\2", 3));
+  Add(red.get(), "PJ", "", "no xml");
+  return red;
 }
 
-TEST(BlockCell, Display) {
-  const std::string tab(7, ' '), tabs(21, ' '), no_xml(15, ' ');
+// The trees that the data file names.
+std::map<std::string, Cell> Trees() {
+  std::string odd = Record("ABCDE", 0, std::string_view("x\0y", 3)), far = Record("TEXT", 0, "x", "y");
+  odd[2] = far[2] = 77;
+  std::map<std::string, Cell> trees;
+  trees["ODD"] = Loaded(Sealed(odd + Record("B")));
+  trees["FAR"] = Loaded(Sealed(far));
+  trees["DATA"] = Loaded(Sealed(Record("D", 0, "x", std::string(30, 'x'))));
+  trees["XML"] = Loaded(Sealed(Record("A", 1, "", Record("B", 0, std::string(30, 'x')))));
+  trees["SMALL"] = NewCell("RED");
+  Add(trees["SMALL"].get(), "ROUT", "<M/>");
+  Add(trees["SMALL"].get(), "TEXT", "<S/>", "hi");
+  trees["RED"] = Message();
+  return trees;
+}
+
+TEST(BlockCell, IsDisplayed) {
+  const auto trees = Trees();
+  for (const auto& [tree, level, text] : Rows<3>("blocks.txt", "display")) {
+    ::testing::internal::CaptureStdout();
+    trees.at(tree)->DisplayBlockInfoFull(0, Number<long>(level));
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), text);
+  }
+}
+
+TEST(BlockCell, IsExportedAsXml) {
+  const auto trees = Trees();
+  for (const auto& [tree, flags, room, code, text] : Rows<5>("blocks.txt", "exports as xml")) {
+    CBuffer out;
+    EXPECT_TRUE(out.Allocate(Number<std::size_t>(room)));  // exact, for the sanitizers
+    long long position = 0;
+    EXPECT_EQ(
+        trees.at(tree)->ExportBlockAsXML(out.text(), &position, Number<long long>(room), Number<long>(flags)),
+        Number(code));
+    EXPECT_EQ(std::string(out.text(), static_cast<std::size_t>(position)), text);
+  }
+  EXPECT_EQ(Describe(trees.at("RED")->FindSubBlock("TEXT")).substr(0, 15),
+            "-TEXT<<S>\r</S>>");  // changed in the cell
+}
+
+Owned<TypV1SimpleStruc> NewStructure() {
+  Owned<TypV1SimpleStruc> structure(TypV2InstanceCreatorUnix().newTypV1SimpleStruc());
+  EXPECT_EQ(structure.Init(), kOk);
+  return structure;
+}
+
+TEST(ExportV1, TextsAndNamesOfAttachments) {
+  const auto v1 = NewStructure();
+  Cell red = Message();
+  // A name, too long a one, with a zero in it, with a zero before it, and not in Base64: the end.
+  for (const std::string& name : {std::string("YS5wZGY="), std::string(256, 'A'), std::string("YQBiLnBkZg=="),
+                                  std::string("AGE="), std::string("a.pdf"), std::string("never reached")})
+    Add(red.get(), "PJ", "<AT><N>" + name + "</N></AT>", "12");
+  EXPECT_EQ(red->ExportBlockAsV1Struct(v1.get()), block::kBase64);
+  std::string names, lengths;
+  for (unsigned long long i = 0; i < v1->attachment_count; ++i) {
+    names +=
+        (v1->GetTypePJ(i) == kTypeXmlFork ? "+" : " ") + std::string(v1->attachment_names[i]).erase(0, 6);
+    lengths += " " + std::to_string(v1->attachment_lengths[i]);
+  }
+  EXPECT_EQ(lengths, " 8 8 6 3 6 24 2 272 2 28 2 20 2 21");
+  EXPECT_EQ(names,
+            "+555555.xml+555556.xml+555557.xml u2.data u.data+555558.xml +555559.xml u2.data"
+            "+555560.xml +555561.xml 555562.dat+555563.xml");
+  EXPECT_EQ(v1->GetTypePJ(v1->attachment_count), 0);
+  ASSERT_EQ(v1->text_count, 1u);
+  EXPECT_EQ(std::memcmp(v1->texts[0], "hello\n\0hidden", 14), 0);
+}
+
+TEST(ExportV1, TheHundredAndFirst) {
+  const auto v1 = NewStructure();
   const Cell red = NewCell("RED");
-  Add(red.get(), "ROUT", "<M/>");
-  Add(red.get(), "TEXT", "<S/>", "hi");
-  const std::string root = "\n*[RED" + no_xml + "] 82\n";
-  const std::string rout = tab + " [ROUT (xmllen =4)] 28\n";
-  const std::string text = tab + " [TEXT (xmllen =4) (datalen=2)] 30\n";
-  EXPECT_EQ(Displayed(red, 0), root + rout + text + "\n");
-  const std::string full = root + no_xml + rout + "\n" + tabs + "<M/>\n\n" + text + "\n" + tabs + "<S/>\n\n";
-  EXPECT_EQ(Displayed(red, 1), full + "\n");
-  const std::string dump = Displayed(red, 2);
-  EXPECT_EQ(dump.substr(0, full.size() + 36), full + tabs + "dump 2 Byte(s)\n");
-  // Next blocks of a root, a name from outside that fills its field, a zero byte in the XML.
-  std::string odd = Record("ABCDE", 0, std::string_view("x\0y", 3));
-  odd[2] = 77;
-  EXPECT_EQ(Displayed(Loaded(Sealed(odd + Record("B"))), 1),
-            "\n [ABCDE (xmllen =3)] 27\n\n" + tab + tab + "x\n\n\n [B" + no_xml + "] 24\n" + no_xml + "\n\n");
+  for (int i = 0; i < 202; ++i) Add(red.get(), i % 2 == 0 ? "PJ" : "TEXT", "", std::to_string(i / 2));
+  ASSERT_EQ(red->ExportBlockAsV1Struct(v1.get()), kOk);
+  EXPECT_EQ(v1->attachment_count, 100u);
+  ASSERT_EQ(v1->text_count, 100u);
+  EXPECT_STREQ(reinterpret_cast<char*>(v1->texts[99]), "99");
 }
 
 }  // namespace
