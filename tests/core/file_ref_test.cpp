@@ -2,13 +2,9 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/un.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -18,6 +14,7 @@
 #include "tests/support/bytes.h"
 #include "tests/support/child.h"
 #include "tests/support/file_at.h"
+#include "tests/support/process.h"
 #include "tests/support/rows.h"
 #include "tests/support/temp_folder.h"
 
@@ -40,21 +37,13 @@ constexpr char kRows[] = "core.txt";
 // One file of each kind.
 class FileRef : public ::testing::Test {
  protected:
+  // Devices through links: should deleting go wrong, only they are lost, even where the tests run as root.
   FileRef() {
-    WriteFile(File("plain"), "x");
-    WriteFile(File("target"), "x");
-    std::filesystem::create_symlink(File("target"), File("link"));
-    std::filesystem::create_symlink(File("nowhere"), File("dangling"));
-    // Through links: should deleting go wrong, only they are lost, even where the tests run as root.
-    std::filesystem::create_symlink("/dev/full", File("full"));
-    std::filesystem::create_symlink("/dev/zero", File("zero"));
-    std::filesystem::create_directory(File("folder"));
-    EXPECT_EQ(::mkfifo(File("fifo").c_str(), 0600), 0);
-    sockaddr_un address{AF_UNIX, {}};
-    File("socket").copy(address.sun_path, sizeof address.sun_path - 1);
-    const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    EXPECT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    ::close(fd);
+    const char kMake[] = R"(
+      cd "$0"; printf x | tee plain > target; ln -s target link; ln -s nowhere dangling
+      ln -s /dev/full full; ln -s /dev/zero zero; mkdir folder; mkfifo fifo
+      python3 -c 'import socket; socket.socket(socket.AF_UNIX).bind("socket")')";
+    EXPECT_EQ(RunProgram({"sh", "-c", kMake, folder_.path()}).status, 0);
   }
   std::string File(const std::string& name) const { return name.empty() ? "" : folder_.File(name); }
   TempFolder folder_;

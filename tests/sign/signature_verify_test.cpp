@@ -36,10 +36,6 @@ std::string Wrap(const std::string& name, const std::string& signature) {
   return "<SIGN><N>" + name + "</N>\n<S>" + ToBase64(signature) + "</S></SIGN>";
 }
 
-std::string Hex(const std::string& bytes) {
-  return ToHex(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
-}
-
 class Verification : public ::testing::Test {
  protected:
   Verification() {
@@ -101,8 +97,8 @@ TEST_F(Verification, RefusesForgedBlocks) {
   RunOpenssl({"req", "-x509", "-newkey", "rsa:2048", "-pkeyopt", "rsa_keygen_pubexp:3", "-nodes", "-subj",
               "/CN=trois", "-keyout", other_key, "-out", folder_.File("trois.pem")});
   const auto bytes_of = [](const std::string& row) {
-    std::string hex = Replaced(Replaced(row, "<T>", Hex(kText)), "<D>", Hex(kDigest));
-    hex = Replaced(Replaced(hex, "<C>", Hex(kDigest.substr(0, 63))), "<I>",
+    std::string hex = Replaced(Replaced(row, "<T>", ToHex(kText)), "<D>", ToHex(kDigest));
+    hex = Replaced(Replaced(hex, "<C>", ToHex(kDigest.substr(0, 63))), "<I>",
                    "3051300d060960864801650304020305000440");
     return ToText(FromHex(hex));
   };
@@ -113,7 +109,7 @@ TEST_F(Verification, RefusesForgedBlocks) {
     EXPECT_EQ(verifier_->FreePublicKey(), kOk);
     EXPECT_EQ(is_other ? 0 : Decode(signature, kModulus), Number(decoded));
     EXPECT_EQ(Recover(Wrap(name, signature)), recovered == "none" ? kBadSignature : kOk);
-    EXPECT_EQ(Hex(text_), recovered == "none" ? "" : Hex(bytes_of(recovered)));
+    EXPECT_EQ(ToHex(text_), recovered == "none" ? "" : ToHex(bytes_of(recovered)));
     EXPECT_EQ(Check(Wrap(name, signature)), Number(checked));
     EXPECT_EQ(name_, name);
   }

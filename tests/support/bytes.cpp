@@ -46,6 +46,10 @@ std::string ToHex(const unsigned char* bytes, std::size_t count) {
   return hex;
 }
 
+std::string ToHex(std::string_view bytes) {
+  return ToHex(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
+}
+
 std::string ToBase64(std::string_view bytes) {
   std::string text((bytes.size() + 2) / 3 * 4, '\0');
   EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),

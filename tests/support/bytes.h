@@ -19,6 +19,7 @@ std::string ToText(const Bytes& bytes);
 Bytes FromHex(
     std::string_view hex);  // white space and what follows a '#' up to the end of its line is skipped
 std::string ToHex(const unsigned char* bytes, std::size_t count);
+std::string ToHex(std::string_view bytes);
 std::string ToBase64(std::string_view bytes);  // on one line
 std::string Sha512(std::string_view bytes);
 std::string Replaced(std::string text, std::string_view from, std::string_view to);  // everywhere

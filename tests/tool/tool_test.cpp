@@ -1,14 +1,8 @@
 // The real binary: exit status, standard output and standard error to the byte, and what it leaves visible.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <kestrune/kestrune.h>
@@ -55,43 +49,22 @@ TEST(SigningRun, TellsWhenItsOutputIsLost) {
   }
 }
 
-// Runs the tool into a pipe that nobody empties, so that it stands still at its end, and returns what
+// Runs a program into a pipe that nobody empties, so that it stands still at its end (it sleeps), and prints what
 // everybody then reads of its command line.
-std::string VisibleCommandLine(Words words) {
-  int ends[2];
-  EXPECT_EQ(::pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
-  const std::string filler(4096, ' ');
-  while (::write(ends[1], filler.data(), filler.size()) > 0) continue;
-  ::fcntl(ends[1], F_SETFL, 0);
-  const pid_t child = ::fork();
-  if (child == 0) {
-    ::dup2(ends[1], STDOUT_FILENO);
-    std::vector<char*> argv;
-    for (std::string& word : words) argv.push_back(word.data());
-    argv.push_back(nullptr);
-    ::execv(argv[0], argv.data());
-    ::_exit(127);
-  }
-  const std::string process = "/proc/" + std::to_string(child);
-  std::string visible;
-  for (int i = 0; i < 1000; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    visible = ToText(ReadFile(process + "/cmdline"));
-    // Asleep: it waits for the pipe.
-    if (ToText(ReadFile(process + "/stat")).find(") S ") != std::string::npos) break;
-  }
-  EXPECT_EQ(::waitpid(child, nullptr, WNOHANG), 0) << "it ended before it was looked at";
-  ::kill(child, SIGKILL);
-  ::waitpid(child, nullptr, 0);
-  for (const int end : ends) ::close(end);
-  return visible;
-}
+constexpr char kShowCommandLine[] = R"(
+  mkfifo "$0" && exec 3<>"$0" && head -c 65536 /dev/zero >&3 && rm "$0"
+  "$@" >&3 &
+  for i in $(seq 1000); do sleep 0.01; grep -q ') S ' /proc/$!/stat && break; done
+  tr '\0' ' ' < /proc/$!/cmdline
+  kill -9 $!)";
 
 TEST(SigningRun, BlanksThePassPhraseInTheCommandLine) {
+  const TempFolder folder;
   for (const Words& form : ReadRows(kRows, "pass phrases")) {
-    Words words = {KESTRUNE_TOOL, "-i", "bonjour", "-s", "absente"};
+    Words words = {"sh",      "-c", kShowCommandLine, folder.File("pipe"), KESTRUNE_TOOL, "-i",
+                   "bonjour", "-s", "absente"};
     words.insert(words.end(), form.begin(), form.end());
-    const std::string visible = VisibleCommandLine(words);
+    const std::string visible = RunProgram(words).out;
     EXPECT_NE(visible.find("absente"), std::string::npos);
     EXPECT_EQ(visible.find("polichinelle"), std::string::npos);
   }

@@ -1,4 +1,4 @@
-// Trees that are put together and taken apart in every way, and what their walks find.
+// The flat form of trees, and trees that are put together and taken apart in every way.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -7,11 +7,67 @@
 
 #include "mail/block_visit.h"
 #include "tests/support/bytes.h"
+#include "tests/support/process.h"
+#include "tests/support/rows.h"
 #include "tests/support/small_stack.h"
 #include "tests/support/tree.h"
 
 namespace kestrune::testing {
 namespace {
+
+std::string Example(const std::string& name) {
+  return ToText(FromHex(ToText(ReadFile(DataPath("flat_" + name + ".hex")))));
+}
+
+TEST(FlatForm, ExamplesByteForByte) {
+  const Cell leaf = NewCell();
+  ASSERT_EQ(leaf->SetData("TEXT", "ab", reinterpret_cast<const unsigned char*>("xyz"), 3), kOk);
+  EXPECT_EQ(Flatten(leaf), Example("leaf"));
+  for (const char* name : {"leaf", "message", "nested"}) {
+    const std::string flat = Example(name);
+    EXPECT_EQ(Flatten(Loaded(flat)), flat) << name;
+    const std::string digest = RunProgram({"sha512sum"}, flat.substr(0, flat.size() - 64)).out.substr(0, 128);
+    EXPECT_EQ(ToText(FromHex(digest)), flat.substr(flat.size() - 64)) << name;
+  }
+  EXPECT_EQ(Describe(Loaded(Example("nested"))->GetSubBlock()->GetSubBlock()),
+            "*A<>(-B<x>" + std::string(80, 'f') + "()65 -<>()24 )114 -A<<second/>>0a()34 ");
+  const std::string page = ToText(ReadFile(DataPath("../../docs/flat_block.md")));
+  const std::size_t begin = page.find("```\n02 00") + 4;
+  EXPECT_EQ(ToText(FromHex(page.substr(begin, page.find("```", begin) - begin))), Example("leaf"));
+}
+
+TEST(FlatForm, EveryChangedBitAndTruncationIsRefused) {
+  for (std::size_t bit = 0; bit < Example("leaf").size() * 8; ++bit) {
+    std::string bent = Example("leaf");
+    bent[bit / 8] ^= static_cast<char>(1 << bit % 8);
+    EXPECT_EQ(Load(bent, NewCell()), block::kDigestMismatch) << bit;
+  }
+  for (const char* name : {"leaf", "message", "nested"}) {
+    const std::string flat = Example(name);
+    for (std::size_t length = 0; length < flat.size(); ++length) {
+      const std::string cut = flat.substr(0, length);
+      EXPECT_EQ(Load(cut, NewCell()), length < 64 ? block::kTooShort : block::kDigestMismatch) << length;
+      if (length >= flat.size() - 64) continue;
+      const Result want = length < 24 ? block::kTooShort : block::kForkPastEnd;
+      EXPECT_EQ(Load(Sealed(cut), NewCell()), want) << name << length;
+    }
+  }
+}
+
+TEST(FlatForm, BentRecordsUnderARightTrailer) {
+  for (auto [hex, code, left] : Rows<3>("blocks.txt", "bent records")) {
+    SCOPED_TRACE(hex);
+    for (const auto& [mark, part] : Rows<2>("blocks.txt", "parts of records"))
+      hex = Replaced(hex, mark, part);
+    const Cell cell = NewCell();
+    EXPECT_EQ(Load(Sealed(ToText(FromHex(hex))), cell), Number(code));
+    if (left == "-") continue;
+    EXPECT_EQ(Describe(cell.get()), left);
+  }
+  const std::string leaf = Record("A", 0, "xml", "123");
+  Flatten(Loaded(Sealed(Record("S", 1, "", leaf) + leaf)), block::kNoRoom);
+  Flatten(Loaded(Sealed(Record("S", 1, "", Record("A", 0, "", "data without xml")))), block::kNoInput);
+}
 
 using Cells = std::vector<TypV2BlockCell*>;
 
@@ -125,14 +181,10 @@ TEST(LargeTree, Appending) {
   EXPECT_EQ(root->GetDataLen() + chain->GetFlatDataLen(), 24 * (4 * kTimes + 4));
 }
 
-TEST(LargeTree, Siblings) {
-  std::string chain;
+TEST(LargeTree, SiblingsAndNested) {
+  std::string chain, tree;
   for (std::size_t i = 1; i < kCells; ++i) chain += Record("A", 0, "x", "7");
   OnSmallStack([&] { UseTree(Sealed(Record("S", 1, "", chain))); });
-}
-
-TEST(LargeTree, Nested) {
-  std::string tree;
   for (std::size_t below = kCells - 1; below > 0; --below) {
     tree += Record("S", 1);
     for (std::size_t i = 0; i < 8; ++i) tree[tree.size() - 1 - i] = static_cast<char>(24 * below >> 8 * i);
