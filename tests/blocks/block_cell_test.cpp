@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "blocks/v1_structure.h"
+#include "tests/support/bytes.h"
 #include "tests/support/rows.h"
 #include "tests/support/tree.h"
 
@@ -73,13 +74,9 @@ Cell Message() {
 
 // The trees that the data file names.
 std::map<std::string, Cell> Trees() {
-  std::string odd = Record("ABCDE", 0, std::string_view("x\0y", 3)), far = Record("TEXT", 0, "x", "y");
-  odd[2] = far[2] = 77;
   std::map<std::string, Cell> trees;
-  trees["ODD"] = Loaded(Sealed(odd + Record("B")));
-  trees["FAR"] = Loaded(Sealed(far));
-  trees["DATA"] = Loaded(Sealed(Record("D", 0, "x", std::string(30, 'x'))));
-  trees["XML"] = Loaded(Sealed(Record("A", 1, "", Record("B", 0, std::string(30, 'x')))));
+  for (const auto& [name, flat] : Rows<2>("blocks.txt", "trees"))
+    trees[name] = Loaded(Sealed(ToText(FromHex(flat))));
   trees["SMALL"] = NewCell("RED");
   Add(trees["SMALL"].get(), "ROUT", "<M/>");
   Add(trees["SMALL"].get(), "TEXT", "<S/>", "hi");

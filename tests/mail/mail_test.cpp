@@ -163,8 +163,9 @@ struct Attachment {
   std::string shown = "";  // the name as people see it
 };
 using Attachments = std::vector<Attachment>;
+using Texts = std::vector<std::string>;
 
-Cell Tree(const Routing& routing, const std::vector<std::string>& texts, const Attachments& attachments) {
+Cell Tree(const Routing& routing, const Texts& texts, const Attachments& attachments) {
   Cell red = NewCell("RED");
   for (const std::string& text : texts) Add(red.get(), "TEXT", "<SIGN></SIGN>", text);
   for (const auto& [name, data, shown] : attachments) Add(red.get(), "PJ", AttachmentXml(name), data);
@@ -198,18 +199,15 @@ void ExpectMail(const std::string& mail, const std::string& file) {
 }
 
 TEST(Eml, IsWrittenToTheByte) {
-  Routing routing;
-  routing.to = std::string("a@ailleurs.example,b@") + settings::kServiceDomain1;
-  routing.copies = "c@ailleurs.example";
-  routing.reply_to = "cle2";
-  routing.subject = "Qm9u\r\nam91cg==";
-  const std::string cut_text("deux\0trois", 10);
-  ExpectMail(Convert(Tree(routing, {"\xC3\xA9t\xC3\xA9\n", cut_text}, {{"YQ==", ""}})),
-             "without_attachment.eml");
-  routing = Routing();
-  routing.date = "hier";
-  routing.subject = routing.sender = "";
-  Cell red = Tree(routing, {"Voir\r\n"}, {{"1234567890123456\r\n78901234567890", std::string(97, '\xFF')}});
+  const std::string service = settings::kServiceDomain1;
+  const Routing routing = {.to = "a@ailleurs.example,b@" + service,
+                           .copies = "c@ailleurs.example",
+                           .reply_to = "cle2",
+                           .subject = "Qm9u\r\nam91cg=="};
+  const Texts texts = {"\xC3\xA9t\xC3\xA9\n", std::string("deux\0trois", 10)};
+  ExpectMail(Convert(Tree(routing, texts, {{"YQ==", ""}})), "without_attachment.eml");
+  const Attachment attachment = {"1234567890123456\r\n78901234567890", std::string(97, '\xFF')};
+  Cell red = Tree({.sender = "", .date = "hier", .subject = ""}, {"Voir\r\n"}, {attachment});
   Add(red.get(), "PJ", "<N>x</N>", "a");
   ExpectMail(Convert(std::move(red)), "multipart.eml");
 }
@@ -246,8 +244,7 @@ TEST(Eml, Refusals) {
   EXPECT_EQ(Api2ConvertRedBlockToEml(red.Release(), &eml), kOk);  // without "ROUT"
   EXPECT_EQ(eml, &untouched);
 
-  Routing routing;
-  routing.identifier = "";
+  const Routing routing = {.identifier = ""};
   for (const std::string& xml : {routing.Xml(), std::string("<I>1</I>")}) {
     eml = &untouched;
     EXPECT_EQ(getHeaderMimeFromRoutXML(xml.c_str(), &eml), utils::kTagMissing);
@@ -282,7 +279,7 @@ TEST(Eml, PiecesHaveTheirSizes) {
 // A folder of mails with what a reader must report of each.
 class Mails {
  public:
-  void AddSent(const std::string& name, const Routing& routing, const std::vector<std::string>& texts,
+  void AddSent(const std::string& name, const Routing& routing, const Texts& texts,
                const Attachments& attachments, const std::string& shown) {
     std::string text, parts;
     for (const std::string& piece : texts)
@@ -343,7 +340,7 @@ TEST(EmlReaders, ReadBackWhatWasSent) {
     while (text.size() < 100'000) text += alphabet[random() % alphabet.size()];
     mails.AddSent("random_" + std::to_string(alphabet.size()), {}, {text + "."}, {}, Report(kShown));
   }
-  mails.AddSent("many_texts", {}, std::vector<std::string>(1000, "x"), {}, Report(kShown));
+  mails.AddSent("many_texts", {}, Texts(1000, "x"), {}, Report(kShown));
   Routing accents, shown = kShown;
   shown.subject = "R\xC3\xA9sultats d'\xC3\xA9t\xC3\xA9";
   accents.subject = ToBase64(shown.subject);

@@ -23,6 +23,8 @@
 namespace kestrune::testing {
 namespace {
 
+using Count = unsigned long long;
+
 // Personal keys carry 100 more than certificates, and the second generation of names 100 more than the first.
 TEST(Dates, FollowTheLocalClock) {
   for (const auto& [now, zone, year, certificate, text, stamp] : Rows<6>("sign.txt", "dates")) {
@@ -51,9 +53,8 @@ TEST(Dates, FollowTheLocalClock) {
 }
 
 TEST(KeyUtils, SizesTheIvArea) {
-  const unsigned long long rows[][3] = {
-      {1048575, 0, 4096}, {1048575, 1, 8192}, {~0ULL, 1, 4096}};  // wraps; kept so
-  for (const auto& [first, second, size] : rows) EXPECT_EQ(TypKeyUtils().GetTailleIV(first, second), size);
+  for (const auto& [first, second, size] : Rows<3>("sign.txt", "areas of initial vectors"))
+    EXPECT_EQ(TypKeyUtils().GetTailleIV(Number<Count>(first), Number<Count>(second)), Number<Count>(size));
 }
 
 // Only the current year counts, and the letter nearest to 'z'.
@@ -95,21 +96,11 @@ std::string Block(const std::string& name, const std::string& signature) {
 }
 
 TEST(SignatureBlock, IsLaidOutForEveryLength) {
-  const std::string key_file = "n.z.126.key";
-  // From none to the longest; 42 and 87 bytes end closest to a line's end.
-  for (const std::size_t length : {0, 42, 43, 87, 88, 3069, 3070}) {
-    const std::string signature(length, '\x9c');
+  for (const auto& [file, name, length, code] : Rows<4>("sign.txt", "signature blocks")) {
+    const Bytes signature(Number<std::size_t>(length), 0x9c);
     char out[5000] = "old";
-    const Result rc = WriteSignatureBlock(key_file, reinterpret_cast<const unsigned char*>(signature.data()),
-                                          signature.size(), out);
-    EXPECT_EQ(rc, length <= 3069 ? 0 : -71);
-    EXPECT_EQ(out, length <= 3069 ? Block("n.z.126", signature) : "old") << length;
-  }
-  const std::pair<const char*, const char*> names[] = {{"", ""}, {".key", ".key"}, {"n.key", "n"}};
-  for (const auto& [file, name] : names) {
-    char out[100];
-    EXPECT_EQ(WriteSignatureBlock(file, reinterpret_cast<const unsigned char*>("x"), 1, out), 0);
-    EXPECT_EQ(out, Block(name, "x"));
+    EXPECT_EQ(WriteSignatureBlock(file, signature.data(), signature.size(), out), Number(code));
+    EXPECT_EQ(out, code == "0" ? Block(name, ToText(signature)) : "old") << length;
   }
 }
 
@@ -216,8 +207,7 @@ TEST_F(Signing, HasAnEntryPointThatLeavesItsOutputAloneOrEmpty) {
   EXPECT_STREQ(out, "");
   EXPECT_STREQ(password, "a_b");
   // What is signed and where to is looked at behind name, folder and pass phrase.
-  const std::string of_40(40, 'n');
-  EXPECT_EQ(Api2GetSignatureXMLLight(nullptr, of_40.c_str(), password, "", nullptr), -87);
+  EXPECT_EQ(Api2GetSignatureXMLLight(nullptr, std::string(40, 'n').c_str(), password, "", nullptr), -87);
   EXPECT_EQ(Api2GetSignatureXMLLight(nullptr, "n", password, "", nullptr), -62);
   EXPECT_EQ(Api2GetSignatureXMLLight("x", "n", password, "", nullptr), -60);
 }
