@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
-#include <string_view>
+#include <utility>
 
 #include "blocks/v1_structure.h"
 #include "tests/support/bytes.h"
@@ -63,24 +63,11 @@ TEST(BlockCell, OutlivesItsFactory) {
   EXPECT_EQ(Flatten(root).size(), 72u + 64);
 }
 
-Cell Message() {
-  Cell red = NewCell("RED");
-  Add(red.get(), "ROUT", "<M>\n</M>");
-  Add(red.get(), "TEXT", "<S>\n</S>", std::string_view("hello\n\0hidden", 13));
-  Add(red.get(), "PJ", "<AT/>\n", std::string_view("\0\1\2", 3));
-  Add(red.get(), "PJ", "", "no xml");
-  return red;
-}
-
 // The trees that the data file names.
 std::map<std::string, Cell> Trees() {
   std::map<std::string, Cell> trees;
   for (const auto& [name, flat] : Rows<2>("blocks.txt", "trees"))
     trees[name] = Loaded(Sealed(ToText(FromHex(flat))));
-  trees["SMALL"] = NewCell("RED");
-  Add(trees["SMALL"].get(), "ROUT", "<M/>");
-  Add(trees["SMALL"].get(), "TEXT", "<S/>", "hi");
-  trees["RED"] = Message();
   return trees;
 }
 
@@ -116,7 +103,7 @@ Owned<TypV1SimpleStruc> NewStructure() {
 
 TEST(ExportV1, TextsAndNamesOfAttachments) {
   const auto v1 = NewStructure();
-  Cell red = Message();
+  const Cell red = std::move(Trees().at("RED"));
   // A name, too long a one, with a zero in it, with a zero before it, and not in Base64: the end.
   for (const std::string& name : {std::string("YS5wZGY="), std::string(256, 'A'), std::string("YQBiLnBkZg=="),
                                   std::string("AGE="), std::string("a.pdf"), std::string("never reached")})
