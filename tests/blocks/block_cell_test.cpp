@@ -22,6 +22,7 @@ TEST(BlockCell, NamesAndForks) {
   EXPECT_EQ(cell->SetData("ABCDE", "x", kData, 4), block::kBadName);
   EXPECT_EQ(cell->SetBlockName("ABCDEF"), block::kNameTooLong);
   EXPECT_EQ(cell->SetBlockName("ABCDE"), kOk);
+  EXPECT_EQ(Describe(cell.get()), "-ABCDE<>()24 ");
   ASSERT_EQ(cell->SetData("AB", "first", kData, 4), kOk);  // nothing is left of the longer name
   EXPECT_EQ(Flatten(cell).substr(2, 6), std::string("\2AB\0\0\0", 6));
   char* text = nullptr;
@@ -127,6 +128,7 @@ TEST(ExportV1, TextsAndNamesOfAttachments) {
 TEST(ExportV1, TheHundredAndFirst) {
   const auto v1 = NewStructure();
   const Cell red = NewCell("RED");
+  EXPECT_EQ(red->ExportBlockAsV1Struct(nullptr), block::kNoStructure);
   for (int i = 0; i < 202; ++i) Add(red.get(), i % 2 == 0 ? "PJ" : "TEXT", "", std::to_string(i / 2));
   ASSERT_EQ(red->ExportBlockAsV1Struct(v1.get()), kOk);
   EXPECT_EQ(v1->attachment_count, 100u);
