@@ -4,8 +4,8 @@
 #include <openssl/evp.h>
 #include <openssl/sha.h>
 
+#include <algorithm>
 #include <cctype>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -21,27 +21,22 @@ std::string ToText(const Bytes& bytes) {
 }
 
 Bytes FromHex(std::string_view hex) {
-  std::string digits;
-  for (std::size_t i = 0; i < hex.size(); ++i) {
-    if (hex[i] == '#') {
-      while (i < hex.size() && hex[i] != '\n') ++i;
-    } else if (std::isspace(static_cast<unsigned char>(hex[i])) == 0) {
-      digits.push_back(hex[i]);
-    }
-  }
   Bytes bytes;
-  for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
-    bytes.push_back(static_cast<unsigned char>(std::strtoul(digits.substr(i, 2).c_str(), nullptr, 16)));
+  int high = -1;
+  for (std::size_t i = 0; i < hex.size(); ++i) {
+    if (hex[i] == '#' && (i = hex.find('\n', i)) == std::string_view::npos) break;
+    const auto digit = std::string_view("0123456789abcdef").find(static_cast<char>(std::tolower(hex[i])));
+    if (digit == std::string_view::npos) continue;
+    if (high >= 0) bytes.push_back(static_cast<unsigned char>(high * 16 + static_cast<int>(digit)));
+    high = high < 0 ? static_cast<int>(digit) : -1;
   }
   return bytes;
 }
 
 std::string ToHex(const unsigned char* bytes, std::size_t count) {
-  static constexpr char kDigits[] = "0123456789abcdef";
   std::string hex;
-  for (std::size_t i = 0; i < count; ++i) {
-    hex.push_back(kDigits[bytes[i] >> 4]);
-    hex.push_back(kDigits[bytes[i] & 15]);
+  for (std::size_t i = 0; i < 2 * count; ++i) {
+    hex.push_back("0123456789abcdef"[i % 2 == 0 ? bytes[i / 2] >> 4 : bytes[i / 2] & 15]);
   }
   return hex;
 }
@@ -57,11 +52,40 @@ std::string ToBase64(std::string_view bytes) {
   return text;
 }
 
+Bytes FromBase64(std::string text) {
+  std::erase(text, '\n');
+  Bytes bytes(text.size());
+  const int count = EVP_DecodeBlock(bytes.data(), reinterpret_cast<const unsigned char*>(text.data()),
+                                    static_cast<int>(text.size()));
+  bytes.resize(static_cast<std::size_t>(count - std::count(text.begin(), text.end(), '=')));
+  return bytes;
+}
+
 std::string Sha512(std::string_view bytes) {
   std::string digest(SHA512_DIGEST_LENGTH, '\0');
   SHA512(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(),
          reinterpret_cast<unsigned char*>(digest.data()));
   return digest;
+}
+
+std::string Record(std::string_view name, char flag, std::string_view xml, std::string_view body) {
+  std::string record = {2, flag, static_cast<char>(name.size())};
+  record.append(name).resize(8);
+  for (const auto length : {xml.size(), body.size()}) {
+    for (int shift = 56; shift >= 0; shift -= 8) record.push_back(static_cast<char>(length >> shift));
+  }
+  return record.append(xml).append(body);
+}
+
+std::string Sealed(const std::string& records) {
+  return records + Sha512(records);
+}
+
+std::string ValueOf(const std::string& xml, const std::string& tag) {
+  const std::size_t open = xml.find("<" + tag + ">");
+  if (open == std::string::npos) return "";
+  const std::size_t begin = open + tag.size() + 2;
+  return xml.substr(begin, xml.find("</" + tag + ">", begin) - begin);
 }
 
 std::string Replaced(std::string text, std::string_view from, std::string_view to) {

@@ -9,17 +9,6 @@
 #include "tests/support/temp_folder.h"
 
 namespace kestrune::testing {
-namespace {
-
-constexpr int kSignalled = 128;
-
-void Redirect(const std::string& path, int flags, int target) {
-  const int fd = ::open(path.c_str(), flags, 0600);
-  ::dup2(fd, target);
-  ::close(fd);
-}
-
-}  // namespace
 
 ProcessResult RunProgram(const std::vector<std::string>& words, const std::string& input,
                          const std::vector<std::string>& environment) {
@@ -28,9 +17,11 @@ ProcessResult RunProgram(const std::vector<std::string>& words, const std::strin
   WriteFile(folder.File("in"), input);
   const pid_t child = ::fork();
   if (child == 0) {
-    Redirect(folder.File("in"), O_RDONLY, STDIN_FILENO);
-    Redirect(folder.File("out"), O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO);
-    Redirect(folder.File("err"), O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
+    const char* const names[] = {"in", "out", "err"};
+    for (int fd = 0; fd < 3; ++fd) {
+      const int flags = O_CLOEXEC | (fd == 0 ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC);
+      ::dup2(::open(folder.File(names[fd]).c_str(), flags, 0600), fd);
+    }
     for (const std::string& entry : environment) ::putenv(const_cast<char*>(entry.c_str()));
     std::vector<char*> argv;
     for (const std::string& word : words) argv.push_back(const_cast<char*>(word.c_str()));
@@ -40,11 +31,8 @@ ProcessResult RunProgram(const std::vector<std::string>& words, const std::strin
   }
   int status = 0;
   EXPECT_EQ(::waitpid(child, &status, 0), child);
-  ProcessResult result;
-  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : kSignalled + WTERMSIG(status);
-  result.out = ToText(ReadFile(folder.File("out")));
-  result.err = ToText(ReadFile(folder.File("err")));
-  return result;
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status),
+          ToText(ReadFile(folder.File("out"))), ToText(ReadFile(folder.File("err")))};
 }
 
 std::string RunOpenssl(std::vector<std::string> words, const std::string& input) {

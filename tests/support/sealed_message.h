@@ -27,10 +27,6 @@ Cell ReadFlatTree(const Bytes& flat);
 Bytes FlatLeaf(const std::string& name, const std::string& xml, const Bytes& data);
 void SealAgain(Bytes& flat);
 
-// The first <tag> of a text; empty when there is none.
-std::string ValueOf(const std::string& xml, const std::string& tag);
-Bytes FromBase64(const std::string& text);
-
 // Whether a signature block is a signature of these data with the key of a certificate file.
 bool SignatureHolds(const std::string& block, const Bytes& data, const std::string& certificate_path);
 

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/bytes.h"
-
 namespace kestrune::testing {
 
 Cell NewCell(const char* name, TypV2InstanceCreator* creator) {
@@ -19,19 +17,6 @@ TypV2BlockCell* Add(TypV2BlockCell* parent, const char* name, const std::string&
   const auto* bytes = reinterpret_cast<const unsigned char*>(data.data());
   EXPECT_EQ(parent->AddSubBlockWithData(name, xml.c_str(), bytes, data.size(), &added), kOk);
   return added;
-}
-
-std::string Record(std::string_view name, char flag, std::string_view xml, std::string_view body) {
-  std::string record = {2, flag, static_cast<char>(name.size())};
-  record.append(name).resize(8);
-  for (const auto length : {xml.size(), body.size()}) {
-    for (int shift = 56; shift >= 0; shift -= 8) record.push_back(static_cast<char>(length >> shift));
-  }
-  return record.append(xml).append(body);
-}
-
-std::string Sealed(const std::string& records) {
-  return records + Sha512(records);
 }
 
 Result Load(const std::string& flat, const Cell& fresh) {

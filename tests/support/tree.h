@@ -9,6 +9,7 @@
 #include "core/instance_creator.h"
 #include "core/owned.h"
 #include "core/result.h"
+#include "tests/support/bytes.h"
 
 namespace kestrune::testing {
 
@@ -17,11 +18,6 @@ using Cell = Owned<TypV2BlockCell>;
 Cell NewCell(const char* name = "", TypV2InstanceCreator* creator = nullptr);
 TypV2BlockCell* Add(TypV2BlockCell* parent, const char* name, const std::string& xml = "",
                     std::string_view data = {});
-
-// A record as another program would write it; `body` is its data fork or its sub-blocks.
-std::string Record(std::string_view name, char flag = 0, std::string_view xml = "",
-                   std::string_view body = "");
-std::string Sealed(const std::string& records);  // with a trailer that another library made
 
 Result Load(const std::string& flat, const Cell& fresh);
 Cell Loaded(const std::string& flat);
