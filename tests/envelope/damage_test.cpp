@@ -107,14 +107,15 @@ TEST_F(Damage, DecipheredTreesAreChecked) {
 TEST_F(Damage, DecipheringRefusesItsArgumentsInOrder) {
   const unsigned char byte = 0;
   unsigned char* out = nullptr;
-  const auto decipher = [&](const unsigned char* green, unsigned long long count, unsigned char** to) {
-    return envelope->DeCrypterVertFlatToVert(green, count, "", Letter().hex_password, to, nullptr);
-  };
-  EXPECT_EQ(decipher(nullptr, 0, nullptr), envelope::kNoInput);
-  EXPECT_EQ(decipher(&byte, 0, nullptr), argument::kEmptyInput);
-  EXPECT_EQ(decipher(&byte, 1000000001, nullptr), envelope::kTooLongToDecipher);
-  EXPECT_EQ(decipher(&byte, 1, nullptr), argument::kNoOutput);
-  EXPECT_EQ(decipher(&byte, 1, &out), argument::kNoLengthOutput);
+  const std::tuple<const unsigned char*, unsigned long long, unsigned char**, Result> rows[] = {
+      {nullptr, 0, nullptr, envelope::kNoInput},
+      {&byte, 0, nullptr, argument::kEmptyInput},
+      {&byte, 1000000001, nullptr, envelope::kTooLongToDecipher},
+      {&byte, 1000000000, nullptr, argument::kNoOutput},
+      {&byte, 1, &out, argument::kNoLengthOutput}};
+  for (const auto& [green, count, to, want] : rows) {
+    EXPECT_EQ(envelope->DeCrypterVertFlatToVert(green, count, "", Letter().hex_password, to, nullptr), want);
+  }
 }
 
 }  // namespace

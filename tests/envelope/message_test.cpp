@@ -18,35 +18,27 @@ TEST_F(Message, SealedIsWhatOthersReadAndTheLibraryOpens) {
   ASSERT_EQ(Seal(letter, &block, &identifier), kOk);
 
   const Layers layers = TakeApart(block, pads());
-  EXPECT_EQ(layers.transport.name, "AUTH");
-  EXPECT_TRUE(SignatureHolds(layers.transport.xml, layers.transport.data, Certificate()));
+  const Cell& red = layers.red;
+  std::string names;
+  for (const Cell* cell : {&layers.transport, &layers.grey, &layers.kest, &red}) names += cell->name + " ";
+  for (const Cell& cell : red.cells) names += cell.name + " ";
+  ASSERT_EQ(names, "AUTH DATA KEST RED ROUT TEXT PJ PJ ");
   EXPECT_EQ(ValueOf(layers.transport.xml, "N"), signing_key);
-
-  EXPECT_EQ(layers.grey.name, "DATA");
   const std::string head = "<M><C>durand." + PersonalKeyYear() + "</C><F>medecin</F><R>medecin</R><I>" +
                            identifier + "</I><TE>2026-05-06 10:11:12</TE>";
   const std::string tail = "<S>UsOpc3VsdGF0cyBkJ2FuYWx5c2U=</S></M>";
   EXPECT_EQ(layers.grey.xml, head + "<D>a@x.example,b@x.example,c@x.example</D>" + tail);
-
-  EXPECT_EQ(layers.kest.name, "KEST");
-  EXPECT_TRUE(SignatureHolds(layers.kest.xml, layers.kest.data, Certificate()));
-
-  EXPECT_EQ(layers.red.name, "RED");
-  ASSERT_EQ(layers.red.cells.size(), 4U);
-  const Cell& routing = layers.red.cells[0];
-  EXPECT_EQ(routing.name, "ROUT");
-  EXPECT_EQ(routing.xml, head + "<D>a@x.example</D><CC>b@x.example</CC>" + tail);
-  const Cell& text = layers.red.cells[1];
-  EXPECT_EQ(text.name, "TEXT");
-  EXPECT_EQ(ToText(text.data), letter.text);
-  EXPECT_TRUE(SignatureHolds(text.xml, text.data, Certificate()));
-  const Cell& attachment = layers.red.cells[2];
-  EXPECT_EQ(attachment.name, "PJ");
-  EXPECT_EQ(ToText(FromBase64(ValueOf(ValueOf(attachment.xml, "AT"), "N"))), "échographie.png");
-  EXPECT_EQ(attachment.data, picture);
-  EXPECT_TRUE(
-      SignatureHolds(attachment.xml.substr(attachment.xml.find("</AT>")), attachment.data, Certificate()));
-  EXPECT_EQ(layers.red.cells[3].data.size(), 0U);
+  EXPECT_EQ(red.cells[0].xml, head + "<D>a@x.example</D><CC>b@x.example</CC>" + tail);
+  EXPECT_EQ(ToText(red.cells[1].data), letter.text);
+  EXPECT_EQ(red.cells[2].data, picture);
+  EXPECT_EQ(red.cells[3].data.size(), 0U);
+  const std::string& picture_xml = red.cells[2].xml;
+  EXPECT_EQ(ToText(FromBase64(ValueOf(ValueOf(picture_xml, "AT"), "N"))), "échographie.png");
+  Cell attachment = red.cells[2];
+  attachment.xml = picture_xml.substr(picture_xml.find("</AT>"));
+  for (const Cell& cell : {layers.transport, layers.kest, red.cells[1], attachment}) {
+    EXPECT_TRUE(SignatureHolds(cell.xml, cell.data, Certificate())) << cell.name;
+  }
 
   const Opened opened = Open(block);
   ASSERT_EQ(opened.rc, kOk);
@@ -58,13 +50,11 @@ TEST_F(Message, SealedIsWhatOthersReadAndTheLibraryOpens) {
   ASSERT_EQ(envelope->DeCrypterVertFlat(opened.green.data(), opened.green.size(), opened.key_reference,
                                         letter.hex_password, &tree),
             kOk);
-  Owned<TypV2BlockCell> red;
-  red.Adopt(tree);
+  Owned<TypV2BlockCell> owned;
+  owned.Adopt(tree);
   CBuffer again;
-  ASSERT_EQ(again.Receive([&](unsigned char** bytes, unsigned long long* length) {
-    return red->GetFlatData(bytes, length, nullptr);
-  }),
-            kOk);
+  const auto flatten = [&](auto** bytes, auto* length) { return tree->GetFlatData(bytes, length, nullptr); };
+  ASSERT_EQ(again.Receive(flatten), kOk);
   EXPECT_EQ(ToBytes(again), layers.kest.data);
 }
 
@@ -105,21 +95,23 @@ TEST_F(Message, ArgumentsAreRefusedInTheirOrder) {
     EXPECT_EQ(Seal(letter, &block), row.want) << &row - rows;
     EXPECT_TRUE(block.empty());
   }
-  char password[] = "none";
-  EXPECT_EQ(envelope->CrypterSigner("durand", Letter().hex_password, "medecin", password, "a", "", "", "", "",
-                                    "", "", "", "", nullptr, nullptr, nullptr, nullptr),
-            envelope::kNoBlockOutput);
+  for (int missing = 0; missing < 3; ++missing) {
+    char password[] = "none", identifier[kMessageIdentifierBytes];
+    unsigned char* block = nullptr;
+    unsigned long long length = 0;
+    EXPECT_EQ(envelope->CrypterSigner("durand", Letter().hex_password, "medecin", password, "a", "", "", "",
+                                      "", "", "", "", "", nullptr, missing == 0 ? nullptr : &block,
+                                      missing == 1 ? nullptr : &length, missing == 2 ? nullptr : identifier),
+              envelope::kNoBlockOutput);
+  }
 }
 
 TEST_F(Message, AttachmentsHaveLimitsAndTheLastOneDecides) {
   WriteFile(File("most"), Bytes(1000000, 'x'));
   WriteFile(File("more"), Bytes(1000001, 'x'));
-  const auto list = [](std::size_t count, const std::string& path) {
-    std::string files = path;
-    for (std::size_t i = 1; i < count; ++i) files += "|" + path;
-    return files;
-  };
   WriteFile(File("small"), "x");
+  std::string of_99 = File("small");
+  for (int i = 1; i < 99; ++i) of_99 += "|" + File("small");
   const struct {
     std::string files;
     Result want;
@@ -130,8 +122,8 @@ TEST_F(Message, AttachmentsHaveLimitsAndTheLastOneDecides) {
       {File("missing") + "|" + File("small"), kOk, 1},
       {File("small") + "|" + File("missing"), file::kOpen, 0},
       {File("small") + "|" + path(), file::kOpen, 0},  // a folder is no file
-      {list(99, File("small")), kOk, 99},
-      {list(100, File("small")), utils::kListFull, 0},
+      {of_99, kOk, 99},
+      {of_99 + "|" + File("small"), utils::kListFull, 0},
       {"", kOk, 0},
   };
   MessageFolder::personal.first_pad = master.pad = PadOf(600 * kPadChunk, 5);
