@@ -19,7 +19,7 @@ TEST(Aes, TakesTheLow32BitsOfALength) {
   Bytes text = PadOf(8192, 3), witness = text;
   AesCbc(true, key.data(), iv.data(), witness.data(), witness.size());
   const std::tuple<long long, int, long> rows[] = {
-      {4097, -2064, 0}, {-16, -2064, 0}, {1LL << 31, -2064, 0}, {(1LL << 32) + 16, 0, 16}};
+      {4097, -2064, 0}, {-16, -2064, 0}, {1LL << 31, -2064, 0}, {(1LL << 32) + 16, 0, 16}, {1LL << 32, 0, 0}};
   for (const auto& [length, want, bytes] : rows) {
     Bytes sealed(8192, 0xee), opened = sealed;
     EXPECT_EQ(aes.crypter(text.data(), length, iv.data(), key.data(), sealed.data()), want) << length;

@@ -14,7 +14,7 @@
 #include "core/result.h"
 #include "crypto/classic.h"
 #include "tests/keys/openssl.h"
-#include "tests/support/bytes.h"
+#include "tests/support/process.h"
 #include "tests/support/temp_folder.h"
 
 namespace kestrune::testing {
@@ -35,25 +35,10 @@ Opened Aes(const std::string& text, const std::string& key, int mode) {
 std::string Padded(const std::string& text) {
   return text + std::string(16 - text.size() % 16, '\0');
 }
-std::string Base64(const std::string& bytes) {
-  return Openssl({"base64", "-A"}, bytes);
-}
-std::string FromBase64(const std::string& text) {
-  return Openssl({"base64", "-A", "-d"}, text);
-}
-std::string HexOf(const std::string& text) {
-  return ToHex(ToBytes(text).data(), text.size());
-}
-
-std::string Element(const std::string& form, const std::string& tag) {
-  const std::size_t begin = form.find("<" + tag + ">") + tag.size() + 2;
-  return form.substr(begin, form.find("</" + tag + ">") - begin);
-}
-
 // A form made with openssl: the IV as it stands there, and the key and the IV that it was made with.
 std::string AesForm(const std::string& iv_text, const std::string& plain, const std::string& key,
                     const std::string& iv) {
-  return "<IV>" + iv_text + "</IV><AE>" + Base64(Aes256Cbc("-e", plain, key, iv)) + "</AE>";
+  return "<IV>" + iv_text + "</IV><AE>" + ToBase64(Aes256Cbc(true, plain, key, iv)) + "</AE>";
 }
 
 TEST(AesText, AgreesWithOpensslBothWays) {
@@ -61,10 +46,10 @@ TEST(AesText, AgreesWithOpensslBothWays) {
   for (const std::size_t length : LengthsWorthTrying()) {
     const Opened form = Aes(Sample(length), kKey, 0);
     ASSERT_EQ(form.first, 0) << length;
-    const std::string iv = Element(form.second, "IV"), ae = Element(form.second, "AE");
+    const std::string iv = ValueOf(form.second, "IV"), ae = ValueOf(form.second, "AE");
     EXPECT_TRUE(ivs.insert(iv).second) << "drawn twice";
     EXPECT_EQ(form.second, "<IV>" + iv + "</IV><AE>" + ae + "</AE>");
-    EXPECT_EQ(Aes256Cbc("-d", FromBase64(ae), kKey, iv), Padded(Sample(length))) << length;
+    EXPECT_EQ(Aes256Cbc(false, ToText(FromBase64(ae)), kKey, iv), Padded(Sample(length))) << length;
     EXPECT_EQ(Aes(AesForm(kIv, Padded(Sample(length)), kKey, kIv), kKey, 1), Opened(0, Sample(length)));
   }
 }
@@ -85,44 +70,51 @@ TEST(AesText, ReadsOrRefusesOddForms) {
               {AesForm(kIv, cut, kKey, kIv), kKey, {0, "a"}},
               {"<IV></IV><AE>AAAA", kKey, {utils::kTagMissing, ""}},
               {"<AE>!AAA</AE>", kKey, {hybrid::kBase64, ""}},
-              {"<AE>" + Base64(Sample(17)) + "</AE>", kKey, {ERR_AES_INVALID_INPUT_LENGTH, ""}}};
+              {"<AE>" + ToBase64(Sample(17)) + "</AE>", kKey, {ERR_AES_INVALID_INPUT_LENGTH, ""}}};
   for (const auto& row : rows) EXPECT_EQ(Aes(row.form, row.password, 1), row.result) << row.form;
   EXPECT_EQ(Aes("text", kKey, 3), Opened(0, ""));
 }
 
-TEST(AesFile, CiphersAndChangesPasswordsInPlace) {
-  const TempFolder folder;
-  const std::string path = folder.File("text"), other(64, '7');
-  WriteFile(path, std::string("bon\njour\0 cut", 13));
-  const auto run = [&](const std::string& key, const char* new_key, int mode, int verbose) {
+struct AesFile : ::testing::Test, TempFolder {
+  std::string in = File("in"), out = File("out"), printed;
+  int Run(const std::string& from, const std::string& to, int mode, const std::string& key = kKey,
+          const char* new_key = kKey.c_str(), int verbose = 0) {
     CaptureStdout();
-    EXPECT_EQ(Api2AesFile(path.c_str(), path.c_str(), key.c_str(), new_key, mode, verbose), 0);
-    return GetCapturedStdout();
-  };
-  EXPECT_EQ(run(kKey, nullptr, 0, 1),
-            "inptextlen==13\nchiffrement aes result=0\nApi2Aes==0\noutputlen==74\n");
-  const std::string printed = run(kKey, other.c_str(), 2, 0), form = ToText(ReadFile(path));
+    const int code = Api2AesFile(from.c_str(), to.c_str(), key.c_str(), new_key, mode, verbose);
+    printed = GetCapturedStdout();
+    return code;
+  }
+  static unsigned PermissionsOf(const std::string& path) {
+    return static_cast<unsigned>(std::filesystem::status(path).permissions());
+  }
+};
+
+TEST_F(AesFile, CiphersAndChangesPasswordsInPlace) {
+  const std::string other(64, '7');
+  WriteFile(in, std::string("bon\njour\0 cut", 13));
+  EXPECT_EQ(Run(in, in, 0, kKey, nullptr, 1), 0);
+  EXPECT_EQ(printed, "inptextlen==13\nchiffrement aes result=0\nApi2Aes==0\noutputlen==74\n");
+  EXPECT_EQ(Run(in, in, 2, kKey, other.c_str()), 0);
+  const std::string form = ToText(ReadFile(in));
   EXPECT_EQ(printed, "in bon\njour\n" + other + "\nout  " + form + "\n");
   EXPECT_EQ(Aes(form, other, 1).second, "bon\njour");
   EXPECT_NE(Aes(form, kKey, 1).second, "bon\njour");
-  EXPECT_EQ(run(other, nullptr, 2, 0), "");
-  EXPECT_EQ(ToText(ReadFile(path)), "bon\njour");
+  EXPECT_EQ(Run(in, in, 2, other, nullptr), 0);
+  EXPECT_EQ(printed + ToText(ReadFile(in)), "bon\njour");
 }
 
 // The draws of a file decide what the next text is enciphered with: 16 for its own IV, the result up to a drawn
 // zero, all of the input, zeros at its end too.
-TEST(AesFile, DrawsAsOftenAsItMust) {
+TEST_F(AesFile, DrawsAsOftenAsItMust) {
   std::srand(1);
   const int drawn = DrawRandom();
   std::srand(1);
   if (drawn != std::rand()) GTEST_SKIP() << "the system draws";
-  const TempFolder folder;
-  const std::string in = folder.File("in"), out = folder.File("out");
   WriteFile(in, std::string(900, 'x') + std::string(5, '\0'));
   constexpr int kFormCharacters = 50 + 1216;  // around the Base64 of 912 bytes
   for (const unsigned seed : {1u, 2u, 3u}) {
     std::srand(seed);
-    ASSERT_EQ(Api2AesFile(in.c_str(), out.c_str(), kKey.c_str(), nullptr, 0, 0), 0);
+    ASSERT_EQ(Run(in, out, 0), 0);
     const int next = std::rand();
     std::srand(seed);
     for (int i = 0; i < 16; ++i) std::rand();
@@ -133,95 +125,88 @@ TEST(AesFile, DrawsAsOftenAsItMust) {
 }
 
 // The only copy: a disk that is full behind the first bytes must not take it.
-TEST(AesFile, ReplacesItsInputWholeOrNotAtAll) {
-  const TempFolder folder;
-  const std::string path = folder.File("text"), link = folder.File("link"), twin = folder.File("twin");
+TEST_F(AesFile, ReplacesItsInputWholeOrNotAtAll) {
+  const std::string link = File("link"), twin = File("twin");
   const auto files = [&] {
     std::set<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+    for (const auto& entry : std::filesystem::directory_iterator(path())) {
       names.insert(entry.path().filename());
     }
     return names;
   };
-  const std::set<std::string> all = {"link", "text", "twin"};
-  std::filesystem::create_symlink("text", link);
-  for (const std::string& output : {path, link, twin}) {
+  const std::set<std::string> all = {"link", "in", "twin"};
+  std::filesystem::create_symlink("in", link);
+  for (const std::string& output : {in, link, twin}) {
     std::filesystem::remove(twin);
-    WriteFile(path, "bonjour");
-    std::filesystem::create_hard_link(path, twin);
-    ASSERT_EQ(::chmod(path.c_str(), 0640), 0);
-    const auto run = [&] { return Api2AesFile(path.c_str(), output.c_str(), kKey.c_str(), nullptr, 0, 0); };
+    WriteFile(in, "bonjour");
+    std::filesystem::create_hard_link(in, twin);
+    ASSERT_EQ(::chmod(in.c_str(), 0640), 0);
 
     rlimit before{};
     ::getrlimit(RLIMIT_FSIZE, &before);
     const rlimit full = {40, before.rlim_max};
     const auto handler = ::signal(SIGXFSZ, SIG_IGN);
     ::setrlimit(RLIMIT_FSIZE, &full);
-    const int refused = run();
+    const int refused = Api2AesFile(in.c_str(), output.c_str(), kKey.c_str(), nullptr, 0, 0);
     ::setrlimit(RLIMIT_FSIZE, &before);
     ::signal(SIGXFSZ, handler);
     EXPECT_EQ(refused, file::kWrite) << output;
     ASSERT_EQ(files(), all) << output;
-    EXPECT_EQ(ToText(ReadFile(path)), "bonjour") << output;
+    EXPECT_EQ(ToText(ReadFile(in)), "bonjour") << output;
 
-    EXPECT_EQ(run(), 0) << output;
+    EXPECT_EQ(Run(in, output, 0), 0) << output;
     EXPECT_EQ(files(), all);
     EXPECT_TRUE(std::filesystem::is_symlink(link));
     EXPECT_EQ(Aes(ToText(ReadFile(output)), kKey, 1).second, "bonjour");
-    EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(output).permissions()), 0640u);
+    EXPECT_EQ(PermissionsOf(output), 0640u);
   }
 }
 
-TEST(AesFile, MakesClearTextsThatTheOwnerAloneReads) {
-  const TempFolder folder;
-  const std::string in = folder.File("in"), out = folder.File("out");
+TEST_F(AesFile, MakesClearTextsThatTheOwnerAloneReads) {
   const mode_t umask = ::umask(0);
   const std::pair<int, unsigned> rows[] = {{0, 0666}, {1, 0600}, {2, 0600}};
   for (const auto& [mode, permissions] : rows) {
     WriteFile(in, mode == 0 ? "text" : AesForm(kIv, Padded("text"), kKey, kIv));
     std::filesystem::remove(out);
-    CaptureStdout();
-    EXPECT_EQ(Api2AesFile(in.c_str(), out.c_str(), kKey.c_str(), kKey.c_str(), mode, 0), 0);
-    GetCapturedStdout();
-    EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(out).permissions()), permissions) << mode;
+    EXPECT_EQ(Run(in, out, mode), 0);
+    EXPECT_EQ(PermissionsOf(out), permissions) << mode;
   }
   ::umask(umask);
 }
 
-TEST(AesFile, LeavesOlderOutputsAlone) {
-  const TempFolder folder;
-  const std::string in = folder.File("in"), out = folder.File("out");
+TEST_F(AesFile, LeavesOlderOutputsAlone) {
   WriteFile(in, "bonjour");
   WriteFile(out, "older");
-  const auto run = [](const std::string& from, const char* to, int mode) {
-    return Api2AesFile(from.c_str(), to, "", kKey.c_str(), mode, 0);
-  };
-  EXPECT_EQ(run(folder.path(), out.c_str(), 0), file::kOpen);
-  EXPECT_EQ(run(in, out.c_str(), 2), utils::kTagMissing);
-  EXPECT_EQ(run(in, nullptr, 0), file::kBadName);
-  EXPECT_EQ(run(in, "/dev/full", 0), file::kWrite);
+  EXPECT_EQ(Run(path(), out, 0), file::kOpen);
+  EXPECT_EQ(Run(in, out, 2), utils::kTagMissing);
+  EXPECT_EQ(Api2AesFile(in.c_str(), nullptr, "", "", 0, 0), file::kBadName);
+  EXPECT_EQ(Run(in, "/dev/full", 0), file::kWrite);
   WriteFile(in, "");
-  EXPECT_EQ(run(in, out.c_str(), 0), argument::kEmptyInput);
+  EXPECT_EQ(Run(in, out, 0), argument::kEmptyInput);
   EXPECT_EQ(ToText(ReadFile(out)), "older");
 }
 
 const std::string kTextKey = Sample(32);
+
+std::string HexOf(const std::string& text) {
+  return ToHex(ToBytes(text).data(), text.size());
+}
 
 Opened Seal(const std::string& text, const std::string& certificate) {
   std::string out(7000, 'x');
   const int code = Api2AesPub(text.c_str(), certificate.c_str(), DataPath("").c_str(), out.data(), 0);
   return {code, out.c_str()};
 }
-Opened Open(const std::string& form, const std::string& password = "", int verbose = 0) {
+Opened Open(const std::string& form, const char* password = nullptr, int verbose = 0) {
   std::string out(5001, 'x');
-  const int code = Api2DeAesPriv(form.c_str(), password.c_str(), DataPath("").c_str(), out.data(), verbose);
+  const int code = Api2DeAesPriv(form.c_str(), password, DataPath("").c_str(), out.data(), verbose);
   return {code, out.c_str()};
 }
 // A form made with openssl.
 std::string FormFor(const std::string& name, const std::string& key, const std::string& ciphertext) {
   const std::string pem = name + ".pem";
-  const std::string block = Openssl({"pkeyutl", "-encrypt", "-certin", "-inkey", DataPath(pem)}, key);
-  return "<N>" + pem + "</N><S>" + Base64(block) + "</S><AED>" + Base64(ciphertext) + "</AED>";
+  const std::string block = RunOpenssl({"pkeyutl", "-encrypt", "-certin", "-inkey", DataPath(pem)}, key);
+  return "<N>" + pem + "</N><S>" + ToBase64(block) + "</S><AED>" + ToBase64(ciphertext) + "</AED>";
 }
 
 TEST(AesUnderCertificate, OpensslOpensWhatWeSeal) {
@@ -229,13 +214,14 @@ TEST(AesUnderCertificate, OpensslOpensWhatWeSeal) {
     for (const std::size_t length : {0, 15, 16, 3743, 3744}) {
       const Opened form = Seal(Sample(length), name + ".pem");
       ASSERT_EQ(form.first, 0);
-      const std::string s = Element(form.second, "S"), aed = Element(form.second, "AED");
+      const std::string s = ValueOf(form.second, "S"), aed = ValueOf(form.second, "AED");
       EXPECT_EQ(form.second,
                 "<AESPUB><N>" + name + ".pem</N><S>" + s + "</S><AED>" + aed + "</AED></AESPUB>");
       const std::string key =
-          Openssl({"pkeyutl", "-decrypt", "-inkey", DataPath(name + ".key")}, FromBase64(s));
+          RunOpenssl({"pkeyutl", "-decrypt", "-inkey", DataPath(name + ".key")}, ToText(FromBase64(s)));
       const bool fits = length < 3744;  // what follows has too much Base64 for the element
-      EXPECT_EQ(FromBase64(aed), fits ? Aes256Cbc("-e", Padded(Sample(length)), HexOf(key)) : "") << length;
+      EXPECT_EQ(ToText(FromBase64(aed)), fits ? Aes256Cbc(true, Padded(Sample(length)), HexOf(key)) : "")
+          << length;
       EXPECT_EQ(Open(form.second), Opened(0, fits ? Sample(length) : "")) << length;
     }
   }
@@ -245,14 +231,16 @@ TEST(AesUnderCertificate, OpensslOpensWhatWeSeal) {
 }
 
 TEST(AesUnderCertificate, OpensWhatOpensslSealsAndRefusesOddForms) {
-  const std::string sealed = Aes256Cbc("-e", Padded("x"), HexOf(kTextKey));
+  const std::string sealed = Aes256Cbc(true, Padded("x"), HexOf(kTextKey));
   const std::string locked = FormFor("rsa2048-protected", kTextKey, sealed);
   for (const char* password : {"a_b_c_d", "a-b=c#d"}) EXPECT_EQ(Open(locked, password), Opened(0, "x"));
-  EXPECT_EQ(Open(locked, "wrong"), Opened(hybrid::kKeyUnreadable, ""));
+  for (const char* password : {"wrong", static_cast<const char*>(nullptr)}) {
+    EXPECT_EQ(Open(locked, password), Opened(hybrid::kKeyUnreadable, ""));
+  }
   const std::string good = FormFor("rsa1024", kTextKey, sealed);
   ASSERT_EQ(Open(good), Opened(0, "x"));
   const auto with = [&](const std::string& tag, const std::string& value) {
-    return std::string(good).replace(good.find("<" + tag + ">") + tag.size() + 2, Element(good, tag).size(),
+    return std::string(good).replace(good.find("<" + tag + ">") + tag.size() + 2, ValueOf(good, tag).size(),
                                      value);
   };
   const Opened rows[] = {{utils::kTagMissing, ""},
@@ -269,7 +257,7 @@ TEST(AesUnderCertificate, OpensWhatOpensslSealsAndRefusesOddForms) {
   for (const auto& [code, form] : rows) EXPECT_EQ(Open(form), Opened(code, "")) << form;
 
   CaptureStdout();
-  Open(FormFor("rsa1024", "SHORTKEY", sealed), "", 1);  // prints no byte behind the key
+  Open(FormFor("rsa1024", "SHORTKEY", sealed), nullptr, 1);  // prints no byte behind the key
   EXPECT_TRUE(GetCapturedStdout().ends_with("\nrsa_pkcs1_decrypt : 0\npasswordaes : SHORTKEY\n"));
 }
 

@@ -34,14 +34,8 @@ struct ShrinkingFiles : TypV2InstanceCreatorUnix {
 };
 
 struct InstallCipher : ::testing::Test {
-  int Encipher() {
-    cipher_.InitCreate(creator_);
-    return cipher_.Chiffrerfichier(in_.c_str(), out_.c_str(), key_.c_str());
-  }
-  int Decipher() {
-    cipher_.InitCreate(creator_);
-    return cipher_.DeChiffrerfichier(in_.c_str(), out_.c_str(), key_.c_str());
-  }
+  int Encipher() { return cipher_.Chiffrerfichier(in_.c_str(), out_.c_str(), key_.c_str()); }
+  int Decipher() { return cipher_.DeChiffrerfichier(in_.c_str(), out_.c_str(), key_.c_str()); }
   // A body and its trailer in clear, made without the cipher under test.
   static std::string Clear(std::string body, char free_byte = 0) {
     body.resize((body.size() + 31) / 32 * 32, ' ');
@@ -55,17 +49,17 @@ struct InstallCipher : ::testing::Test {
   std::string in_ = folder_.File("in"), out_ = folder_.File("out");
   std::string key_ = "00112233445566778899AABBCCDDEEFF0123456789abcdef0123456789abcdef";
   TypV2InstanceCreatorUnix unix_;
-  TypV2InstanceCreator* creator_ = &unix_;
   TypV2AESInstallKeys cipher_;
+  InstallCipher() { cipher_.InitCreate(&unix_); }
 };
 
 TEST_F(InstallCipher, AgreesWithOpensslBothWays) {
   for (const std::size_t length : LengthsWorthTrying()) {
     WriteFile(in_, Sample(length));
     ASSERT_EQ(Encipher(), kOk) << length;
-    EXPECT_EQ(Aes256Cbc("-d", ToText(ReadFile(out_)), key_), Clear(Sample(length))) << length;
+    EXPECT_EQ(Aes256Cbc(false, ToText(ReadFile(out_)), key_), Clear(Sample(length))) << length;
     const std::string clear = Clear(Sample(length), '\x5A');
-    WriteFile(in_, Aes256Cbc("-e", clear, key_));
+    WriteFile(in_, Aes256Cbc(true, clear, key_));
     ASSERT_EQ(Decipher(), kOk) << length;
     EXPECT_EQ(ToText(ReadFile(out_)), clear.substr(0, clear.size() - 32)) << length;
   }
@@ -80,7 +74,7 @@ TEST_F(InstallCipher, TakesKeysOfExactly32Bytes) {
 }
 
 TEST_F(InstallCipher, RefusesDamage) {
-  const std::string whole = Aes256Cbc("-e", Clear(Sample(70000)), key_);
+  const std::string whole = Aes256Cbc(true, Clear(Sample(70000)), key_);
   const std::size_t n = whole.size();
   const struct {
     std::size_t length, flipped;
@@ -122,7 +116,7 @@ TEST_F(InstallCipher, LeavesNoHalfMadeOutput) {
   WriteFile(in_, Sample(100000));  // two pieces, of which the first is written
   std::filesystem::create_symlink("behind", out_);
   ShrinkingFiles shrinking;
-  creator_ = &shrinking;
+  cipher_.InitCreate(&shrinking);
   const auto open_files = [] {
     const std::filesystem::directory_iterator all("/proc/self/fd");
     return std::distance(begin(all), end(all));
@@ -133,8 +127,8 @@ TEST_F(InstallCipher, LeavesNoHalfMadeOutput) {
   EXPECT_FALSE(std::filesystem::is_symlink(out_));
   EXPECT_EQ(std::filesystem::file_size(folder_.File("behind")), 0u);  // behind a link the bytes go
 
-  creator_ = &unix_;
-  WriteFile(in_, Aes256Cbc("-e", Clear(""), key_));  // deciphered, not a byte to write
+  cipher_.InitCreate(&unix_);
+  WriteFile(in_, Aes256Cbc(true, Clear(""), key_));  // deciphered, not a byte to write
   out_ = "/nowhere/out";
   EXPECT_EQ(Encipher(), file::kWrite);
   EXPECT_EQ(Decipher(), file::kWrite);
@@ -142,14 +136,8 @@ TEST_F(InstallCipher, LeavesNoHalfMadeOutput) {
   EXPECT_EQ(Encipher(), file::kWrite);
 }
 
-mode_t ModeOf(const std::string& path) {
-  struct stat found {};
-  EXPECT_EQ(::stat(path.c_str(), &found), 0);
-  return found.st_mode & 07777;
-}
-
 TEST_F(InstallCipher, WaitsForWhoeverUpdatesTheOutput) {
-  WriteFile(in_, Aes256Cbc("-e", Clear("installed"), key_));
+  WriteFile(in_, Aes256Cbc(true, Clear("installed"), key_));
   WriteFile(out_, "older");
   Owned<TypV2FileRef> sealer(new TypV2FileRefUnix);
   ASSERT_EQ(sealer.Init(), kOk);
@@ -165,27 +153,30 @@ TEST_F(InstallCipher, WaitsForWhoeverUpdatesTheOutput) {
 }
 
 TEST_F(InstallCipher, MakesKeysThatTheOwnerAloneReads) {
+  const auto permissions = [this] {
+    return static_cast<unsigned>(std::filesystem::status(out_).permissions());
+  };
   const mode_t umask = ::umask(0);
-  WriteFile(in_, Aes256Cbc("-e", Clear("key"), key_));
+  WriteFile(in_, Aes256Cbc(true, Clear("key"), key_));
   std::filesystem::create_symlink("behind", out_);
   ASSERT_EQ(Decipher(), kOk);
-  EXPECT_EQ(ModeOf(out_), 0600u);
+  EXPECT_EQ(permissions(), 0600u);
   ASSERT_EQ(::chmod(out_.c_str(), 0640), 0);
   ASSERT_EQ(Decipher(), kOk);
-  EXPECT_EQ(ModeOf(out_), 0640u);
+  EXPECT_EQ(permissions(), 0640u);
   out_ = folder_.File("enciphered");
   ASSERT_EQ(Encipher(), kOk);
-  EXPECT_EQ(ModeOf(out_), 0666u);
+  EXPECT_EQ(permissions(), 0666u);
   ::umask(umask);
 }
 
 TEST_F(InstallCipher, MakesTheDocumentedExample) {
   const std::string page = ToText(ReadFile(DataPath("../../docs/installation_file.md")));
-  const std::size_t begin = page.find("```hex\n") + 7;
+  const std::string rows = page.substr(page.find("```hex\n") + 7);
   EXPECT_NE(page.find(key_), std::string::npos);
   WriteFile(in_, "bonjour");
   ASSERT_EQ(Encipher(), kOk);
-  EXPECT_EQ(ReadFile(out_), FromHex(page.substr(begin, page.find("```", begin) - begin)));
+  EXPECT_EQ(ReadFile(out_), FromHex(rows.substr(0, rows.find("```"))));
 }
 
 }  // namespace

@@ -1,28 +1,22 @@
-// The openssl command as outside witness.
+// OpenSSL as outside witness of AES-256-CBC, and what it is asked about.
 #ifndef KESTRUNE_TESTS_KEYS_OPENSSL_H
 #define KESTRUNE_TESTS_KEYS_OPENSSL_H
-
-#include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "tests/support/process.h"
+#include "examples/key_files.h"
+#include "tests/support/bytes.h"
 
 namespace kestrune::testing {
 
 inline const std::string kZeroIv(32, '0');
 
-inline std::string Openssl(std::vector<std::string> words, const std::string& input) {
-  words.insert(words.begin(), "openssl");
-  const ProcessResult result = RunProgram(words, input);
-  EXPECT_EQ(result.status, 0) << result.err;
-  return result.out;
-}
-
-inline std::string Aes256Cbc(const std::string& direction, const std::string& input, const std::string& key,
+inline std::string Aes256Cbc(bool encipher, const std::string& input, const std::string& key,
                              const std::string& iv = kZeroIv) {
-  return Openssl({"enc", "-aes-256-cbc", "-nopad", direction, "-K", key, "-iv", iv}, input);
+  Bytes bytes = ToBytes(input);
+  AesCbc(encipher, FromHex(key).data(), FromHex(iv).data(), bytes.data(), bytes.size());
+  return ToText(bytes);
 }
 
 // `count` letters, their period prime to a block.
