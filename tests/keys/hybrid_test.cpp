@@ -262,7 +262,7 @@ TEST(AesUnderCertificate, OpensWhatOpensslSealsAndRefusesOddForms) {
 }
 
 TEST(HybridForms, DocumentedExamplesOpen) {
-  const std::string page = ToText(ReadFile(DataPath("../../docs/hybrid_forms.md")));
+  const std::string page = Page("hybrid_forms.md");
   EXPECT_EQ(Aes(page.substr(page.find(kIv) - 4), kKey, 1), Opened(0, "bonjour"));
   EXPECT_EQ(Open(page.substr(page.find("<AESPUB><N>rsa1024.pem"))), Opened(0, "bonjour"));
 }

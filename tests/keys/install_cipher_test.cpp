@@ -171,12 +171,11 @@ TEST_F(InstallCipher, MakesKeysThatTheOwnerAloneReads) {
 }
 
 TEST_F(InstallCipher, MakesTheDocumentedExample) {
-  const std::string page = ToText(ReadFile(DataPath("../../docs/installation_file.md")));
-  const std::string rows = page.substr(page.find("```hex\n") + 7);
+  const std::string page = Page("installation_file.md");
   EXPECT_NE(page.find(key_), std::string::npos);
   WriteFile(in_, "bonjour");
   ASSERT_EQ(Encipher(), kOk);
-  EXPECT_EQ(ReadFile(out_), FromHex(rows.substr(0, rows.find("```"))));
+  EXPECT_EQ(ReadFile(out_), HexExample(page));
 }
 
 }  // namespace

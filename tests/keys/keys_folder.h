@@ -9,10 +9,7 @@
 #include <cstdlib>
 
 #include <new>
-#include <sstream>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "core/file_ref.h"
 #include "core/instance_creator.h"
@@ -85,32 +82,24 @@ bool InChild(Finds&& finds) {
   return status == 0;
 }
 
-// A hand-out of either key, with the room that its buffer must have beyond the run.
+// A key of the folder, and what it handed out last.
 template <class Key>
-[[gnu::noinline]] Result Take(Key& key, std::size_t length, Bytes* run, unsigned long long* offset) {
-  unsigned char* bytes = nullptr;
-  const Result rc = key.GetLineaKey(&bytes, length, offset);
-  run->clear();
-  if (bytes != nullptr) run->assign(bytes, bytes + length);
-  std::free(bytes);
-  return rc;
-}
+struct KeyTest : ::testing::Test, KeysFolder {
+  ProbedCreator creator;
+  Key key;
+  Bytes run;
+  unsigned long long offset = 0;
 
-// The hexadecimal rows of a page's examples, each with the number behind its '#' (0 without one).
-inline std::vector<std::pair<long, Bytes>> PageRows(const std::string& name) {
-  std::vector<std::pair<long, Bytes>> rows;
-  std::istringstream page(ToText(ReadFile(DataPath("../../docs/" + name))));
-  bool inside = false;
-  for (std::string line; std::getline(page, line);) {
-    if (line.rfind("```", 0) == 0) {
-      inside = !inside;
-    } else if (inside) {
-      const std::size_t mark = line.find('#');
-      rows.emplace_back(mark == std::string::npos ? 0 : std::atol(&line[mark + 1]), FromHex(line));
-    }
+  ~KeyTest() override { key.Kill(); }
+  [[gnu::noinline]] Result Take(std::size_t length) {
+    unsigned char* bytes = nullptr;
+    const Result rc = key.GetLineaKey(&bytes, length, &offset);
+    run.clear();
+    if (bytes != nullptr) run.assign(bytes, bytes + length);
+    std::free(bytes);
+    return rc;
   }
-  return rows;
-}
+};
 
 }  // namespace kestrune::testing
 

@@ -9,17 +9,11 @@ namespace {
 
 constexpr std::uint64_t kPad = 16 * kPadChunk;
 
-struct MasterKeyTest : ::testing::Test {
-  KeysFolder folder;
-  ProbedCreator creator;
-  TypV2MasterKey key;
-  Bytes run;
-  unsigned long long offset = 0;
-  std::string path = folder.File(folder.master_name);
+struct MasterKeyTest : KeyTest<TypV2MasterKey> {
+  std::string path = File(master_name);
 
-  ~MasterKeyTest() override { key.Kill(); }
   Result Open(unsigned long long mode, const char* name = nullptr) {
-    return key.InitCreate(&creator, folder.path().c_str(), name, mode);
+    return key.InitCreate(&creator, KeysFolder::path().c_str(), name, mode);
   }
 };
 
@@ -29,16 +23,16 @@ TEST_F(MasterKeyTest, HandsOutRunsAndRecordsThem) {
   };
   for (const Row& row : {Row{kPad - 10, 30, 20, 1}, Row{kPad - 10, 10, 0, 1}, Row{3, 2 * kPad + 1, 4, 2},
                          Row{kPad, 7, 7, 1}, Row{9, 0, 9, 0}}) {
-    folder.master.offset = row.offset;
-    folder.Write();
+    master.offset = row.offset;
+    Write();
     Bytes want = ReadFile(path);
     SetNumberAt(want, kFirstOffsetAt, row.next);
     SetNumberAt(want, kCyclesAt, row.cycles);
     SetNumberAt(want, kUsedBytesAt, row.length);
     ASSERT_EQ(Open(1), kOk);
-    ASSERT_EQ(Take(key, row.length, &run, &offset), kOk);
+    ASSERT_EQ(Take(row.length), kOk);
     EXPECT_EQ(offset, row.offset);
-    EXPECT_EQ(run, RunOf(folder.master.pad, row.offset, row.length)) << row.offset;
+    EXPECT_EQ(run, RunOf(master.pad, row.offset, row.length)) << row.offset;
     EXPECT_EQ(ReadFile(path), want) << row.offset;
     EXPECT_FALSE(IsUnlocked(path));
     key.Kill();
@@ -47,9 +41,9 @@ TEST_F(MasterKeyTest, HandsOutRunsAndRecordsThem) {
 
 TEST_F(MasterKeyTest, HandsNothingToAChild) {
   ASSERT_EQ(Open(1), kOk);
-  EXPECT_TRUE(InChild([&] { return Take(key, 100, &run, &offset) == file::kNotOpen && run.empty(); }));
-  EXPECT_EQ(Take(key, 100, &run, &offset), kOk);
-  EXPECT_EQ(run, RunOf(folder.master.pad, 0, 100));
+  EXPECT_TRUE(InChild([&] { return Take(100) == file::kNotOpen && run.empty(); }));
+  EXPECT_EQ(Take(100), kOk);
+  EXPECT_EQ(run, RunOf(master.pad, 0, 100));
 }
 
 // Kept so: a position behind the pad is read there, and zeros stand in for what the file does not hold. Only the
@@ -58,23 +52,23 @@ TEST_F(MasterKeyTest, ChecksItsReadsWeakly) {
   Bytes file = ReadFile(path);
   file.resize(kMasterPadAt + kPad + 100, 'b');
   WriteFile(path, file);
-  ASSERT_EQ(Open(0, folder.master_name.c_str()), kOk);
+  ASSERT_EQ(Open(0, master_name.c_str()), kOk);
   ASSERT_EQ(key.SetOffsetOTPChiffrement(kPad + 1), kOk);
-  ASSERT_EQ(Take(key, 99, &run, &offset), kOk);
+  ASSERT_EQ(Take(99), kOk);
   EXPECT_EQ(run, Bytes(99, 'b'));
-  ASSERT_EQ(Take(key, 5, &run, &offset), kOk);
+  ASSERT_EQ(Take(5), kOk);
   EXPECT_EQ(offset, 0u);
   ASSERT_EQ(key.SetOffsetOTPChiffrement(~0ull), kOk);
-  EXPECT_NE(Take(key, 5000000, &run, &offset), kOk);  // not that many bytes, wherever they are looked for
-  EXPECT_EQ(run.size(), 5000000u);                    // handed out all the same
+  EXPECT_NE(Take(5000000), kOk);    // not that many bytes, wherever they are looked for
+  EXPECT_EQ(run.size(), 5000000u);  // handed out all the same
   EXPECT_EQ(ReadFile(path), file);
 
   file.resize(kMasterPadAt + 10);
   WriteFile(path, file);
   for (const unsigned long long mode : {0, 1}) {
     ASSERT_EQ(Open(mode), kOk);
-    EXPECT_EQ(Take(key, 20, &run, &offset), mode == 0 ? file::kRead : kOk);
-    Bytes want = RunOf(folder.master.pad, 0, 10);
+    EXPECT_EQ(Take(20), mode == 0 ? file::kRead : kOk);
+    Bytes want = RunOf(master.pad, 0, 10);
     want.resize(20);
     EXPECT_EQ(run, want);
   }
@@ -84,14 +78,14 @@ TEST_F(MasterKeyTest, HandsNothingOut) {
   Bytes file = ReadFile(path);
   ASSERT_EQ(Open(1), kOk);
   creator.writes_fail = true;
-  EXPECT_EQ(Take(key, 20, &run, &offset), file::kWrite);
+  EXPECT_EQ(Take(20), file::kWrite);
   EXPECT_TRUE(run.empty());
-  EXPECT_EQ(Take(key, ~0ull, &run, &offset), kNoObject);
+  EXPECT_EQ(Take(~0ull), kNoObject);
   EXPECT_EQ(ReadFile(path), file);
   SetNumberAt(file, kFirstPadBytesAt, 0);
   WriteFile(path, file);
   ASSERT_EQ(Open(1), kOk);
-  EXPECT_EQ(Take(key, 20, &run, &offset), key::kOffset);
+  EXPECT_EQ(Take(20), key::kOffset);
 
   EXPECT_EQ(Open(3), key::kMode);
   EXPECT_EQ(Open(3, "Master.299"), file::kMissing);
@@ -101,8 +95,7 @@ TEST_F(MasterKeyTest, HandsNothingOut) {
   EXPECT_TRUE(IsUnlocked(path));
   creator.has_files = false;
   EXPECT_EQ(Open(1), kOk);
-  for (const Result rc :
-       {key.LoadHeader(), key.WriteHeader(), key.SetOffsetOTPChiffrement(0), Take(key, 1, &run, &offset)}) {
+  for (const Result rc : {key.LoadHeader(), key.WriteHeader(), key.SetOffsetOTPChiffrement(0), Take(1)}) {
     EXPECT_EQ(rc, kNoObject);
   }
 }

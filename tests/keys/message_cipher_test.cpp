@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <regex>
 #include <set>
 
 #include "keys/trap.h"
@@ -22,18 +23,17 @@ void kestrune::SleepForEver() {
 namespace kestrune::testing {
 namespace {
 
-struct CipherTest : ::testing::Test {
-  KeysFolder folder;
+struct CipherTest : ::testing::Test, KeysFolder {
   ProbedCreator creator;
   TypKestruneV2Unix cipher;
-  std::string name = folder.personal_name;
-  std::string password = folder.personal.hex_password;
+  std::string name = personal_name;
+  std::string password = personal.hex_password;
 
-  void SetUp() override { ASSERT_EQ(Init("cle", folder.path(), password), kOk); }
+  void SetUp() override { ASSERT_EQ(Init("cle", path(), password), kOk); }
   ~CipherTest() override { cipher.Kill(); }
 
-  Result Init(const std::string& key, const std::string& path, const std::string& hex) {
-    return cipher.InitCreate(&creator, key.c_str(), path.c_str(), hex.c_str());
+  Result Init(const std::string& key, const std::string& folder, const std::string& hex) {
+    return cipher.InitCreate(&creator, key.c_str(), folder.c_str(), hex.c_str());
   }
   Result Seal(const Bytes& body, Bytes* sealed) {
     SecretCBuffer out;
@@ -60,13 +60,12 @@ struct CipherTest : ::testing::Test {
 };
 
 TEST_F(CipherTest, IsReadByTheWitnessAndReadsIt) {
-  const Pads pads = folder.pads();
   for (const std::size_t length : {1, 13, 100, 4096, 70000, 8191, 14, 15, 16, 255}) {
     const Bytes body = PadOf(length, length);
     Bytes sealed, opened;
     ASSERT_EQ(Seal(body, &sealed), kOk);
     SealedParts parts;
-    ASSERT_TRUE(OpenParts(sealed, pads, &parts));
+    ASSERT_TRUE(OpenParts(sealed, pads(), &parts));
     EXPECT_EQ(parts.body, body);
     const std::size_t r2 = parts.r2.size();
     EXPECT_TRUE(r2 >= 33 && r2 <= 48 && (16 + parts.r1.size() + length + r2) % 16 == 0) << r2;
@@ -77,7 +76,7 @@ TEST_F(CipherTest, IsReadByTheWitnessAndReadsIt) {
     parts.password_offset = 64;
     parts.run_offset = 60000;
     parts.master_offset = 4099;
-    ASSERT_EQ(Open(SealParts(parts, pads), &opened), kOk);
+    ASSERT_EQ(Open(SealParts(parts, pads()), &opened), kOk);
     EXPECT_EQ(opened, body);
   }
 }
@@ -115,7 +114,7 @@ TEST_F(CipherTest, TrapsBodiesWithoutABody) {
     parts.r2.back() = static_cast<unsigned char>(row.last);
     Bytes opened;
     trapped = 0;
-    EXPECT_EQ(Open(SealParts(parts, folder.pads()), &opened), row.want) << row.first << ' ' << row.last;
+    EXPECT_EQ(Open(SealParts(parts, pads()), &opened), row.want) << row.first << ' ' << row.last;
     EXPECT_EQ(opened.size(), row.opened);
     EXPECT_EQ(trapped, row.want == kOk ? 0 : 1);
   }
@@ -124,34 +123,34 @@ TEST_F(CipherTest, TrapsBodiesWithoutABody) {
 }
 
 TEST_F(CipherTest, AnswersInTheOrderOfItsSteps) {
-  const Bytes sealed = SealParts(PartsOf(ToBytes("bonjour")), folder.pads());
+  const Bytes sealed = SealParts(PartsOf(ToBytes("bonjour")), pads());
   const Bytes head(sealed.begin(), sealed.begin() + 24);
   SealedParts far = PartsOf(ToBytes("bonjour"));
-  far.run_offset = folder.personal.first_pad.size() - 7;
-  const Bytes beyond = SealParts(far, folder.pads());
+  far.run_offset = personal.first_pad.size() - 7;
+  const Bytes beyond = SealParts(far, pads());
   struct Row {
     const Bytes& body;
     std::string name, password;
     Result want;
   };
-  const std::string right = password, personal = name;
+  const std::string right = password, usual = name;
   for (const Row& row : {
            Row{sealed, std::string(45, '2'), right, utils::kBadFileName},
            Row{sealed, "cle.126", right, utils::kNoYearSuffix},
            Row{head, "cle.200", right, file::kMissing},  // no master key of that year
            Row{sealed, "autre." + PersonalKeyYear(), right, file::kOpen},
-           Row{sealed, "./" + personal, right, file::kOpen},
-           Row{head, personal, HexPassword("autre"), key::kCheckFailed},
-           Row{head, personal, right, cipher::kNoInput},
-           Row{beyond, personal, right, key::kOffset},
-           Row{sealed, personal, right, kOk},
+           Row{sealed, "./" + usual, right, file::kOpen},
+           Row{head, usual, HexPassword("autre"), key::kCheckFailed},
+           Row{head, usual, right, cipher::kNoInput},
+           Row{beyond, usual, right, key::kOffset},
+           Row{sealed, usual, right, kOk},
        }) {
     name = row.name;
     password = row.password;
     Bytes body;
     EXPECT_EQ(Open(row.body, &body), row.want) << row.name;
     EXPECT_EQ(body, row.want == kOk ? ToBytes("bonjour") : Bytes());
-    EXPECT_TRUE(IsUnlocked(folder.File(folder.personal_name)));
+    EXPECT_TRUE(IsUnlocked(File(personal_name)));
   }
   unsigned char* out = nullptr;
   unsigned long long length = 0;
@@ -167,19 +166,19 @@ TEST_F(CipherTest, SealsWithTheKeysOfTheYearOrNotAtAll) {
   EXPECT_EQ(cipher.SetPassword(password.substr(1).c_str()), cipher::kPassword);
   EXPECT_EQ(cipher.SetPassword((password + "0").c_str()), cipher::kPassword);
   EXPECT_EQ(Seal(Bytes(9), &sealed), kOk);
-  EXPECT_EQ(Init(std::string(40, 'n'), folder.path(), ""), cipher::kKeyName);
+  EXPECT_EQ(Init(std::string(40, 'n'), path(), ""), cipher::kKeyName);
   EXPECT_EQ(Init(std::string(40, 'n'), std::string(2048, '/'), ""), cipher::kFolder);
   EXPECT_EQ(Init(std::string(39, 'n'), std::string(2047, '/'), "abc"), cipher::kPassword);
-  ASSERT_EQ(Init("cle", folder.path(), ""), kOk);
+  ASSERT_EQ(Init("cle", path(), ""), kOk);
   EXPECT_EQ(cipher.SetPassword(HexPassword("autre").c_str()), kOk);
   EXPECT_EQ(Seal(Bytes(9), &sealed), key::kCheckFailed);
-  EXPECT_TRUE(IsUnlocked(folder.File(folder.master_name)));
+  EXPECT_TRUE(IsUnlocked(File(master_name)));
   cipher.SetPassword(password.c_str());
   creator.writes_fail = true;
   EXPECT_EQ(Seal(Bytes(9), &sealed), file::kWrite);
   EXPECT_TRUE(sealed.empty());
   creator.writes_fail = false;
-  std::filesystem::remove(folder.File(folder.master_name));
+  std::filesystem::remove(File(master_name));
   EXPECT_EQ(Seal(Bytes(9), &sealed), file::kMissing);
   creator.has_files = false;
   EXPECT_EQ(Seal(Bytes(9), &sealed), kNoObject);
@@ -188,7 +187,7 @@ TEST_F(CipherTest, SealsWithTheKeysOfTheYearOrNotAtAll) {
 TEST_F(CipherTest, LoadsTheHeaderOfTheFileInTheCurrentFolder) {
   const std::string file = "cle." + CertificateYear();
   const auto start = std::filesystem::current_path();
-  std::filesystem::current_path(folder.path());
+  std::filesystem::current_path(path());
   EXPECT_EQ(cipher.LoadLinearKey(nullptr, nullptr, 10), file::kOpen);
   for (const std::size_t bytes : {511, 512}) {
     WriteFile(file, Bytes(bytes));
@@ -200,21 +199,24 @@ TEST_F(CipherTest, LoadsTheHeaderOfTheFileInTheCurrentFolder) {
 
 // The hexadecimal rows of the pages: a personal key file, and a body sealed with it.
 TEST_F(CipherTest, PagesShowAKeyFileAndABody) {
-  folder.personal.first_pad = Bytes(4096, 0x11);
-  folder.personal.second_pad = Bytes(4096, 0x22);
-  folder.master.pad = Bytes(4096, 0x33);
-  folder.Write();
-  Bytes file = folder.personal.File(), shown, body;
+  personal.first_pad = Bytes(4096, 0x11);
+  personal.second_pad = Bytes(4096, 0x22);
+  master.pad = Bytes(4096, 0x33);
+  Write();
+  Bytes file = personal.File(), body;
   std::fill(file.begin(), file.begin() + 512, 0);
-  for (const auto& [at, row] : PageRows("key_files.md")) std::copy(row.begin(), row.end(), file.begin() + at);
-  WriteFile(folder.File(folder.personal_name), file);
-  for (const auto& [at, row] : PageRows("sealed_body.md")) shown.insert(shown.end(), row.begin(), row.end());
-  ASSERT_EQ(shown.size(), 2 * 88u);  // as it is under the one-time password, and sealed
-  Bytes under(&shown[88], &shown[88] + 88);
-  ASSERT_EQ(Open(under, &body), kOk);
+  const std::string page = Page("key_files.md"), bodies = Page("sealed_body.md");
+  const std::regex row("\n([0-9a-f]{32})  # (\\d+)");  // and where it stands
+  for (std::sregex_iterator it(page.begin(), page.end(), row), end; it != end; ++it) {
+    const Bytes bytes = FromHex((*it)[1].str());
+    std::copy(bytes.begin(), bytes.end(), file.begin() + std::stol((*it)[2]));
+  }
+  WriteFile(File(personal_name), file);
+  Bytes sealed = HexExample(bodies, 1);  // the first example is the same under the one-time password
+  ASSERT_EQ(Open(sealed, &body), kOk);
   EXPECT_EQ(body, ToBytes("bonjour"));
-  AesCbc(false, folder.personal.second_pad.data(), Bytes(16).data(), &under[8], 80);
-  EXPECT_TRUE(std::equal(under.begin(), under.end(), shown.begin()));
+  AesCbc(false, personal.second_pad.data(), Bytes(16).data(), &sealed[8], 80);
+  EXPECT_EQ(sealed, HexExample(bodies));
 }
 
 }  // namespace

@@ -119,4 +119,14 @@ std::string DataPath(const std::string& name) {
   return std::string(KESTRUNE_TEST_DATA) + "/" + name;
 }
 
+std::string Page(const std::string& name) {
+  return ToText(ReadFile(DataPath("../../docs/" + name)));
+}
+
+Bytes HexExample(const std::string& page, int which) {
+  std::size_t at = page.find("```hex\n");
+  for (; which > 0; --which) at = page.find("```hex\n", at + 7);
+  return FromHex(page.substr(at + 7, page.find("```", at + 7) - at - 7));
+}
+
 }  // namespace kestrune::testing

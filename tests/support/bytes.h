@@ -36,8 +36,10 @@ void WriteFile(const std::string& path, const Bytes& content);
 void WriteFile(const std::string& path, std::string_view content);
 bool FileExists(const std::string& path);
 
-// The path of a file of tests/data.
+// The path of a file of tests/data, the text of a page of docs/, and its examples in hexadecimal, from 0 on.
 std::string DataPath(const std::string& name);
+std::string Page(const std::string& name);
+Bytes HexExample(const std::string& page, int which = 0);
 
 }  // namespace kestrune::testing
 
