@@ -1,14 +1,9 @@
-// Checking the slots of a class: other programs call its operations by their place in the table.
+// Places of operations in the table of their class.
 #ifndef KESTRUNE_TESTS_SUPPORT_SLOTS_H
 #define KESTRUNE_TESTS_SUPPORT_SLOTS_H
 
-#include <gtest/gtest.h>
-
 #include <cstddef>
 #include <cstring>
-#include <type_traits>
-#include <typeinfo>
-#include <utility>
 
 namespace kestrune::testing {
 
@@ -29,18 +24,6 @@ std::ptrdiff_t SlotCount() {
     virtual void OneMore() {}
   };
   return SlotOf(&Subclass::OneMore);
-}
-
-// The operations of `Class`, all of them in slot order: no other is virtual, nor is its destructor.
-template <class Class, class... Members>
-void ExpectSlots(Members... members) {
-  static_assert(!std::has_virtual_destructor_v<Class>);
-  std::ptrdiff_t slot = 0;
-  (..., [&] {
-    EXPECT_EQ(SlotOf(members), slot) << typeid(Class).name();
-    ++slot;
-  }());
-  EXPECT_EQ(SlotCount<Class>(), slot) << typeid(Class).name();
 }
 
 }  // namespace kestrune::testing
