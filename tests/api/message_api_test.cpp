@@ -34,7 +34,7 @@ struct MessageApi : ::testing::Test, MessageFolder {
   Bytes Sealed(Call call = {}) {
     call.folder = path().c_str();
     CBuffer sealed;
-    EXPECT_EQ(sealed.Receive([&](unsigned char** bytes, unsigned long long* length) {
+    EXPECT_EQ(sealed.Receive([&](auto** bytes, auto* length) {
       return static_cast<Result>(SealMem(call, bytes, length, identifier));
     }),
               kOk);
@@ -134,7 +134,7 @@ TEST_F(MessageApi, FilesGoInAndOut) {
   const Bytes block = ReadFile(sealed);
   char signer[KESTRUNE_SIGNER_NAME_BYTES] = "old";
   CBuffer taken;
-  ASSERT_EQ(taken.Receive([&](unsigned char** bytes, unsigned long long* count) {
+  ASSERT_EQ(taken.Receive([&](auto** bytes, auto* count) {
     return static_cast<Result>(
         Api2ExtractGrisFromHTTPSBlock(block.data(), block.size(), path().c_str(), bytes, count, signer));
   }),

@@ -14,7 +14,7 @@
 namespace kestrune::testing {
 namespace {
 
-TEST(Refusals, OfWhatIsMissingOrClosed) {
+TEST(Refusals, EachFromTheNearestOperation) {
   TypV2InstanceCreatorUnix creator;
   unsigned char* bytes = nullptr;
   unsigned long long length = 0;
@@ -30,20 +30,15 @@ TEST(Refusals, OfWhatIsMissingOrClosed) {
   EXPECT_EQ(Api2AesFile("in", "out", nullptr, nullptr, 0, 0), hybrid::kNoPassword);
   EXPECT_EQ(Api2ConvertRedBlockToEml(nullptr, &text), mail::kNoTree);
   EXPECT_EQ(TypV2CryptoInterface().GetDF(nullptr, "a", &bytes, &length, nullptr), envelope::kNoXmlOutput);
-}
-
-TEST(Refusals, OfCellsThatDoNotFit) {
-  TypV2InstanceCreatorUnix creator;
   Owned<TypV2BlockCell> cell(creator.newTypV2BlockCell());
   ASSERT_EQ(cell.Init(&creator), kOk);
   EXPECT_EQ(cell->addsubblock(nullptr), block::kNoCell);
   EXPECT_EQ(cell->ExportBlockAsV1Struct(nullptr), block::kNoStructure);
   // A record whose forks could not be read keeps the lengths that it announced.
   const unsigned char record[24] = {2, 0, 1, 'A', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 5};
-  unsigned long long at = 0, length = 0;
-  unsigned char* flat = nullptr;
+  unsigned long long at = 0;
   EXPECT_EQ(cell->LoadFromFlatData(record, &at, sizeof record), block::kForkPastEnd);
-  EXPECT_EQ(cell->GetFlatData(&flat, &length, nullptr), block::kNoXml);
+  EXPECT_EQ(cell->GetFlatData(&bytes, &length, nullptr), block::kNoXml);
 }
 
 }  // namespace

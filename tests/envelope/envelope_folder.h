@@ -31,17 +31,18 @@ struct Letter {
 };
 
 struct EnvelopeFolder : MessageFolder {
-  explicit EnvelopeFolder(TypV2InstanceCreator* creator = nullptr)
-      : envelope((creator == nullptr ? &unix_creator : creator)->newTypV2CryptoInterface()) {
-    EXPECT_EQ(envelope.Init(creator == nullptr ? &unix_creator : creator, path().c_str(), path().c_str()),
-              kOk);
+  EnvelopeFolder() { Use(&unix_creator); }
+  explicit EnvelopeFolder(TypV2InstanceCreator* creator) { Use(creator); }
+  void Use(TypV2InstanceCreator* creator) {
+    envelope = Owned<TypV2CryptoInterface>(creator->newTypV2CryptoInterface());
+    EXPECT_EQ(envelope.Init(creator, path().c_str(), path().c_str()), kOk);
   }
 
   Result Seal(const Letter& letter, Bytes* block, std::string* identifier = nullptr) {
     CBuffer sealed;
     char made[kMessageIdentifierBytes] = "";
     std::string password = letter.signing_password;
-    const Result rc = sealed.Receive([&](unsigned char** bytes, unsigned long long* length) {
+    const Result rc = sealed.Receive([&](auto** bytes, auto* length) {
       return envelope->CrypterSigner(letter.key_name, letter.hex_password, letter.sender, password.data(),
                                      letter.to, letter.cc, letter.bcc, letter.reply_to, letter.subject,
                                      letter.te, letter.ready, letter.text, letter.attachments, nullptr, bytes,
@@ -58,10 +59,10 @@ struct EnvelopeFolder : MessageFolder {
     char password[] = "none";
     EXPECT_EQ(signer.Init(&unix_creator, "medecin", path().c_str(), password), kOk);
     CBuffer block;
-    EXPECT_EQ(block.Receive([&](unsigned char** bytes, unsigned long long* length) {
+    const Result rc = block.Receive([&](auto** bytes, auto* length) {
       return envelope->GetPourHTTPS(signer.get(), grey.data(), grey.size(), bytes, length);
-    }),
-              kOk);
+    });
+    EXPECT_EQ(rc, kOk);
     return ToBytes(block);
   }
 
@@ -74,7 +75,7 @@ struct EnvelopeFolder : MessageFolder {
   Opened Open(const Bytes& block, bool with_reference = true) {
     Opened opened;
     char *routing = nullptr, *signature = nullptr;
-    opened.rc = opened.green.Receive([&](unsigned char** bytes, unsigned long long* length) {
+    opened.rc = opened.green.Receive([&](auto** bytes, auto* length) {
       return envelope->ExtractVertFlatFromHTTPSBlock(block.data(), block.size(), &routing,
                                                      with_reference ? opened.key_reference : nullptr,
                                                      opened.signer, bytes, length, &signature);

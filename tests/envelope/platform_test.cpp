@@ -59,8 +59,7 @@ TEST(Platforms, SealingAndOpeningAskEveryOperation) {
     for (const std::ptrdiff_t slot : {SlotOf(members)...}) {
       Platform platform;
       platform.*of = slot;
-      folder.envelope = Owned<TypV2CryptoInterface>(platform.newTypV2CryptoInterface());
-      ASSERT_EQ(folder.envelope.Init(&platform, folder.path().c_str(), folder.path().c_str()), kOk);
+      folder.Use(&platform);
       g_asked = 0;
       folder.Seal(letter, &unused);
       char *routing = nullptr, *found = nullptr;
@@ -127,17 +126,15 @@ struct AskedCell : TypV2BlockCell {
   }
 };
 
-struct PlatformOfSubclasses : TypV2InstanceCreatorUnix {
-  TypApiV2Signature* newTypApiV2Signature() override { return new AskedSigner; }
-  TypV2CryptoInterface* newTypV2CryptoInterface() override { return new Changing; }
-};
-
-struct PlatformOfCells : TypV2InstanceCreatorUnix {
-  TypV2BlockCell* newTypV2BlockCell() override { return new AskedCell; }
+template <class Signer, class Cell, class Envelope = TypV2CryptoInterfaceUnix>
+struct PlatformOf : TypV2InstanceCreatorUnix {
+  TypApiV2Signature* newTypApiV2Signature() override { return new Signer; }
+  TypV2BlockCell* newTypV2BlockCell() override { return new Cell; }
+  TypV2CryptoInterface* newTypV2CryptoInterface() override { return new Envelope; }
 };
 
 TEST(Platforms, WhatASubclassChangesIsWhatIsSigned) {
-  PlatformOfSubclasses platform;
+  PlatformOf<AskedSigner, TypV2BlockCell, Changing> platform;
   EnvelopeFolder folder(&platform);
   Letter letter;
   letter.subject = "subject";
@@ -152,7 +149,7 @@ TEST(Platforms, WhatASubclassChangesIsWhatIsSigned) {
 }
 
 TEST(Platforms, CellsAreAskedForEveryLayer) {
-  PlatformOfCells platform;
+  PlatformOf<TypApiV2Signature, AskedCell> platform;
   EnvelopeFolder folder(&platform);
   Bytes block;
   g_trail.clear();
@@ -176,12 +173,8 @@ struct UnevenSigner : TypApiV2Signature {
   }
 };
 
-struct PlatformOfSigners : TypV2InstanceCreatorUnix {
-  TypApiV2Signature* newTypApiV2Signature() override { return new UnevenSigner; }
-};
-
 TEST(Platforms, LayersFitWhateverTheSignaturesTake) {
-  PlatformOfSigners platform;
+  PlatformOf<UnevenSigner, TypV2BlockCell> platform;
   EnvelopeFolder folder(&platform);
   for (const std::vector<std::size_t>& spaces :
        {std::vector<std::size_t>{0, 0, 0}, {0, 100, 0}, {0, 0, 100}, {1500, 1500, 1500}, {0, 0, 1}}) {

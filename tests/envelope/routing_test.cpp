@@ -51,8 +51,7 @@ TEST_F(Routing, EveryShapeOfTheLists) {
 
 TEST_F(Routing, ThePageShowsWhatIsComposed) {
   const std::string composed = Compose("r1", nullptr, nullptr, nullptr, 0, nullptr);
-  const std::string page = Replaced(Page("routing_xml.md"), ".224<",
-                                    "." + PersonalKeyYear() + "<");
+  const std::string page = Replaced(Page("routing_xml.md"), ".224<", "." + PersonalKeyYear() + "<");
   EXPECT_NE(page.find(composed), std::string::npos) << composed;
 }
 

@@ -6,32 +6,13 @@
 #include <chrono>
 #include <filesystem>
 #include <future>
-#include <new>
 
-#include "core/file_ref.h"
-#include "core/instance_creator.h"
-#include "core/owned.h"
-#include "core/result.h"
 #include "crypto/classic.h"
+#include "tests/keys/keys_folder.h"
 #include "tests/keys/openssl.h"
-#include "tests/support/bytes.h"
-#include "tests/support/temp_folder.h"
 
 namespace kestrune::testing {
 namespace {
-
-// Files that were a byte longer when their length was asked, and whose `Kill` does not close.
-struct ShrinkingFiles : TypV2InstanceCreatorUnix {
-  struct File : TypV2FileRefUnix {
-    int GetLength(unsigned long long* length) override {
-      const int rc = TypV2FileRefUnix::GetLength(length);
-      ++*length;
-      return rc;
-    }
-    int Kill() override { return kOk; }
-  };
-  TypV2FileRef* newTypV2FileRef() override { return new (std::nothrow) File; }
-};
 
 struct InstallCipher : ::testing::Test {
   int Encipher() { return cipher_.Chiffrerfichier(in_.c_str(), out_.c_str(), key_.c_str()); }
@@ -48,21 +29,34 @@ struct InstallCipher : ::testing::Test {
   TempFolder folder_;
   std::string in_ = folder_.File("in"), out_ = folder_.File("out");
   std::string key_ = "00112233445566778899AABBCCDDEEFF0123456789abcdef0123456789abcdef";
-  TypV2InstanceCreatorUnix unix_;
+  ProbedCreator creator_;
   TypV2AESInstallKeys cipher_;
-  InstallCipher() { cipher_.InitCreate(&unix_); }
+  InstallCipher() { cipher_.InitCreate(&creator_); }
 };
 
+// Keys come out for their owner alone, into a new file, and with the permissions that a file had.
 TEST_F(InstallCipher, AgreesWithOpensslBothWays) {
+  const mode_t umask = ::umask(0);
+  const auto permissions = [this] {
+    return static_cast<unsigned>(std::filesystem::status(out_).permissions());
+  };
   for (const std::size_t length : LengthsWorthTrying()) {
     WriteFile(in_, Sample(length));
     ASSERT_EQ(Encipher(), kOk) << length;
+    EXPECT_EQ(permissions(), 0666u);
     EXPECT_EQ(Aes256Cbc(false, ToText(ReadFile(out_)), key_), Clear(Sample(length))) << length;
     const std::string clear = Clear(Sample(length), '\x5A');
     WriteFile(in_, Aes256Cbc(true, clear, key_));
-    ASSERT_EQ(Decipher(), kOk) << length;
-    EXPECT_EQ(ToText(ReadFile(out_)), clear.substr(0, clear.size() - 32)) << length;
+    for (const unsigned mode : {0600u, 0640u}) {
+      if (mode == 0600u) std::filesystem::rename(out_, folder_.File("older"));
+      EXPECT_EQ(mode == 0640u ? ::chmod(out_.c_str(), mode) : 0, 0);
+      ASSERT_EQ(Decipher(), kOk) << length;
+      EXPECT_EQ(permissions(), mode);
+      EXPECT_EQ(ToText(ReadFile(out_)), clear.substr(0, clear.size() - 32)) << length;
+    }
+    std::filesystem::remove(out_);
   }
+  ::umask(umask);
 }
 
 TEST_F(InstallCipher, TakesKeysOfExactly32Bytes) {
@@ -115,8 +109,7 @@ TEST_F(InstallCipher, TouchesNothingBeforeTheInputIsFit) {
 TEST_F(InstallCipher, LeavesNoHalfMadeOutput) {
   WriteFile(in_, Sample(100000));  // two pieces, of which the first is written
   std::filesystem::create_symlink("behind", out_);
-  ShrinkingFiles shrinking;
-  cipher_.InitCreate(&shrinking);
+  creator_.shrinks = true;
   const auto open_files = [] {
     const std::filesystem::directory_iterator all("/proc/self/fd");
     return std::distance(begin(all), end(all));
@@ -127,7 +120,7 @@ TEST_F(InstallCipher, LeavesNoHalfMadeOutput) {
   EXPECT_FALSE(std::filesystem::is_symlink(out_));
   EXPECT_EQ(std::filesystem::file_size(folder_.File("behind")), 0u);  // behind a link the bytes go
 
-  cipher_.InitCreate(&unix_);
+  creator_.shrinks = false;
   WriteFile(in_, Aes256Cbc(true, Clear(""), key_));  // deciphered, not a byte to write
   out_ = "/nowhere/out";
   EXPECT_EQ(Encipher(), file::kWrite);
@@ -150,24 +143,6 @@ TEST_F(InstallCipher, WaitsForWhoeverUpdatesTheOutput) {
   sealer.Reset();
   EXPECT_EQ(installing.get(), kOk);
   EXPECT_EQ(ToText(ReadFile(out_)).substr(0, 9), "installed");
-}
-
-TEST_F(InstallCipher, MakesKeysThatTheOwnerAloneReads) {
-  const auto permissions = [this] {
-    return static_cast<unsigned>(std::filesystem::status(out_).permissions());
-  };
-  const mode_t umask = ::umask(0);
-  WriteFile(in_, Aes256Cbc(true, Clear("key"), key_));
-  std::filesystem::create_symlink("behind", out_);
-  ASSERT_EQ(Decipher(), kOk);
-  EXPECT_EQ(permissions(), 0600u);
-  ASSERT_EQ(::chmod(out_.c_str(), 0640), 0);
-  ASSERT_EQ(Decipher(), kOk);
-  EXPECT_EQ(permissions(), 0640u);
-  out_ = folder_.File("enciphered");
-  ASSERT_EQ(Encipher(), kOk);
-  EXPECT_EQ(permissions(), 0666u);
-  ::umask(umask);
 }
 
 TEST_F(InstallCipher, MakesTheDocumentedExample) {

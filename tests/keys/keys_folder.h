@@ -36,11 +36,12 @@ struct KeysFolder : TempFolder {
   Pads pads() const { return {personal.first_pad, personal.second_pad, master.pad}; }
 };
 
-// The factory for Unix, whose files count what is read, whose writes can be made to fail, and whose `Kill` does
-// not close.
+// The factory for Unix, whose files count what is read, whose writes can be made to fail, which can have been
+// a byte longer when their length was asked, and whose `Kill` does not close.
 struct ProbedCreator : TypV2InstanceCreatorUnix {
   bool writes_fail = false;
   bool has_files = true;
+  bool shrinks = false;
   unsigned long long bytes_read = 0;
 
   struct File : TypV2FileRefUnix {
@@ -51,6 +52,11 @@ struct ProbedCreator : TypV2InstanceCreatorUnix {
     }
     int Write(const void* buffer, unsigned long long count) override {
       return creator->writes_fail ? file::kWrite : TypV2FileRefUnix::Write(buffer, count);
+    }
+    int GetLength(unsigned long long* length) override {
+      const int rc = TypV2FileRefUnix::GetLength(length);
+      *length += creator->shrinks ? 1 : 0;
+      return rc;
     }
     int Kill() override { return kOk; }
   };

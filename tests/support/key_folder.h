@@ -11,10 +11,14 @@
 namespace kestrune::testing {
 
 // A folder into which the fixed keys of tests/data are copied under names of the current year.
-class KeyFolder : public TempFolder {
- public:
+struct KeyFolder : TempFolder {
   // Copies tests/data/DATA.key and DATA.pem as NAME.LETTER.YEAR.key and .pem; returns NAME.LETTER.YEAR.
-  std::string AddSigningKey(const std::string& data, const std::string& name, char letter = 'z') const;
+  std::string AddSigningKey(const std::string& data, const std::string& name, char letter = 'z') const {
+    const std::string stem = name + "." + letter + "." + CertificateYear();
+    for (const char* suffix : {".key", ".pem"})
+      WriteFile(File(stem + suffix), ReadFile(DataPath(data + suffix)));
+    return stem;
+  }
 };
 
 }  // namespace kestrune::testing

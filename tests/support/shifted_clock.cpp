@@ -21,18 +21,13 @@ ShiftedClock::ShiftedClock(std::time_t now, const std::string& zone)
     : ShiftedClock([now] { return now; }, zone) {}
 
 ShiftedClock::ShiftedClock(std::function<std::time_t()> now, const std::string& zone) {
-  if (const char* before = std::getenv("TZ"); before != nullptr) zone_before_ = before;
   ::setenv("TZ", zone.c_str(), 1);
   g_now = std::move(now);
 }
 
 ShiftedClock::~ShiftedClock() {
   g_now = nullptr;
-  if (zone_before_) {
-    ::setenv("TZ", zone_before_->c_str(), 1);
-  } else {
-    ::unsetenv("TZ");
-  }
+  ::unsetenv("TZ");
 }
 
 }  // namespace kestrune::testing

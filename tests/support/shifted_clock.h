@@ -4,7 +4,6 @@
 
 #include <ctime>
 #include <functional>
-#include <optional>
 #include <string>
 
 namespace kestrune::testing {
@@ -19,9 +18,6 @@ class ShiftedClock {
   ShiftedClock(const ShiftedClock&) = delete;
   ShiftedClock& operator=(const ShiftedClock&) = delete;
   ~ShiftedClock();
-
- private:
-  std::optional<std::string> zone_before_;
 };
 
 }  // namespace kestrune::testing
