@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <new>
 
 #include "tests/keys/keys_folder.h"
 
@@ -178,6 +179,16 @@ TEST_F(KestruneKeyTest, ReadsHeaderIvAreaAndOneChunkForAPassword) {
   ASSERT_EQ(key.GetOTPassword(password, &offset), kOk);
   EXPECT_TRUE(GotPassword(0));
   EXPECT_LE(creator.bytes_read, 512 + IvAreaBytes(std::size_t{64} << 20, kSecond) + 4096);
+}
+
+TEST_F(KestruneKeyTest, KeepsItsKeyInNoFreedObject) {
+  alignas(TypV2KestruneKey) unsigned char room[sizeof(TypV2KestruneKey)] = {};
+  const Bytes tail = FromHex(personal.hex_password.substr(2));
+  auto* const placed = ::new (static_cast<void*>(room)) TypV2KestruneKey;
+  ASSERT_EQ(placed->InitCreate(&creator, "cle", 1, path().c_str(), personal.hex_password.c_str(), 0), kOk);
+  placed->Kill();
+  placed->~TypV2KestruneKey();
+  EXPECT_EQ(std::search(room, std::end(room), tail.begin(), tail.end()), std::end(room));
 }
 
 }  // namespace
