@@ -5,28 +5,10 @@
 
 #include "crypto/classic.h"
 #include "tests/support/bytes.h"
+#include "tests/support/rows.h"
 
 namespace kestrune::testing {
 namespace {
-
-// Two streams go on from the middle of one.
-TEST(Hashes, AreClonedInTheMiddle) {
-  const std::string head(200, 'h'), tail(77, 't');
-  const auto add = [](sha4_context* context, const std::string& text) {
-    sha4_update(context, reinterpret_cast<const unsigned char*>(text.data()), text.size());
-  };
-  Bytes first(64), second(64);
-  sha4_context begun, cloned;
-  sha4_starts(&begun, 0);
-  add(&begun, head);
-  sha4_clone(&cloned, &begun);
-  add(&begun, head);
-  add(&cloned, tail);
-  sha4_finish(&begun, first.data());
-  sha4_finish(&cloned, second.data());
-  EXPECT_EQ(ToText(first), Sha512(head + head));
-  EXPECT_EQ(ToText(second), Sha512(head + tail));
-}
 
 TEST(Aes, LeavesNoScheduleOfAKeyThatWasRefused) {
   const Bytes key(32, 'k');
@@ -64,24 +46,12 @@ TEST(Base64, AgreesWithTheWitness) {
 }
 
 TEST(Base64, DecodesWhatIsBase64Alone) {
-  const struct {
-    const char* text;
-    int rc;
-    const char* content;
-  } rows[] = {{"YWJj\nZGU=", 0, "abcde"},
-              {"YWJj\r\nZGU=\r\n", 0, "abcde"},
-              {"\n\n", 0, ""},
-              {"YW Jj", -18, ""},
-              {"YQ===", -18, ""},
-              {"YQ=a", -18, ""},
-              {"YWJj\rZGU=", -18, ""},
-              {"YWJj\xC3\xA9", -18, ""}};
-  for (const auto& row : rows) {
+  for (const auto& [text, code, content] : Rows<3>("crypto.txt", "base64")) {
     unsigned char out[32];
     std::size_t size = sizeof out;
-    const Bytes text = ToBytes(row.text);
-    EXPECT_EQ(base64_decode(out, &size, text.data(), text.size()), row.rc) << row.text;
-    EXPECT_EQ(std::string(out, out + size), row.content) << row.text;
+    const Bytes exact = ToBytes(text);
+    EXPECT_EQ(base64_decode(out, &size, exact.data(), exact.size()), Number(code)) << text;
+    EXPECT_EQ(std::string(out, out + size), content) << text;
   }
 }
 
