@@ -5,6 +5,8 @@
 // operations are blinded, and checked with the public half before they leave (a faulty computation would betray the
 // key).
 #include <openssl/bn.h>
+#include <openssl/bnerr.h>
+#include <openssl/err.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -59,7 +61,10 @@ int DrawInvertible(BIGNUM* number, BIGNUM* inverse, const Impl& key, BN_CTX* scr
       return ERR_NO_MEMORY;
     }
     BN_set_flags(divisor, BN_FLG_CONSTTIME);
-    if (BN_mod_inverse(rest, rest, divisor, scratch) == nullptr) continue;
+    if (BN_mod_inverse(rest, rest, divisor, scratch) == nullptr) {
+      if (ERR_GET_REASON(ERR_peek_last_error()) != BN_R_NO_INVERSE) return ERR_NO_MEMORY;
+      continue;
+    }
     const bool done = BN_sub(rest, number, rest) == 1 &&
                       BN_mul(rest, rest, key.modulus.get(), scratch) == 1 && BN_add_word(rest, 1) == 1 &&
                       BN_div(inverse, nullptr, rest, number, scratch) == 1;
@@ -227,7 +232,8 @@ int rsa_check_privkey(const rsa_context* key) {
   if (scratch == nullptr) return ERR_NO_MEMORY;
   // Asked twice before a key is called inconsistent: lack of memory for a number looks the same.
   if (IsConsistent(*key->impl, scratch.get())) return 0;
-  return IsConsistent(*key->impl, scratch.get()) ? 0 : ERR_RSA_KEY_CHECK_FAILED;
+  if (IsConsistent(*key->impl, scratch.get())) return 0;
+  return Number(BN_new()) == nullptr ? ERR_NO_MEMORY : ERR_RSA_KEY_CHECK_FAILED;
 }
 
 int rsa_public(rsa_context* key, const unsigned char* input, unsigned char* output) {
