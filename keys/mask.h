@@ -11,18 +11,21 @@
 
 namespace kestrune {
 
+inline std::uint64_t WordAt(const unsigned char* bytes) {
+  std::uint64_t word;
+  std::memcpy(&word, bytes, sizeof word);
+  return word;
+}
+
 // out[i] = a[i] ^ b[i] ^ c[i] ^ d[i]. `out` may be one of the inputs, or lie at least 8 bytes before it.
-inline void XorFour(unsigned char* out, const unsigned char* a, const unsigned char* b,
-                    const unsigned char* c, const unsigned char* d, std::size_t count) {
+// A function of its own: among the values of a caller the compiler runs out of registers, and parks pieces of a
+// mask on the stack.
+[[gnu::noinline]] inline void XorFour(unsigned char* out, const unsigned char* a, const unsigned char* b,
+                                      const unsigned char* c, const unsigned char* d, std::size_t count) {
   std::size_t i = 0;
   for (; i + sizeof(std::uint64_t) <= count; i += sizeof(std::uint64_t)) {
-    std::uint64_t words[4];
-    std::memcpy(&words[0], a + i, sizeof(std::uint64_t));
-    std::memcpy(&words[1], b + i, sizeof(std::uint64_t));
-    std::memcpy(&words[2], c + i, sizeof(std::uint64_t));
-    std::memcpy(&words[3], d + i, sizeof(std::uint64_t));
-    words[0] ^= words[1] ^ words[2] ^ words[3];
-    std::memcpy(out + i, &words[0], sizeof(std::uint64_t));
+    const std::uint64_t word = WordAt(a + i) ^ WordAt(b + i) ^ WordAt(c + i) ^ WordAt(d + i);
+    std::memcpy(out + i, &word, sizeof word);
   }
   for (; i < count; ++i) out[i] = static_cast<unsigned char>(a[i] ^ b[i] ^ c[i] ^ d[i]);
 }
