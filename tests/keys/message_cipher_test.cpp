@@ -3,10 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <regex>
 #include <set>
+#include <sstream>
 
 #include "keys/trap.h"
 #include "tests/keys/keys_folder.h"
@@ -206,10 +207,13 @@ TEST_F(CipherTest, PagesShowAKeyFileAndABody) {
   Bytes file = personal.File(), body;
   std::fill(file.begin(), file.begin() + 512, 0);
   const std::string page = Page("key_files.md"), bodies = Page("sealed_body.md");
-  const std::regex row("\n([0-9a-f]{32})  # (\\d+)");  // and where it stands
-  for (std::sregex_iterator it(page.begin(), page.end(), row), end; it != end; ++it) {
-    const Bytes bytes = FromHex((*it)[1].str());
-    std::copy(bytes.begin(), bytes.end(), file.begin() + std::stol((*it)[2]));
+  std::istringstream rows(page);
+  for (std::string row; std::getline(rows, row);) {
+    char digits[33];
+    long position;  // where they stand
+    if (std::sscanf(row.c_str(), "%32[0-9a-f]  # %ld", digits, &position) != 2) continue;
+    const Bytes bytes = FromHex(digits);
+    std::copy(bytes.begin(), bytes.end(), file.begin() + position);
   }
   WriteFile(File(personal_name), file);
   Bytes sealed = HexExample(bodies, 1);  // the first example is the same under the one-time password
