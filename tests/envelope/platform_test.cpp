@@ -188,5 +188,22 @@ TEST(Platforms, LayersFitWhateverTheSignaturesTake) {
   }
 }
 
+// A factory without cells. Behind them wait a routing without recipient, -63, and a signer without key, -103.
+TEST(Platforms, TheCellIsMadeBeforeRoutingAndSignature) {
+  struct NoCells : TypV2InstanceCreatorUnix {
+    TypV2BlockCell* newTypV2BlockCell() override { return nullptr; }
+  } creator;
+  Owned<TypV2CryptoInterface> envelope(creator.newTypV2CryptoInterface());
+  Owned<TypApiV2Signature> signer(creator.newTypApiV2Signature());
+  char password[] = "";
+  ASSERT_EQ(envelope.Init(&creator, "", ""), kOk);
+  ASSERT_EQ(signer.Init(&creator, "nobody", "", password), kOk);
+  const unsigned char bytes[] = "bytes";
+  unsigned char* out = nullptr;
+  unsigned long long length = 0;
+  EXPECT_EQ(envelope->GetGris("k", "s", "", "", "", "", "", "", bytes, 5, &out, &length), kNoObject);
+  EXPECT_EQ(envelope->GetPourHTTPS(signer.get(), bytes, 5, &out, &length), kNoObject);
+}
+
 }  // namespace
 }  // namespace kestrune::testing
