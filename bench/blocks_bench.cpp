@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <string>
 #include <vector>
 
@@ -20,6 +19,7 @@ namespace {
 
 using kestrune::CBuffer;
 using kestrune::Owned;
+using kestrune::bench::Seconds;
 
 constexpr std::size_t kLargeForks = 4;
 constexpr std::size_t kLargeForkBytes = 16 << 20;
@@ -60,20 +60,6 @@ CBuffer NestedTree(std::size_t levels) {
   TypV2BlockCell* lowest = root.get();
   while (--levels > 0) Require(lowest->AddSubBlockWithData("S", nullptr, nullptr, 0, &lowest));
   return Flatten(root);
-}
-
-// Of this thread: what else runs on the machine does not count.
-double ProcessorSeconds() {
-  timespec now{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
-
-template <class Work>
-double Seconds(Work&& work) {
-  const double begin = ProcessorSeconds();
-  work();
-  return ProcessorSeconds() - begin;
 }
 
 // The digest of the bytes, and a copy of them into fresh memory.

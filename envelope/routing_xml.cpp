@@ -11,6 +11,7 @@
 #include "crypto/classic.h"
 #include "envelope/crypto_interface.h"
 #include "envelope/letter.h"
+#include "envelope/own_class.h"
 #include "sign/key_utils.h"
 
 using namespace kestrune;
@@ -152,8 +153,10 @@ int TypV2CryptoInterface::GetServiceXMLRoutage(char** xml, const char* key_name,
                       .ready_recipients = ready_recipients};
   const LetterSlots slots(this);
   slots.GetIDMessage(letter, last_identifier_.data());
-  // It has no result to tell by, and an identifier is only empty where there was no memory for it.
-  if (sender != nullptr && last_identifier_[0] == 0) return kNoObject;
+  // It has no result to tell by; our own identifiers are only empty where there was no memory for them. What a
+  // platform's are is the platform's affair.
+  const bool is_ours = IsExactly<TypV2CryptoInterface, TypV2CryptoInterfaceUnix>(*this);
+  if (is_ours && sender != nullptr && last_identifier_[0] == 0) return kNoObject;
   return slots.Low_GetBasicServiceXML(letter, last_identifier_.data(), kSeparateLists, xml);
 }
 

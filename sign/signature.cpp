@@ -69,10 +69,8 @@ int TypApiV2Signature::LoadPrivateKey() {
   if (key_loaded_ == 1) return kOk;
   Result rc = key_utils_->GetSignPrivateKey(name_.data(), folder_.data(), key_file_name_.data());
   if (rc != kOk) return rc;
-  std::array<char, limits::kFolder + kKeyFileNameBytes> path;
-  CopyText(path, folder_.data());
-  std::strcat(path.data(), key_file_name_.data());
-  rc = x509parse_keyfile(&private_key_, path.data(), password_.text());
+  const BoundedPath path{folder_.data(), key_file_name_.data()};
+  rc = x509parse_keyfile(&private_key_, path.c_str(), password_.text());
   if (rc == ERR_X509_KEY_PASSWORD_MISMATCH) return signer::kWrongPassword;
   if (rc == 0) rc = rsa_check_privkey(&private_key_);
   if (rc != 0) {

@@ -66,12 +66,7 @@ int TypApiV2SignatureVerify::LoadPublicKey(const char* file_name) {
   if (certificate_loaded_ == 1) return kOk;
   if (file_name == nullptr) return verifier::kCertificate;
   x509_free(&certificate_);
-  const std::string_view folder(folder_.data()), name(file_name);
-  CBuffer path;
-  if (!path.Allocate(folder.size() + name.size() + 1)) return kNoObject;
-  std::memcpy(path.text(), folder.data(), folder.size());
-  std::memcpy(path.text() + folder.size(), name.data(), name.size());
-  int rc = x509parse_crtfile(&certificate_, path.text());
+  int rc = x509parse_crtfile(&certificate_, BoundedPath{folder_.data(), file_name}.c_str());
   // Deliberate: the key is asked for only when the parsing was not clean, and its answer counts instead. So
   // a file whose first readable certificate holds a sound key serves, whatever else is in the file.
   if (rc != 0 && rc != ERR_NO_MEMORY) rc = rsa_check_pubkey(&certificate_.rsa);

@@ -205,5 +205,22 @@ TEST(Platforms, TheCellIsMadeBeforeRoutingAndSignature) {
   EXPECT_EQ(envelope->GetPourHTTPS(signer.get(), bytes, 5, &out, &length), kNoObject);
 }
 
+TEST(Platforms, MayLeaveAMessageWithoutIdentifier) {
+  struct NoIdentifiers : TypV2CryptoInterface {
+    void GetIDMessage(char* out, const char*, const char*, const char*, const char*, const char*) override {
+      *out = 0;
+    }
+  };
+  TypV2InstanceCreatorUnix creator;
+  Owned<TypV2CryptoInterface> envelope(new NoIdentifiers);
+  ASSERT_EQ(envelope.Init(&creator, "", ""), kOk);
+  CBuffer xml;
+  ASSERT_EQ(xml.ReceiveText([&](char** out) {
+    return envelope->GetServiceXMLRoutage(out, "k", "s", "a", "", "", "", "", "", "");
+  }),
+            kOk);
+  EXPECT_NE(std::strstr(xml.text(), "<I></I>"), nullptr);
+}
+
 }  // namespace
 }  // namespace kestrune::testing
