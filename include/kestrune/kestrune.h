@@ -103,6 +103,15 @@ KESTRUNE_API int Api2GetSignatureXMLLight(const char* data, const char* keyName,
  */
 KESTRUNE_API int Api2ExtractFromSignature(const char* block, const char* folder, char* answer, long verbose);
 
+/* ---- Random numbers -------------------------------------------------------------------------------- */
+
+/*
+ * From now on, in the whole process, the system's generator answers wherever rand() would: keys and IVs of short texts,
+ * boundaries, message identifiers. What is drawn is no longer that of a seed, and nothing seeds rand(). Cannot be undone.
+ * Call it before the first thread that seals; a library built with KESTRUNE_STRONG_RANDOM draws so from the start.
+ */
+KESTRUNE_API void kestrune_use_system_random(void);
+
 /* ---- Short texts: AES, and AES under an RSA certificate --------------------------------------------- */
 
 /*
@@ -370,6 +379,164 @@ KESTRUNE_API long Api2ExtractRoutageOnlyFromHTTPSBlock(const char* blockFile, co
  */
 KESTRUNE_API long Api2ExtractRoutageOnlyFromGrisBlock(const char* greyFile, const void* unused, char** xml,
                                                       long printResult, long verbose);
+
+/* ---- Opened messages ------------------------------------------------------------------------------- */
+
+/*
+ * What a block in memory is: KESTRUNE_TRANSPORT_BLOCK, KESTRUNE_GREY_BLOCK, or 0 for anything else, null too. Looks
+ * at the name of its first cell alone; whether it is intact, the function that takes it tells.
+ */
+enum { KESTRUNE_TRANSPORT_BLOCK = 1, KESTRUNE_GREY_BLOCK = 2 };
+KESTRUNE_API int kestrune_block_kind(const unsigned char* block, unsigned long long length);
+
+/*
+ * The routing XML of a grey block in memory. The block has no signature: its digest alone is checked, which anybody
+ * can renew.
+ *
+ * grey  -62: null. Length 0 is -75.
+ * xml   -60: null. A new text; "" when the block has no routing; null after a failure.
+ *
+ * -75, -73, -74, -79: no intact block. A transport block is opened like a grey one, and its "routing" is then its
+ * signature: ask kestrune_block_kind first.
+ */
+KESTRUNE_API long kestrune_grey_routing(const unsigned char* grey, unsigned long long length, char** xml);
+
+/*
+ * Opens a grey block in memory and hands out the red block's tree, as Api2DecrypterfileGris does of a file; the
+ * caller ends it with Api2FreeRedBlock. The red block's signature does not come with it: kestrune_open_message checks
+ * that.
+ *
+ * grey, folder  -62: null. Length 0 is -75.
+ * password      pass phrase of the personal key, as typed. -62: null.
+ * red           -60: null. Null after a failure.
+ *
+ * Other codes, and THE CALL THAT NEVER RETURNS, as Api2DecrypterfileGris.
+ */
+KESTRUNE_API long kestrune_open_tree(const unsigned char* grey, unsigned long long length, const char* folder,
+                                     const char* password, TypV2BlockCell** red);
+
+/* A piece of an opened message, and what its signature says. */
+typedef struct kestrune_part {
+  /* `length` bytes and a zero behind them, never null. They may hold zeros of their own, a text's too. */
+  const unsigned char* data;
+  unsigned long long length;
+  /*
+   * An attachment's file name, decoded; "" where it has none that can be decoded, and for all else. The sender's:
+   * it may hold '/', "..", controls, any bytes. Never open it as it is.
+   */
+  const char* name;
+  /*
+   * 0: it is a signature of these bytes by the certificate of the folder that it names. Else why not, as
+   * Api2ExtractGrisFromHTTPSBlock: -76, -69 there is none, -70, -71 malformed, -106 no certificate, -68 it does not
+   * hold.
+   */
+  long signature;
+  /* 1: the signature holds, and its signer is the sender <F> of the red routing (kestrune_is_sender). */
+  int by_sender;
+  /* Whom the signature names, "" when it names nobody. Proven only where `signature` is 0. */
+  char signer[KESTRUNE_SIGNER_NAME_BYTES];
+} kestrune_part;
+
+/*
+ * An opened message, made and freed by the library alone; later versions may add members at the end. All of it is one
+ * clear text, and stays valid until kestrune_free_message.
+ *
+ * THE MESSAGE IS THE SENDER'S when red.signature is 0 and red.by_sender is 1: this signature covers everything, the
+ * routing and the names of the attachments too. Those of the texts and attachments cover the bytes of each alone: one
+ * that was taken over from another message of the same sender holds as well. What the sender chose to write in the
+ * routing is his word: whether its recipients are those of the grey block, nobody has checked.
+ */
+typedef struct kestrune_message {
+  const char* routing; /* the red routing XML; "" when there is none */
+  kestrune_part red;   /* the red block's signature; it has neither bytes nor name here */
+  unsigned long long texts;
+  const kestrune_part* text; /* in the order of the mail; those without bytes too */
+  unsigned long long attachments;
+  const kestrune_part* attachment; /* the same */
+} kestrune_message;
+
+/*
+ * Opens a grey block in memory, takes the message apart and checks all its signatures. 0 also where one does not hold:
+ * look at each.
+ *
+ * grey, folder  -62: null. Length 0 is -75.
+ * password      pass phrase of the personal key, as typed. -62: null.
+ * message       -60: null. For kestrune_free_message; null after a failure.
+ *
+ * Other codes, and THE CALL THAT NEVER RETURNS, as Api2DecrypterfileGris.
+ */
+KESTRUNE_API long kestrune_open_message(const unsigned char* grey, unsigned long long length,
+                                        const char* folder, const char* password, kestrune_message** message);
+
+/*
+ * The same of a tree that was opened before. The tree stays the caller's and is only read. It does not hold the red
+ * block's signature: red.signature is -76.
+ *
+ * -77: red is null. -62: folder is null. -60: message is null. -86: folder of more than 2047 characters. -96.
+ */
+KESTRUNE_API long kestrune_take_apart(TypV2BlockCell* red, const char* folder, kestrune_message** message);
+
+/* Wipes and frees a message. Null does nothing. */
+KESTRUNE_API void kestrune_free_message(kestrune_message* message);
+
+/*
+ * 1 when a signer, NAME.LETTER.YEAR, is the sender that a routing names in <F>, NAME: the whole <F>, a dot, one letter
+ * (a to z), a dot, digits, and nothing else. 0 else; also when one is null, or <F> is empty.
+ */
+KESTRUNE_API int kestrune_is_sender(const char* signer, const char* from);
+
+/* ---- Key folders ----------------------------------------------------------------------------------- */
+
+/* What a file of a key folder is, by its name. */
+enum {
+  KESTRUNE_PERSONAL_KEY = 1, /* NAME.YEAR, YEAR 200 to 299 */
+  KESTRUNE_MASTER_KEY = 2,   /* Master.YEAR */
+  KESTRUNE_SIGNING_KEY = 3,  /* NAME.LETTER.YEAR.key, or NAME.key of the hybrid forms */
+  KESTRUNE_CERTIFICATE = 4   /* the same with ".pem" */
+};
+
+typedef struct kestrune_key {
+  int kind;
+  const char* file; /* the file's name in the folder */
+  const char* name; /* NAME of it */
+  int year;         /* of the calendar, 2026; 0: none in the name */
+  char letter;      /* 0: none in the name */
+  /*
+   * 0: its reader takes it. Personal and master keys: -9 it cannot be opened (the master key: -43 if it cannot be
+   * read at all), -8 shorter than its header says, -107 no pad, or a next byte behind it. Signing keys: -95
+   * unreadable, no RSA key, or inconsistent. Certificates: -106 unreadable, or its key is no RSA key. A path of more
+   * than 255 characters: -99, -103 for signing keys, -106 for certificates.
+   */
+  long state;
+  /* Signing keys. 0: none. 1: a pass phrase. 2: one by a way that this library does not read (state is -95). */
+  int protection;
+  /*
+   * Personal and master keys that have a header, else 0: bytes of each pad, its next unused byte, and how often it
+   * began again. A master key has the first pad alone. A second pad does not count its turns.
+   */
+  unsigned long long pad[2];
+  unsigned long long used[2];
+  unsigned long long turns[2];
+} kestrune_key;
+
+typedef struct kestrune_key_folder {
+  unsigned long long keys;
+  const kestrune_key* key; /* sorted by file name, byte by byte */
+} kestrune_key_folder;
+
+/*
+ * Lists the keys and certificates of a folder. No key is used, no pass phrase asked, nothing locked, waited for or
+ * changed. Regular files alone (through links) count, and those whose names are a key's; a file of such a name that
+ * cannot be read is listed with its state.
+ *
+ * folder  with or without its last '/'; "" is the current one. -62: null. -99: more than 255 characters. -9: it is
+ *         no folder, or cannot be read.
+ * list    -60: null. For kestrune_free_key_folder; null after a failure.
+ */
+KESTRUNE_API long kestrune_list_keys(const char* folder, kestrune_key_folder** list);
+
+/* Null does nothing. */
+KESTRUNE_API void kestrune_free_key_folder(kestrune_key_folder* list);
 
 /* ---- Mail conversion -------------------------------------------------------------------------------- */
 
