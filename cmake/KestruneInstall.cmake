@@ -35,6 +35,10 @@ endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/include/kestrune/kestrune.h DESTINATION ${header_folder} ${dev_part})
 
 # --- For those who build against it -------------------------------------------------------------------
+set(strong_random 0)
+if(KESTRUNE_STRONG_RANDOM)
+  set(strong_random 1)
+endif()
 install(EXPORT kestruneTargets NAMESPACE kestrune:: DESTINATION ${cmake_folder} ${dev_part})
 configure_package_config_file(cmake/kestruneConfig.cmake.in ${PROJECT_BINARY_DIR}/kestruneConfig.cmake
   INSTALL_DESTINATION ${cmake_folder})

@@ -25,6 +25,10 @@ void FillFromSystem(void* bytes, std::size_t count) {
 
 }  // namespace
 
+bool RandomIsStrong() {
+  return true;
+}
+
 int DrawRandom() {
   unsigned bits = 0;
   FillFromSystem(&bits, sizeof bits);
@@ -43,6 +47,10 @@ void ScrubWithRandom(void* bytes, std::size_t count) {
 }
 
 #else
+
+bool RandomIsStrong() {
+  return false;
+}
 
 int DrawRandom() {
   return std::rand();

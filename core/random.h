@@ -11,6 +11,9 @@
 
 namespace kestrune {
 
+// Whether the system's generator answers.
+bool RandomIsStrong();
+
 // One draw, from 0 to RAND_MAX.
 int DrawRandom();
 

@@ -34,6 +34,24 @@ extern "C" {
 typedef struct TypV2BlockCell TypV2BlockCell;
 #endif
 
+/* ---- Version --------------------------------------------------------------------------------------- */
+
+/* Of this header: 10000 * major + 100 * minor + patch, and as a text. */
+#define KESTRUNE_VERSION 20300
+#define KESTRUNE_VERSION_TEXT "2.3.0"
+
+/* Of the library that runs, which can be another one than the program was built with: "2.3.0". */
+KESTRUNE_API const char* kestrune_version(void);
+
+/* The cryptographic library that runs, by its own word: "mbed TLS 2.28.3", "OpenSSL 3.0.17". */
+KESTRUNE_API const char* kestrune_crypto_library(void);
+
+/*
+ * 1: what the formats call random strings (keys and IVs of short texts among them) is drawn from the system's
+ * generator. 0: from rand(), see "Short texts".
+ */
+KESTRUNE_API int kestrune_strong_random(void);
+
 /* ---- Signing --------------------------------------------------------------------------------------- */
 
 /*
