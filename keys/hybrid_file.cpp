@@ -28,7 +28,7 @@ constexpr std::size_t kSpareCharacters = 2048;
 
 // As much room as a form of a text of that length takes.
 [[nodiscard]] bool AllocateForForm(SecretCBuffer* form, std::size_t text_length) {
-  return AllocateText(form, text_length / 2 * 3 + text_length % 2 + kSpareCharacters);
+  return AllocateText(form, text_length + text_length / 2 + kSpareCharacters);
 }
 
 // The whole file as a text; -8 also when it became longer meanwhile.

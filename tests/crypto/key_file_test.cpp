@@ -34,6 +34,12 @@ class KeyFiles : public ::testing::Test {
     RunOpenssl(words);
     return folder_.File(name);
   }
+  // Its traditional form.
+  std::string Traditional(const std::string& cipher) const {
+    RunOpenssl({"rsa", "-in", rsa_, "-traditional", "-provider", "legacy", "-provider", "default",
+                "-" + cipher, "-passout", "pass:a_b_c_d", "-out", folder_.File(cipher)});
+    return folder_.File(cipher);
+  }
   TempFolder folder_;
   const std::string rsa_ = DataPath("rsa1024.key"), protected_ = DataPath("rsa1024-protected.key");
 };
@@ -57,6 +63,10 @@ TEST_F(KeyFiles, AreReadInEachFormOrRefused) {
       {protected_, "a_b_c_d", 0},
       {protected_, "", kWrong},
       {protected_, nullptr, kWrong},
+      {Traditional("des"), "a_b_c_d", 0},
+      {Traditional("aes128"), "a_b_c_d", 0},
+      {Traditional("aes192"), "a_b_c_d", 0},
+      {Traditional("aes256"), "a_b_c_d", 0},
       {Pkcs8("plain", {"-nocrypt"}), nullptr, 0},
       {Pkcs8("v1", {"-v1", "PBE-SHA1-3DES"}), "a_b_c_d", 0},
       {Pkcs8("v2", {"-v2", "des3"}), "a_b_c_d", 0},
