@@ -1,22 +1,25 @@
 #include "core/random.h"
 
+#include <sys/random.h>
+
+#include <algorithm>
+#include <atomic>
 #include <cstdlib>
 
 #include "core/calendar.h"
 
-#ifdef KESTRUNE_STRONG_RANDOM
-#include <sys/random.h>
-
-#include <algorithm>
-#endif
-
 namespace kestrune {
-
-#ifdef KESTRUNE_STRONG_RANDOM
-
 namespace {
 
+#ifdef KESTRUNE_STRONG_RANDOM
+constexpr bool kSystemFromTheStart = true;
+#else
+constexpr bool kSystemFromTheStart = false;
+#endif
+
 constexpr std::size_t kMostAtOnce = 256;  // a request up to here is never cut short
+
+std::atomic<bool> system_draws{kSystemFromTheStart};
 
 void FillFromSystem(void* bytes, std::size_t count) {
   // There is nothing sensible to do without the system's entropy.
@@ -25,19 +28,31 @@ void FillFromSystem(void* bytes, std::size_t count) {
 
 }  // namespace
 
+void UseSystemRandom() {
+  system_draws = true;
+}
+
 bool RandomIsStrong() {
-  return true;
+  return system_draws.load(std::memory_order_relaxed);
 }
 
 int DrawRandom() {
+  if (!RandomIsStrong()) return std::rand();
   unsigned bits = 0;
   FillFromSystem(&bits, sizeof bits);
   return static_cast<int>(bits & static_cast<unsigned>(RAND_MAX));
 }
 
-void SeedRandomWithTime() {}
+void SeedRandomWithTime() {
+  if (!RandomIsStrong()) std::srand(static_cast<unsigned>(CurrentTime()));
+}
 
 void ScrubWithRandom(void* bytes, std::size_t count) {
+  if (!RandomIsStrong()) {
+    auto* out = static_cast<volatile unsigned char*>(bytes);
+    for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<unsigned char>(std::rand());
+    return;
+  }
   auto* out = static_cast<unsigned char*>(bytes);
   // In pieces: a call of the system for each byte would take seconds for a text of some megabytes.
   for (std::size_t piece = 0; count > 0; out += piece, count -= piece) {
@@ -45,26 +60,5 @@ void ScrubWithRandom(void* bytes, std::size_t count) {
     FillFromSystem(out, piece);
   }
 }
-
-#else
-
-bool RandomIsStrong() {
-  return false;
-}
-
-int DrawRandom() {
-  return std::rand();
-}
-
-void SeedRandomWithTime() {
-  std::srand(static_cast<unsigned>(CurrentTime()));
-}
-
-void ScrubWithRandom(void* bytes, std::size_t count) {
-  auto* out = static_cast<volatile unsigned char*>(bytes);
-  for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<unsigned char>(DrawRandom());
-}
-
-#endif
 
 }  // namespace kestrune

@@ -1,9 +1,9 @@
 // The one place where the library draws random numbers (save the blinding inside crypto/).
 //
 // The draws come from the C library's rand(), because what is drawn, and that a process draws the same
-// after the same seed, is part of the contract. Built with KESTRUNE_STRONG_RANDOM, the same functions draw
-// from the system's generator instead and seeding does nothing. Any thread may call these functions; all share
-// one generator.
+// after the same seed, is part of the contract. Where the program asks for it, or the library is built with
+// KESTRUNE_STRONG_RANDOM, the same functions draw from the system's generator instead and seeding does nothing.
+// Any thread may call these functions; all share one generator.
 #ifndef KESTRUNE_CORE_RANDOM_H
 #define KESTRUNE_CORE_RANDOM_H
 
@@ -11,7 +11,9 @@
 
 namespace kestrune {
 
-// Whether the system's generator answers.
+// From now on the system's generator answers, in the whole process and for good.
+void UseSystemRandom();
+// Whether it does.
 bool RandomIsStrong();
 
 // One draw, from 0 to RAND_MAX.
