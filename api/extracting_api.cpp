@@ -4,9 +4,12 @@
 
 #include <kestrune/kestrune.h>
 #include "api/message_call.h"
+#include "blocks/block_cell.h"
+#include "blocks/flat_name.h"
 #include "core/entry_point.h"
 #include "core/scrub.h"
 #include "core/trace.h"
+#include "envelope/lent_tree.h"
 
 using namespace kestrune;
 
@@ -21,6 +24,31 @@ void PrintResult(const CBuffer& routing) {
 }
 
 }  // namespace
+
+int kestrune_block_kind(const unsigned char* block, unsigned long long length) {
+  const std::string_view name = NameOfFlatTree(block, length);
+  if (name == "AUTH") return KESTRUNE_TRANSPORT_BLOCK;
+  return name == "DATA" ? KESTRUNE_GREY_BLOCK : 0;
+}
+
+long kestrune_grey_routing(const unsigned char* grey, unsigned long long length, char** xml) {
+  if (xml != nullptr) *xml = nullptr;
+  if (grey == nullptr) return argument::kNoInput;
+  if (xml == nullptr) return argument::kNoOutput;
+  return EntryPoint([&]() -> long {
+    TypV2InstanceCreatorUnix creator;
+    Owned<TypV2BlockCell> cell;
+    CBuffer routing;
+    Result rc = LoadLentTree(&creator, grey, length, &cell);
+    // The "routing" of any other block would be its signature, or whatever stands there.
+    if (rc == kOk && kestrune_block_kind(grey, length) != KESTRUNE_GREY_BLOCK) rc = envelope::kNoInput;
+    if (rc == kOk) rc = routing.ReceiveText([&](char** text) { return cell->GetXMLForkCopy(text); });
+    if (rc != kOk) return rc;
+    if (!routing && !routing.Allocate(1)) return kNoObject;
+    *xml = routing.release_text();
+    return kOk;
+  });
+}
 
 long Api2ExtractGrisFromHTTPSBlock(const unsigned char* block, unsigned long long length, const char* folder,
                                    unsigned char** grey, unsigned long long* greyLength, char* signer) {

@@ -10,6 +10,7 @@
 #include "core/light_xml.h"
 #include "core/result.h"
 #include "envelope/crypto_interface.h"
+#include "envelope/kest.h"
 #include "envelope/lent_tree.h"
 #include "keys/message_cipher.h"
 #include "sign/digest.h"
@@ -20,7 +21,6 @@ using namespace kestrune;
 namespace {
 
 constexpr unsigned long long kMostBytesToDecipher = 1'000'000'000;
-constexpr std::size_t kSignBytes = 16384;
 
 static_assert(kSignerNameBytes == TypApiV2SignatureVerify::kNameOutputBytes);
 
@@ -201,18 +201,12 @@ int TypV2CryptoInterface::LoadRedFromUncryptedVertFlat(const unsigned char* kest
 
 int TypV2CryptoInterface::LoadRed(const unsigned char* kest, unsigned long long length,
                                   TypV2BlockCell** red) {
-  Owned<TypV2BlockCell> cell;
-  Result rc = LoadLentTree(creator_, kest, length, &cell);
-  if (rc != kOk) return rc;
-  SecretCBuffer xml;
-  if (rc = xml.ReceiveText([&](char** text) { return cell->GetXMLForkCopy(text); }); rc != kOk) return rc;
-  // The sender's signature has to be there; whether it holds is not asked here.
-  SecretArray<kSignBytes> sign;
-  rc = ExtractFirst(utils_.get(), xml ? xml.text() : "", "SIGN", sign.text(), sign.size() - 1);
+  Kest loaded;
+  Result rc = loaded.Load(creator_, utils_.get(), kest, length);
   if (rc != kOk) return rc;
   Owned<TypV2BlockCell> tree(creator_->newTypV2BlockCell());
   if (rc = tree.Init(creator_); rc != kOk) return rc;
-  if (rc = tree->LoadFlatData(cell->GetDataForkPtr(), cell->GetDataForkLen()); rc != kOk) return rc;
+  if (rc = tree->LoadFlatData(loaded.red().data(), loaded.red().size()); rc != kOk) return rc;
   *red = tree.Release();
   return kOk;
 }

@@ -12,7 +12,6 @@
 #include <string.h>
 
 #include <kestrune/kestrune.h>
-#include "signer.h"
 
 static int failed(const char* step, long code) {
   fprintf(stderr, "%s: %ld\n", step, code);
@@ -55,7 +54,7 @@ static int is_signed_by(const char* eml, const char* signer) {
   }
   if (length >= sizeof sender) return 0;
   memcpy(sender, name, length);
-  return is_sender(signer, sender);
+  return kestrune_is_sender(signer, sender);
 }
 
 int main(int argc, char** argv) {

@@ -13,7 +13,6 @@
 #include <string.h>
 
 #include <kestrune/kestrune.h>
-#include "signer.h"
 
 /* The elements of a routing XML; nothing in it is escaped. */
 static const struct {
@@ -36,7 +35,7 @@ static void print_element(const char* xml, const char* tag, const char* meaning)
 static int is_signed_by(const char* xml, const char* signer) {
   char sender[KESTRUNE_SIGNER_NAME_BYTES];
   return api2ExtractSmallValueFromXMLLight(xml, "F", 1, sender, 0, sizeof sender - 1) == 0 &&
-         is_sender(signer, sender);
+         kestrune_is_sender(signer, sender);
 }
 
 int main(int argc, char** argv) {

@@ -11,7 +11,6 @@
 #include <string.h>
 
 #include <kestrune/kestrune.h>
-#include "signer.h"
 
 static const char kUser[] = "durand";
 static const char kSigner[] = "medecin";
@@ -80,7 +79,7 @@ int main(int argc, char** argv) {
   char sender[KESTRUNE_SIGNER_NAME_BYTES] = "";
   read_sender(xml, sender);
   /* Nothing of a message is shown under a name that is not the signer's. */
-  if (!is_sender(signer, sender)) return failed("the sender is not who signed", 0);
+  if (!kestrune_is_sender(signer, sender)) return failed("the sender is not who signed", 0);
   printf("The sender is %s.\n", sender);
   const char* message = strstr(xml, "<TEXT>");
   if (message != NULL) printf("Opened: %.40s...\n", message);

@@ -320,7 +320,7 @@ KESTRUNE_API long Api2CrypterMem(const char* text, const char* attachmentFiles, 
  * certificate in the folder can pose as any other: the <F> of the grey block's routing, and again, for who wrote
  * both wrote them separately, that of the opened message's, which is a mail's "From:". <F> is NAME, `signer` is
  * NAME.LETTER.YEAR: the whole <F>, a dot, one letter, a dot, digits, and nothing else, for a NAME may hold dots of
- * its own. examples/signer.h is that comparison.
+ * its own. kestrune_is_sender is that comparison.
  *
  * block, length        -62, -61: null, 0
  * folder               certificates. -62: null.
@@ -414,8 +414,7 @@ KESTRUNE_API int kestrune_block_kind(const unsigned char* block, unsigned long l
  * grey  -62: null. Length 0 is -75.
  * xml   -60: null. A new text; "" when the block has no routing; null after a failure.
  *
- * -75, -73, -74, -79: no intact block. A transport block is opened like a grey one, and its "routing" is then its
- * signature: ask kestrune_block_kind first.
+ * -75, -73, -74, -79: no intact block. -77: it is intact, but no grey block.
  */
 KESTRUNE_API long kestrune_grey_routing(const unsigned char* grey, unsigned long long length, char** xml);
 
