@@ -1,0 +1,16 @@
+// The commands: each in a source of its own, which declares its options and does its work.
+#ifndef KESTRUNE_CLI_COMMANDS_H
+#define KESTRUNE_CLI_COMMANDS_H
+
+#include "cli/program.h"
+
+namespace kestrune::cli {
+
+void AddSign(Program& program);
+
+// In the order of the help.
+inline constexpr void (*kCommands[])(Program&) = {AddSign};
+
+}  // namespace kestrune::cli
+
+#endif

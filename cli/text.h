@@ -1,0 +1,36 @@
+// The program's words: English in the sources, other languages in po/.
+#ifndef KESTRUNE_CLI_TEXT_H
+#define KESTRUNE_CLI_TEXT_H
+
+#include <libintl.h>
+
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+namespace kestrune::cli {
+
+// Takes the user's language from the locale. A machine on which that locale was never generated still speaks it.
+void ChooseLanguage();
+
+// "en", "fr": what the texts of this run are in, as kestrune_code_find() wants it.
+const char* Language();
+
+// The text in the user's language.
+inline const char* _(const char* text) {
+  return dgettext("kestrune", text);
+}
+inline const char* _(const char* one, const char* many, unsigned long count) {
+  return dngettext("kestrune", one, many, count);
+}
+
+// The pattern with {1}, {2} ... replaced; what is put in is not searched again.
+std::string Fill(std::string_view pattern, std::initializer_list<std::string_view> values);
+
+// A text of somebody else's as one that a terminal only shows: controls and broken UTF-8 become \xNN. With `lines`
+// line feeds and tabulators stay.
+std::string Printable(std::string_view text, bool lines = false);
+
+}  // namespace kestrune::cli
+
+#endif
