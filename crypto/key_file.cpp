@@ -6,6 +6,7 @@
 
 #include "crypto/classic.h"
 #include "crypto/der.h"
+#include "crypto/key_protection.h"
 #include "crypto/key_text.h"
 #include "crypto/library.h"
 #include "crypto/pass_phrase.h"
@@ -106,7 +107,41 @@ int ParseDer(der::Bytes der, const PassPhrase& phrase, rsa_context* key) {
   return rc;
 }
 
+// ---- Its protection ----------------------------------------------------------------------------------
+
+bool IsPem(const KeyText& file) {
+  return file.text().find("-----BEGIN ") != std::string_view::npos;
+}
+
+KeyProtection ProtectionOfPem(std::string_view text) {
+  for (const std::string_view label : {kTraditional, kElliptic, kPlain, kEnciphered}) {
+    PemPart part;
+    const PemRead read = part.Read(text, label, PassPhrase{});
+    if (read == PemRead::kAbsent) continue;
+    if (read == PemRead::kNoMemory) return KeyProtection::kNoMemory;
+    if (read == PemRead::kPassPhrase && label == kTraditional) return KeyProtection::kPassPhrase;
+    if (part.was_protected) return KeyProtection::kUnread;
+    if (label != kEnciphered) return KeyProtection::kNone;
+    return read == PemRead::kDone && ReadsWay(part.der.span()) ? KeyProtection::kPassPhrase
+                                                               : KeyProtection::kUnread;
+  }
+  return KeyProtection::kNone;
+}
+
+KeyProtection ProtectionOfDer(der::Bytes der) {
+  if (!IsEnciphered(der)) return KeyProtection::kNone;
+  return ReadsWay(der) ? KeyProtection::kPassPhrase : KeyProtection::kUnread;
+}
+
 }  // namespace
+
+KeyProtection ProtectionOf(const char* path) {
+  const KeyText file(path);
+  if (file.lacks_memory()) return KeyProtection::kNoMemory;
+  if (!file.complete()) return KeyProtection::kNone;
+  return IsPem(file) ? ProtectionOfPem(file.text()) : ProtectionOfDer(file.bytes());
+}
+
 }  // namespace kestrune::crypto
 
 int x509parse_keyfile(rsa_context* key, const char* path, const char* password) {
@@ -119,6 +154,5 @@ int x509parse_keyfile(rsa_context* key, const char* path, const char* password) 
   if (password != nullptr) {
     phrase = {reinterpret_cast<const unsigned char*>(password), std::string_view(password).size()};
   }
-  const bool is_pem = file.text().find("-----BEGIN ") != std::string_view::npos;
-  return is_pem ? ParsePem(file.text(), phrase, key) : ParseDer(file.bytes(), phrase, key);
+  return IsPem(file) ? ParsePem(file.text(), phrase, key) : ParseDer(file.bytes(), phrase, key);
 }

@@ -199,6 +199,20 @@ Opened Open(Way way, const der::Reader::Algorithm& scheme, const PassPhrase& phr
   return is_known ? open(way, phrase, bytes) : Opened::kUnreadable;
 }
 
+bool ReadsPkcs12(const der::Reader::Algorithm& scheme) {
+  Pkcs12 way;
+  if (!way.Parse(scheme)) return false;  // too many iterations, too
+  const unsigned char key[kRc4KeyBytes] = {};
+  return !way.is_rc4 || DecipherRc4(key, {});  // not every library has it
+}
+
+// EncryptedPrivateKeyInfo.
+bool Split(der::Bytes der, der::Reader::Algorithm* scheme, der::Bytes* enciphered) {
+  der::Reader outer(der), inner;
+  return outer.Take(der::kSequence, &inner) && inner.TakeAlgorithm(scheme) &&
+         inner.Take(der::kOctetString, enciphered);
+}
+
 }  // namespace
 
 std::size_t KeyBytes(Cipher cipher) {
@@ -241,13 +255,24 @@ bool OpenTraditional(Cipher cipher, const unsigned char* iv, const PassPhrase& p
   return DecipherCbc(cipher, key.data(), iv, bytes);
 }
 
-Opened OpenPkcs8(der::Bytes der, const PassPhrase& phrase, SecretCBuffer* plain) {
-  der::Reader outer(der), inner;
+bool IsEnciphered(der::Bytes der) {
   der::Reader::Algorithm scheme;
   der::Bytes enciphered;
-  const bool is_whole = outer.Take(der::kSequence, &inner) && inner.TakeAlgorithm(&scheme) &&
-                        inner.Take(der::kOctetString, &enciphered);
-  if (!is_whole) return phrase.length == 0 ? Opened::kMismatch : Opened::kUnreadable;
+  return Split(der, &scheme, &enciphered);
+}
+
+bool ReadsWay(der::Bytes der) {
+  der::Reader::Algorithm scheme;
+  der::Bytes enciphered;
+  if (!Split(der, &scheme, &enciphered)) return false;
+  if (!der::Is(scheme.identifier, kPbes2)) return ReadsPkcs12(scheme);
+  return Pbes2().Parse(scheme);  // with few enough iterations
+}
+
+Opened OpenPkcs8(der::Bytes der, const PassPhrase& phrase, SecretCBuffer* plain) {
+  der::Reader::Algorithm scheme;
+  der::Bytes enciphered;
+  if (!Split(der, &scheme, &enciphered)) return phrase.length == 0 ? Opened::kMismatch : Opened::kUnreadable;
   if (!plain->Allocate(enciphered.size())) return Opened::kNoMemory;
   std::copy(enciphered.begin(), enciphered.end(), plain->data());
   return der::Is(scheme.identifier, kPbes2) ? Open(Pbes2{}, scheme, phrase, plain->span(), OpenPbes2)

@@ -40,6 +40,10 @@ enum class Opened {
 // opened for hours, is unreadable. `plain` keeps the padding behind the key.
 Opened OpenPkcs8(der::Bytes der, const PassPhrase& phrase, SecretCBuffer* plain);
 
+// Whether it is one, and whether OpenPkcs8 would try a pass phrase on it.
+bool IsEnciphered(der::Bytes der);
+bool ReadsWay(der::Bytes der);
+
 // Every private key is a sequence that begins with a version number; what a wrong pass phrase deciphers to is none. A
 // guess from less (two bytes, or the padding) would take one wrong phrase in a few hundred for a damaged key.
 bool BeginsAsKey(der::Bytes bytes, int wanted_version);

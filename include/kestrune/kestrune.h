@@ -519,13 +519,13 @@ typedef struct kestrune_key {
   int year;         /* of the calendar, 2026; 0: none in the name */
   char letter;      /* 0: none in the name */
   /*
-   * 0: its reader takes it. Personal and master keys: -9 it cannot be opened (the master key: -43 if it cannot be
-   * read at all), -8 shorter than its header says, -107 no pad, or a next byte behind it. Signing keys: -95
-   * unreadable, no RSA key, or inconsistent. Certificates: -106 unreadable, or its key is no RSA key. A path of more
-   * than 255 characters: -99, -103 for signing keys, -106 for certificates.
+   * 0: its readers take it, the pass phrase aside. Personal and master keys: -9 it cannot be opened (the master key:
+   * -43 if it may not be read), -8 shorter than its header says, -107 a pad is empty, or a next byte outside of it.
+   * Signing keys: -95 unreadable, no RSA key, or inconsistent. Certificates: -106 unreadable, or no RSA key in it.
+   * Where folder and name have more than 255 characters: -99, for signing keys -103.
    */
   long state;
-  /* Signing keys. 0: none. 1: a pass phrase. 2: one by a way that this library does not read (state is -95). */
+  /* Of signing keys. 0: none. 1: a pass phrase. 2: one by a way that this library does not read (state is -95). */
   int protection;
   /*
    * Personal and master keys that have a header, else 0: bytes of each pad, its next unused byte, and how often it
