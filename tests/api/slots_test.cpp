@@ -14,7 +14,7 @@ namespace {
 // The tables of the built library, as the linker's tools see them: a line for each class with its operations.
 TEST(Slots, AreThoseThatOtherProgramsCall) {
   const auto print = [](const std::string& tool) {
-    return std::istringstream(RunProgram({"sh", "-c", tool + " $0 | c++filt -p", KESTRUNE_LIBRARY}).out);
+    return std::istringstream(RunProgram({"sh", "-c", tool + " \"$0\" | c++filt -p", KESTRUNE_LIBRARY}).out);
   };
   const auto behind = [](const std::string& text, const std::string& mark) {
     const std::size_t at = text.rfind(mark);
