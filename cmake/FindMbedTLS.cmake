@@ -1,5 +1,5 @@
 # Finds the cryptographic part of mbed TLS, 2.28 or 3.6, as the distribution packages it (2.28 ships no CMake package and
-# no .pc file). Targets: MbedTLS::crypto (shared), MbedTLS::crypto_static (archive). MbedTLS_VERSION is its version.
+# no .pc file). Target: MbedTLS::crypto. MbedTLS_VERSION is its version, MbedTLS_CRYPTO_ARCHIVE the archive, if there is one.
 find_path(MbedTLS_INCLUDE_DIR mbedtls/version.h)
 find_library(MbedTLS_CRYPTO_LIBRARY mbedcrypto)
 find_library(MbedTLS_CRYPTO_ARCHIVE libmbedcrypto.a)
@@ -16,15 +16,11 @@ endforeach()
 
 include(FindPackageHandleStandardArgs)
 find_package_handle_standard_args(MbedTLS
-  REQUIRED_VARS MbedTLS_CRYPTO_LIBRARY MbedTLS_CRYPTO_ARCHIVE MbedTLS_INCLUDE_DIR VERSION_VAR MbedTLS_VERSION)
+  REQUIRED_VARS MbedTLS_CRYPTO_LIBRARY MbedTLS_INCLUDE_DIR VERSION_VAR MbedTLS_VERSION)
 
 if(MbedTLS_FOUND AND NOT TARGET MbedTLS::crypto)
   add_library(MbedTLS::crypto INTERFACE IMPORTED)
   set_target_properties(MbedTLS::crypto PROPERTIES
     INTERFACE_INCLUDE_DIRECTORIES "${MbedTLS_INCLUDE_DIR}"
     INTERFACE_LINK_LIBRARIES "${MbedTLS_CRYPTO_LIBRARY}")
-  add_library(MbedTLS::crypto_static INTERFACE IMPORTED)
-  set_target_properties(MbedTLS::crypto_static PROPERTIES
-    INTERFACE_INCLUDE_DIRECTORIES "${MbedTLS_INCLUDE_DIR}"
-    INTERFACE_LINK_LIBRARIES "${MbedTLS_CRYPTO_ARCHIVE}")
 endif()

@@ -1,5 +1,5 @@
 # Which cryptographic library stands behind crypto/. Targets: kestrune_crypto, the shared library, and
-# kestrune_crypto_static, the archive.
+# kestrune_crypto_static, the archive (KESTRUNE_CRYPTO_ARCHIVE), which the tool alone is linked with.
 set(KESTRUNE_CRYPTO mbedtls CACHE STRING
   "Cryptographic library: mbedtls (mbed TLS 2.28 or 3.6) or openssl (libcrypto 3.0 or later)")
 set_property(CACHE KESTRUNE_CRYPTO PROPERTY STRINGS mbedtls openssl)
@@ -15,11 +15,13 @@ if(KESTRUNE_CRYPTO STREQUAL "mbedtls")
   set(KESTRUNE_CRYPTO_TARGET MbedTLS::crypto)
   set(KESTRUNE_CRYPTO_LINK "-lmbedcrypto")
   set(KESTRUNE_CRYPTO_DEBIAN libmbedtls-dev)
-  target_link_libraries(kestrune_crypto_static INTERFACE MbedTLS::crypto_static)
+  set(KESTRUNE_CRYPTO_ARCHIVE ${MbedTLS_CRYPTO_ARCHIVE})
+  target_include_directories(kestrune_crypto_static INTERFACE ${MbedTLS_INCLUDE_DIR})
+  target_link_libraries(kestrune_crypto_static INTERFACE ${KESTRUNE_CRYPTO_ARCHIVE})
 elseif(KESTRUNE_CRYPTO STREQUAL "openssl")
   find_package(OpenSSL 3.0 REQUIRED COMPONENTS Crypto)
   get_filename_component(crypto_folder ${OPENSSL_CRYPTO_LIBRARY} DIRECTORY)
-  find_library(KESTRUNE_CRYPTO_ARCHIVE libcrypto.a HINTS ${crypto_folder} REQUIRED)
+  find_library(KESTRUNE_CRYPTO_ARCHIVE libcrypto.a HINTS ${crypto_folder})
   set(KESTRUNE_CRYPTO_FOUND "OpenSSL")
   set(KESTRUNE_CRYPTO_VERSION ${OPENSSL_VERSION})
   set(KESTRUNE_CRYPTO_PACKAGE "OpenSSL 3.0 COMPONENTS Crypto")
@@ -30,6 +32,10 @@ elseif(KESTRUNE_CRYPTO STREQUAL "openssl")
   target_link_libraries(kestrune_crypto_static INTERFACE ${KESTRUNE_CRYPTO_ARCHIVE} ${CMAKE_DL_LIBS})
 else()
   message(FATAL_ERROR "KESTRUNE_CRYPTO must be mbedtls or openssl")
+endif()
+if(NOT KESTRUNE_CRYPTO_ARCHIVE AND NOT KESTRUNE_TOOL_SHARED_CRYPTO)
+  message(FATAL_ERROR "There is no archive of ${KESTRUNE_CRYPTO_FOUND} to link the tool with: "
+    "install it, or configure with -DKESTRUNE_TOOL_SHARED_CRYPTO=ON")
 endif()
 target_link_libraries(kestrune_crypto INTERFACE ${KESTRUNE_CRYPTO_TARGET})
 message(STATUS "Cryptographic library: ${KESTRUNE_CRYPTO_FOUND} ${KESTRUNE_CRYPTO_VERSION}")

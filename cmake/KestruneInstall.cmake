@@ -2,43 +2,39 @@
 # installed names a path of the build or of the installation.
 include(CMakePackageConfigHelpers)
 
-set(installed_headers
-  base/bounded_text.h base/buffer.h base/export.h base/memory.h base/wipe.h
-  blocks/block_cell.h blocks/fork.h blocks/v1_structure.h
-  core/file_ref.h core/instance_creator.h core/key_header.h core/limits.h core/object.h core/owned.h core/result.h
-  core/string_helpers.h core/utils.h
-  crypto/classic.h
-  envelope/crypto_interface.h
-  keys/aes.h keys/install_cipher.h keys/kestrune_key.h keys/master_key.h keys/message_cipher.h
-  mail/charset.h mail/mail_text.h
-  sign/key_utils.h sign/signature.h sign/signature_verify.h)
-
-set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/kestrune)
-# <kestrune/kestrune.h> is found in the first, what the headers themselves include in the second.
-set(header_folders ${CMAKE_INSTALL_INCLUDEDIR} ${header_folder})
 set(cmake_folder ${CMAKE_INSTALL_LIBDIR}/cmake/kestrune)
+set(library_part COMPONENT library)
 set(tool_part COMPONENT tool)
 set(dev_part COMPONENT development)
 
-# --- Programs, libraries, headers ---------------------------------------------------------------------
-install(TARGETS kestrunesign RUNTIME ${tool_part})
-install(TARGETS kestrune EXPORT kestruneTargets
-  LIBRARY ${tool_part} NAMELINK_COMPONENT development
-  INCLUDES DESTINATION ${header_folders})
-install(TARGETS kestrune_static EXPORT kestruneTargets
-  ARCHIVE ${dev_part} INCLUDES DESTINATION ${header_folders})
-
-foreach(header IN LISTS installed_headers)
-  get_filename_component(folder ${header} DIRECTORY)
-  install(FILES ${PROJECT_SOURCE_DIR}/${header} DESTINATION ${header_folder}/${folder} ${dev_part})
+# --- Libraries, headers ------------------------------------------------------------------------------
+if(kestrune_shared)
+  install(TARGETS kestrune EXPORT kestruneTargets LIBRARY ${library_part} NAMELINK_COMPONENT development)
+endif()
+if(kestrune_archive)
+  install(TARGETS kestrune_static EXPORT kestruneTargets ARCHIVE ${dev_part})
+endif()
+foreach(header IN LISTS kestrune_headers ITEMS kestrune.h)
+  get_filename_component(folder kestrune/${header} DIRECTORY)
+  install(FILES ${kestrune_include_folder}/kestrune/${header}
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${folder} ${dev_part})
 endforeach()
-install(FILES ${PROJECT_SOURCE_DIR}/include/kestrune/kestrune.h DESTINATION ${header_folder} ${dev_part})
 
 # --- For those who build against it -------------------------------------------------------------------
 set(strong_random 0)
 if(KESTRUNE_STRONG_RANDOM)
   set(strong_random 1)
 endif()
+# What the archive needs besides is told by `pkg-config --static` alone, unless there is nothing else.
+set(cxx_libraries ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
+list(FILTER cxx_libraries INCLUDE REGEX "^(stdc\\+\\+|c\\+\\+|c\\+\\+abi|m)$")
+list(TRANSFORM cxx_libraries PREPEND -l OUTPUT_VARIABLE pc_private)
+list(JOIN pc_private " " pc_private)
+set(pc_libs "Libs: -L\${libdir} -lkestrune\nLibs.private: ${KESTRUNE_CRYPTO_LINK} ${pc_private}")
+if(NOT kestrune_shared)
+  string(REPLACE "\nLibs.private:" "" pc_libs "${pc_libs}")
+endif()
+
 install(EXPORT kestruneTargets NAMESPACE kestrune:: DESTINATION ${cmake_folder} ${dev_part})
 configure_package_config_file(cmake/kestruneConfig.cmake.in ${PROJECT_BINARY_DIR}/kestruneConfig.cmake
   INSTALL_DESTINATION ${cmake_folder})
@@ -61,41 +57,47 @@ function(compressed source target)
   set_property(GLOBAL APPEND PROPERTY kestrune_compressed ${target})
 endfunction()
 
-foreach(language IN ITEMS en fr)
-  set(man_folder ${CMAKE_INSTALL_MANDIR})
-  if(NOT language STREQUAL en)
-    string(APPEND man_folder /${language})
-  endif()
-  foreach(page IN ITEMS kestrunesign.1 kestrune.3 kestrune.5 kestrune-codes.7)
-    string(REGEX REPLACE ".*\\." "" section ${page})
-    set(part ${dev_part})
-    if(page STREQUAL kestrunesign.1 OR page STREQUAL kestrune-codes.7)
-      set(part ${tool_part})
+# kestrune_install_pages(PART PAGE...): manual pages, in every language in which there is one.
+function(kestrune_install_pages part)
+  foreach(language IN ITEMS en fr)
+    set(man_folder ${CMAKE_INSTALL_MANDIR})
+    if(NOT language STREQUAL en)
+      string(APPEND man_folder /${language})
     endif()
-    set(target ${PROJECT_BINARY_DIR}/man-${language}-${page}.gz)
-    compressed(${PROJECT_SOURCE_DIR}/man/${language}/${page} ${target})
-    install(FILES ${target} RENAME ${page}.gz DESTINATION ${man_folder}/man${section} ${part})
+    foreach(page IN LISTS ARGN)
+      get_filename_component(section ${page} LAST_EXT)
+      string(REPLACE . man section ${section})
+      set(source ${PROJECT_SOURCE_DIR}/man/${language}/${page})
+      set(target ${PROJECT_BINARY_DIR}/man-${language}-${page}.gz)
+      compressed(${source} ${target})
+      install(FILES ${target} RENAME ${page}.gz DESTINATION ${man_folder}/${section} COMPONENT ${part})
+    endforeach()
   endforeach()
-endforeach()
+endfunction()
 
-set(tool_doc ${CMAKE_INSTALL_DOCDIR})
-set(dev_doc ${CMAKE_INSTALL_DATAROOTDIR}/doc/libkestrune-dev)
-compressed(${PROJECT_SOURCE_DIR}/cmake/debian/changelog ${PROJECT_BINARY_DIR}/changelog.gz)
-foreach(part IN ITEMS tool dev)
-  install(FILES ${PROJECT_SOURCE_DIR}/cmake/debian/copyright DESTINATION ${${part}_doc} ${${part}_part})
-  install(FILES ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${${part}_doc} ${${part}_part})
-endforeach()
+# kestrune_install_program(TARGET NAME): a program of the package kestrune with its page NAME.1 and its completions.
+function(kestrune_install_program target name)
+  install(TARGETS ${target} RUNTIME ${tool_part})
+  kestrune_install_pages(tool ${name}.1)
+  set(completions ${PROJECT_SOURCE_DIR}/completions)
+  install(FILES ${completions}/${name}.bash RENAME ${name}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions ${tool_part})
+  install(FILES ${completions}/_${name} DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions ${tool_part})
+  install(FILES ${completions}/${name}.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d ${tool_part})
+endfunction()
+
+kestrune_install_program(kestrunesign kestrunesign)
+kestrune_install_pages(tool kestrune-codes.7)
+kestrune_install_pages(development kestrune.3 kestrune.5)
+
+# The README's links lead where they did: the pages lie beside it.
+install(FILES README.md README.fr.md DESTINATION ${CMAKE_INSTALL_DOCDIR} ${tool_part})
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} ${tool_part} FILES_MATCHING PATTERN *.md)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/libkestrune-dev ${dev_part}
+  FILES_MATCHING PATTERN *.c PATTERN *.cpp PATTERN *.h PATTERN note.txt)
+
+if(KESTRUNE_DEBIAN_PACKAGES)
+  include(KestrunePackages)
+endif()
 get_property(compressed_files GLOBAL PROPERTY kestrune_compressed)
 add_custom_target(compressed_documents ALL DEPENDS ${compressed_files})
-
-install(FILES README.md README.fr.md DESTINATION ${tool_doc} ${tool_part})
-install(DIRECTORY docs DESTINATION ${dev_doc} ${dev_part} FILES_MATCHING PATTERN *.md)
-install(DIRECTORY examples DESTINATION ${dev_doc} ${dev_part}
-  FILES_MATCHING PATTERN *.c PATTERN *.cpp PATTERN *.h PATTERN note.txt)
-install(FILES completions/kestrunesign.bash RENAME kestrunesign
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions ${tool_part})
-install(FILES completions/_kestrunesign DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions ${tool_part})
-install(FILES completions/kestrunesign.fish
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d ${tool_part})
-
-include(KestrunePackages)

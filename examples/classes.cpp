@@ -6,10 +6,10 @@
 #include <string_view>
 #include <vector>
 
-#include "blocks/block_cell.h"
-#include "core/instance_creator.h"
-#include "core/owned.h"
-#include "core/result.h"
+#include <kestrune/blocks/block_cell.h>
+#include <kestrune/core/instance_creator.h>
+#include <kestrune/core/owned.h>
+#include <kestrune/core/result.h>
 
 using kestrune::CBuffer;
 using kestrune::kOk;

@@ -1,11 +1,13 @@
 // A program on the classes: finds the library with find_package, makes objects through the factory.
+#include "core/object.h"
+
 #include <cstdio>
 #include <cstring>
 
-#include "blocks/block_cell.h"
-#include "core/instance_creator.h"
-#include "core/owned.h"
-#include "core/utils.h"
+#include <kestrune/blocks/block_cell.h>
+#include <kestrune/core/instance_creator.h>
+#include <kestrune/core/owned.h>
+#include <kestrune/core/utils.h>
 
 int main() {
   TypV2InstanceCreatorUnix creator;
@@ -22,5 +24,5 @@ int main() {
   char head[49];
   utils->Hexadecimalise(flat.data(), 24, head);
   std::printf("%zu %s\n", flat.size(), head);
-  return 0;
+  return Object{}.status;
 }
