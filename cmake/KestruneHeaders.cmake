@@ -5,7 +5,7 @@ set(kestrune_headers
   base/bounded_text.h base/buffer.h base/export.h base/memory.h base/wipe.h
   blocks/block_cell.h blocks/fork.h blocks/v1_structure.h
   core/file_ref.h core/instance_creator.h core/key_header.h core/limits.h core/object.h core/owned.h core/result.h
-  core/string_helpers.h core/utils.h
+  core/result_codes.inc core/string_helpers.h core/utils.h
   crypto/classic.h
   envelope/crypto_interface.h
   keys/aes.h keys/install_cipher.h keys/kestrune_key.h keys/master_key.h keys/message_cipher.h

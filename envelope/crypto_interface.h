@@ -86,8 +86,8 @@ class KESTRUNE_API TypV2CryptoInterface : public kestrune::LibraryObject<TypV2Cr
   //                  of the transport block, for the caller to free
   // -75, -73, -74, -79: no intact transport or grey block. -76, -77: no signature or no grey block in it.
   // -69, -70, -71: malformed signature XML; -69 also for a routing XML without <M>. -106: no certificate for
-  // the signer's name. -68: the signature is not that signer's over this grey block. -57: no <C> of at most
-  // 40 characters, where a key reference is asked for.
+  // the signer's name. -68: the signature is not that signer's over this grey block. -93: more than
+  // 1,000,000,000 bytes. -57: no <C> of at most 40 characters, where a key reference is asked for.
   virtual int ExtractVertFlatFromHTTPSBlock(const unsigned char* block, unsigned long long length,
                                             char** routing, char* key_reference, char* signer,
                                             unsigned char** green, unsigned long long* green_length,

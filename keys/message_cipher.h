@@ -42,8 +42,8 @@ class KESTRUNE_API TypKestruneV2 : public kestrune::LibraryObject<TypKestruneV2>
   //   *out         new buffer that the caller frees, its first *out_length bytes the sealed body; null and 0
   //                on failure
   // Pad bytes taken stay taken when a later step fails. An empty body is sealed, but see Low_decrypter.
-  // Codes: those of the two key files, unchanged; -2064: so long (2 GiB) that AES refuses; -96: no memory or
-  // object.
+  // Codes: those of the two key files, unchanged (-43: no master key; -9, -99, -92, -8, -107, -7); -2064: so
+  // long (2 GiB) that AES refuses; -96: no memory or object.
   virtual int Low_crypter(const unsigned char* in, unsigned long long length, unsigned char** out,
                           unsigned long long* out_length);
 

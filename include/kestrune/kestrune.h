@@ -5,9 +5,9 @@
  * Conventions
  *   Texts are zero-terminated strings of 8-bit characters. Lengths are in bytes, the terminator not counted.
  *   What is only read (const) is not needed after the call, and is left as it is.
- *   A function with a result returns 0 or a negative code. kestrune-codes(7) explains them all; core/result.h, a
- *   C++ header, gives names to those that are the library's own (-2064 is the cryptographic library's). A number
- *   can mean different things in different functions, a name cannot.
+ *   A function with a result returns 0 or a negative code. kestrune_code_text and kestrune-codes(7) explain them
+ *   all; core/result.h, a C++ header, gives names to those that are the library's own (-2064 is the cryptographic
+ *   library's). A number can mean different things in different functions, a name cannot.
  *   Buffers handed out come from malloc(); the caller gives them to free().
  *   A key folder is a prefix: it must end with the path separator.
  *   Output buffers whose room is told below are the caller's; their size cannot be checked.
@@ -329,7 +329,8 @@ KESTRUNE_API long Api2CrypterMem(const char* text, const char* attachmentFiles, 
  *                      or null; empty after every failure.
  *
  * -75, -73, -74, -79: no intact transport or grey block. -76, -77: it has no signature, no grey block. -69,
- * -70, -71: malformed signature. -106: no certificate. -68: the signature does not hold.
+ * -70, -71: malformed signature. -106: no certificate. -68: the signature does not hold. -93: more than 1,000,000,000
+ * bytes.
  */
 KESTRUNE_API long Api2ExtractGrisFromHTTPSBlock(const unsigned char* block, unsigned long long length,
                                                 const char* folder, unsigned char** grey,
@@ -394,6 +395,8 @@ KESTRUNE_API long Api2ExtractRoutageOnlyFromHTTPSBlock(const char* blockFile, co
  * renew.
  *
  * xml  may be null: gets the routing XML, a new text; null on failure, and for a block without one
+ *
+ * -9, -99: the file, as above. -75, -73, -74, -79: no intact grey block.
  */
 KESTRUNE_API long Api2ExtractRoutageOnlyFromGrisBlock(const char* greyFile, const void* unused, char** xml,
                                                       long printResult, long verbose);
@@ -487,7 +490,7 @@ KESTRUNE_API long kestrune_open_message(const unsigned char* grey, unsigned long
 
 /*
  * The same of a tree that was opened before. The tree stays the caller's and is only read. It does not hold the red
- * block's signature: red.signature is -76.
+ * block's signature: red.signature tells that there is none.
  *
  * -77: red is null. -62: folder is null. -60: message is null. -86: folder of more than 2047 characters. -96.
  */
@@ -715,6 +718,37 @@ KESTRUNE_API int GetFlatTextFromRedBlock(TypV2BlockCell* block, char* text);
  * -96: no memory. parts is untouched after a failure.
  */
 KESTRUNE_API int GetMimePJFromRedBlock(TypV2BlockCell* block, char* parts, const char* boundary);
+
+/* ---- Result codes ----------------------------------------------------------------------------------- */
+
+/*
+ * What a code means, and what to do. All texts are the library's own and stay; they are UTF-8.
+ *
+ * entry_point  where it came from: a function of this header ("Api2CrypterMem"), a member of its structures
+ *              ("kestrune_part::signature"), "kestrunesign", or a class or its operation ("TypV2AES",
+ *              "TypV2FileRef::OpenDF"; for a platform's class its base). Null: any; the answer is then the first
+ *              of kestrune_code_list.
+ * language     as locales are named: "fr", "fr_FR.UTF-8" and the like for French; anything else, null too, for
+ *              English
+ */
+typedef struct kestrune_code_meaning {
+  long code;
+  const char* name;      /* as in core/result.h: "verifier::kBadSignature"; no two codes share one */
+  const char* subsystem; /* a title: "Verification" */
+  const char* cause;     /* a sentence or a few */
+  const char* remedy;    /* the same */
+} kestrune_code_meaning;
+
+/* Cause and remedy in one text; never null: a code that has no meaning there is told as unknown. */
+KESTRUNE_API const char* kestrune_code_text(const char* entry_point, long code, const char* language);
+
+/* The same in its pieces; null when the code has no meaning there. */
+KESTRUNE_API const kestrune_code_meaning* kestrune_code_find(const char* entry_point, long code,
+                                                             const char* language);
+
+/* The n-th meaning (from 0) that any subsystem gives the code; null behind the last. */
+KESTRUNE_API const kestrune_code_meaning* kestrune_code_list(long code, unsigned long n,
+                                                             const char* language);
 
 #ifdef __cplusplus
 }
