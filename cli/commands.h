@@ -7,9 +7,16 @@
 namespace kestrune::cli {
 
 void AddSign(Program& program);
+void AddVerify(Program& program);
+void AddSeal(Program& program);
+void AddOpen(Program& program);
+void AddRoute(Program& program);
+void AddEncrypt(Program& program);
+void AddDecrypt(Program& program);
 
 // In the order of the help.
-inline constexpr void (*kCommands[])(Program&) = {AddSign};
+inline constexpr void (*kCommands[])(Program&) = {AddSign,  AddVerify,  AddSeal,   AddOpen,
+                                                  AddRoute, AddEncrypt, AddDecrypt};
 
 }  // namespace kestrune::cli
 

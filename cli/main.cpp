@@ -4,11 +4,14 @@
 #include <unistd.h>
 
 #include <new>
+#include <string_view>
 
 #include <kestrune/kestrune.h>
+#include "cli/apart.h"
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/ending.h"
+#include "cli/opening.h"
 #include "cli/output.h"
 #include "cli/text.h"
 
@@ -29,10 +32,24 @@ void ForbidCoreFiles() {
   (void)::setrlimit(RLIMIT_CORE, &none);
 }
 
+bool IsApart(int argc, char** argv) {
+  return argc == 2 && std::string_view(argv[1]) == kApartWord;
+}
+
+// What goes wrong there the program itself tells.
+int OpenQuietly() {
+  try {
+    return OpenInThisProcess();
+  } catch (const std::exception&) {
+    return static_cast<int>(Status::kCouldNot);
+  }
+}
+
 int Main(int argc, char** argv) {
   if (kestrune_use_system_random != nullptr) kestrune_use_system_random();
   ForbidCoreFiles();
   OccupyStandardDescriptors();
+  if (IsApart(argc, argv)) return OpenQuietly();
   ChooseLanguage();
   WatchSignals();
   try {

@@ -109,13 +109,22 @@ void Output::Write(std::string_view bytes) {
   WriteAll(path_ == kStandard ? STDOUT_FILENO : file_.get(), bytes, NameOf(path_, true));
 }
 
+void Output::Sync() {
+  if (!file_.is_open() || target_.empty()) return;
+  if (::fsync(file_.get()) != 0 || file_.Close() != 0) throw SystemFailure(errno, path_);
+}
+
+void Output::TakeBack() {
+  if (!target_.empty()) (void)std::remove(target_.c_str());
+}
+
 void Output::Commit() {
   if (path_ == kStandard) return;
   if (target_.empty()) {
     if (file_.Close() != 0) throw SystemFailure(errno, path_);
     return;
   }
-  if (::fsync(file_.get()) != 0 || file_.Close() != 0) throw SystemFailure(errno, path_);
+  Sync();
   const auto lock = FinishUndisturbed();
   if (MoveIntoPlace(pending_.path().c_str(), target_.c_str(), manner_.must_be_new && !manner_.force) != 0) {
     throw SystemFailure(errno, path_);

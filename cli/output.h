@@ -26,7 +26,9 @@ class Output {
   Output(std::string path, Manner manner);
 
   void Write(std::string_view bytes);
+  void Sync();  // makes it durable, so that the next step is short
   void Commit();
+  void TakeBack();  // removes what was committed
 
  private:
   void OpenBeside();

@@ -125,6 +125,14 @@ Secret PassPhrases::Of(const std::string& key) {
   return CopyOf(read_);
 }
 
+Secret PassPhrases::OfNew(const std::string& what) {
+  Secret first = Of(what);
+  if (!source_.is_given() && std::strcmp(first.text(), AskSecret(_("Once more")).text()) != 0) {
+    throw Failure(Status::kCouldNot, _("The two are not the same."), _("Type it again."));
+  }
+  return first;
+}
+
 Secret PassPhrases::OfSigningKey(const std::string& key) {
   return signing_source_.is_given() ? signing_source_.Read() : Of(key);
 }

@@ -40,6 +40,8 @@ class PassPhrases {
   // `key`: what is asked for on the terminal. Throws where there is neither source nor terminal.
   Secret Of(const std::string& key);
   Secret OfSigningKey(const std::string& key);
+  // A new one: on the terminal it is asked for twice.
+  Secret OfNew(const std::string& what);
 
  private:
   PassPhraseSource source_, signing_source_;
