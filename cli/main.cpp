@@ -46,7 +46,7 @@ int OpenQuietly() {
 }
 
 int Main(int argc, char** argv) {
-  if (kestrune_use_system_random != nullptr) kestrune_use_system_random();
+  kestrune_use_system_random();
   ForbidCoreFiles();
   OccupyStandardDescriptors();
   if (IsApart(argc, argv)) return OpenQuietly();
