@@ -26,7 +26,7 @@ static int failed(const char* what, const char* why) {
 }
 
 static int failed_with(const char* function, long code) {
-  fprintf(stderr, "%s: %ld\n", function, code); /* kestrune-codes(7) */
+  fprintf(stderr, "%s: %ld: %s\n", function, code, kestrune_code_text(function, code, NULL));
   return EXIT_FAILURE;
 }
 

@@ -23,6 +23,11 @@ static int failed(const char* what, const char* why) {
   return EXIT_FAILURE;
 }
 
+static int failed_with(const char* function, long code) {
+  fprintf(stderr, "%s: %ld: %s\n", function, code, kestrune_code_text(function, code, NULL));
+  return EXIT_FAILURE;
+}
+
 static unsigned char* read_file(const char* path, size_t* length) {
   struct stat status;
   FILE* file = fopen(path, "rb");
@@ -77,10 +82,7 @@ int main(int argc, char** argv) {
   alarm(0);
   for (volatile char* at = pass_phrase; *at != 0; ++at) *at = 0;
   free(grey);
-  if (code != 0) {
-    fprintf(stderr, "opening: %ld\n", code); /* kestrune-codes(7) */
-    return EXIT_FAILURE;
-  }
+  if (code != 0) return failed_with("kestrune_open_message", code);
   /* Nothing is shown under the name of one who has not signed the whole. */
   const int is_senders = message->red.signature == 0 && message->red.by_sender;
   if (is_senders) show(message);

@@ -23,7 +23,7 @@ static int failed(const char* path, const char* why) {
 }
 
 static int failed_with(const char* path, const char* function, long code) {
-  printf("%s: refused: %s: %ld\n", path, function, code); /* kestrune-codes(7) */
+  printf("%s: refused: %ld: %s\n", path, code, kestrune_code_text(function, code, NULL));
   return 0;
 }
 

@@ -25,6 +25,11 @@ static int failed(const char* what, const char* why) {
   return EXIT_FAILURE;
 }
 
+static int failed_with(const char* function, long code) {
+  fprintf(stderr, "%s: %ld: %s\n", function, code, kestrune_code_text(function, code, NULL));
+  return EXIT_FAILURE;
+}
+
 /* New; null when it cannot be read, or holds a zero byte, behind which nothing would be sealed. */
 static char* read_text(const char* path) {
   struct stat status;
@@ -48,13 +53,6 @@ static int add_attachment(char* list, const char* path) {
   if (list[0] != 0) strcat(list, "|");
   strcat(list, path);
   return 1;
-}
-
-static int write_file(const char* path, const unsigned char* bytes, size_t length) {
-  FILE* file = fopen(path, "wb");
-  if (file == NULL) return 0;
-  const int written = fwrite(bytes, 1, length, file) == length;
-  return fclose(file) == 0 && written;
 }
 
 int main(int argc, char** argv) {
@@ -85,7 +83,11 @@ int main(int argc, char** argv) {
   char* text = read_text(text_file);
   if (text == NULL) return failed(text_file, "no file to read, or no text");
   strftime(date, sizeof date, "%Y-%m-%d %H:%M:%S", &moment);
+  FILE* output = fopen(block_file, "wbx"); /* a new one, made before pads are used up */
+  if (output == NULL) return free(text), failed(block_file, "is there, or cannot be written");
 
+  /* Two processes that seal in the same second would otherwise draw the same message identifier. */
+  kestrune_use_system_random();
   char sign_password[] = "none"; /* the throw-away signing key has none; the library writes into this text */
   char message_id[kIdBytes];
   unsigned char* block = NULL;
@@ -93,13 +95,12 @@ int main(int argc, char** argv) {
   const long code = Api2CrypterMem(text, attachments, kUser, kSigner, kPassPhrase, sign_password, folder,
                                    recipient, "", "", kSigner, subject, date, &block, &length, message_id, 0);
   free(text);
-  if (code != 0) {
-    fprintf(stderr, "sealing: %ld\n", code); /* kestrune-codes(7) */
-    return EXIT_FAILURE;
-  }
-  const int written = write_file(block_file, block, length);
+  const int is_written = code == 0 && fwrite(block, 1, length, output) == length;
+  const int is_whole = fclose(output) == 0 && is_written;
   free(block);
-  if (!written) return failed(block_file, "not written");
+  if (!is_whole) remove(block_file);
+  if (code != 0) return failed_with("Api2CrypterMem", code);
+  if (!is_whole) return failed(block_file, "cannot be written");
   printf("Sealed for %s: %s\n", kUser, message_id);
   return EXIT_SUCCESS;
 }

@@ -37,8 +37,7 @@ int main(int argc, char** argv) {
   wipe(pass_phrase, sizeof pass_phrase);
 
   if (code != 0) {
-    /* -103: no key of this year. -104: wrong pass phrase. -94: the text is too long for the key. */
-    fprintf(stderr, "signing: %d\n", code);
+    fprintf(stderr, "signing: %d: %s\n", code, kestrune_code_text("Api2GetSignatureXMLLight", code, NULL));
     return EXIT_FAILURE;
   }
   return puts(block) < 0 ? EXIT_FAILURE : EXIT_SUCCESS;

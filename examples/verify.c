@@ -36,8 +36,7 @@ int main(int argc, char** argv) {
   char answer[kAnswerBytes];
   const int code = Api2ExtractFromSignature(input, argv[1], answer, 0);
   if (code != 0) {
-    /* -68: the signature does not hold. -106: no certificate for that name. -76, -69: no block there. */
-    fprintf(stderr, "verifying: %d\n", code);
+    fprintf(stderr, "verifying: %d: %s\n", code, kestrune_code_text("Api2ExtractFromSignature", code, NULL));
     return EXIT_FAILURE;
   }
 
