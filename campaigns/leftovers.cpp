@@ -376,6 +376,18 @@ void Messages(Yard& yard, Trial* trial) {
   trial->Run("taking the texts out", kOk, [&] { return GetFlatTextFromRedBlock(red, texts.get()); });
   trial->Run("taking the attachments out", kOk,
              [&] { return GetMimePJFromRedBlock(red, long_parts.get(), "boundary"); });
+  kestrune_message* message = nullptr;
+  trial->Run("taking a tree apart", kOk, [&] { return kestrune_take_apart(red, folder, &message); });
+  trial->Run("freeing what was taken apart", kOk, [&] { return kestrune_free_message(message), 0L; });
+  trial->Run("opening a message", kOk,
+             [&] { return kestrune_open_message(grey.data(), grey.size(), folder, kUserPhrase, &message); });
+  trial->Run("freeing a message", kOk, [&] { return kestrune_free_message(message), 0L; });
+  trial->Run("listing the keys", kOk, [&] {
+    kestrune_key_folder* list = nullptr;
+    const long rc = kestrune_list_keys(folder, &list);
+    kestrune_free_key_folder(list);
+    return rc;
+  });
   char* eml = nullptr;
   trial->Run("making a mail", kOk, [&] { return Api2ConvertRedBlockToEml(red, &eml); });
   SecretCBuffer().AdoptText(eml);

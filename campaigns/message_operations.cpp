@@ -117,6 +117,19 @@ std::string Describe(TypV2BlockCell* tree) {
   return TextOf(flat);
 }
 
+// All of a message that its caller sees.
+std::string Describe(const kestrune_message& message) {
+  std::string all = message.routing;
+  const auto add = [&](const kestrune_part& part) {
+    all += '|' + std::to_string(part.signature) + std::to_string(part.by_sender) + part.signer + part.name;
+    all.append(part.data, part.data + part.length);
+  };
+  add(message.red);
+  for (auto i = 0ULL; i < message.texts; ++i) add(message.text[i]);
+  for (auto i = 0ULL; i < message.attachments; ++i) add(message.attachment[i]);
+  return all;
+}
+
 std::vector<Operation> EntryPoints(const SharedYard& yard) {
   return {
       {"Api2CrypterMem",
@@ -189,6 +202,56 @@ std::vector<Operation> EntryPoints(const SharedYard& yard) {
          return Outcome{freed == kOk ? rc : kSpoiled, content};
        },
        {file::kOpen, key::kCheckFailed, kNothingDone}},
+      {"kestrune_open_message, kestrune_free_message",
+       [=] {
+         kestrune_message* message = nullptr;
+         const long rc = Watch([&] {
+           return kestrune_open_message(yard->grey.data(), yard->grey.size(), yard->path().c_str(), "a_b_c_d",
+                                        &message);
+         });
+         const std::string content = message == nullptr ? "" : Describe(*message);
+         kestrune_free_message(message);
+         return Outcome{rc, content};
+       },
+       kOpeningCodes},
+      {"kestrune_open_tree, kestrune_take_apart",
+       [=] {
+         TypV2BlockCell* tree = nullptr;
+         kestrune_message* message = nullptr;
+         const char* const folder = yard->path().c_str();
+         const long rc = Watch([&] {
+           const long opened =
+               kestrune_open_tree(yard->grey.data(), yard->grey.size(), folder, "a_b_c_d", &tree);
+           return opened == kOk ? kestrune_take_apart(tree, folder, &message) : opened;
+         });
+         const std::string content = message == nullptr ? "" : Describe(*message);
+         kestrune_free_message(message);
+         Api2FreeRedBlock(tree);
+         return Outcome{rc, content};
+       },
+       kOpeningCodes},
+      {"kestrune_grey_routing",
+       [=] {
+         CBuffer xml;
+         const long rc = Watch([&] {
+           return xml.ReceiveText([&](char** out) {
+             return static_cast<int>(kestrune_grey_routing(yard->grey.data(), yard->grey.size(), out));
+           });
+         });
+         return Outcome{rc, TextOf(xml)};
+       }},
+      {"kestrune_list_keys, kestrune_free_key_folder",
+       [=] {
+         kestrune_key_folder* list = nullptr;
+         const long rc = Watch([&] { return kestrune_list_keys(yard->path().c_str(), &list); });
+         std::string content;
+         for (auto i = 0ULL; list != nullptr && i < list->keys; ++i) {
+           const kestrune_key& key = list->key[i];
+           content += std::string(key.file) + key.name + std::to_string(key.state) + '|';
+         }
+         kestrune_free_key_folder(list);
+         return Outcome{rc, content};
+       }},
       {"Api2ExtractRoutageOnlyFromHTTPSBlock",
        [=] {
          Outcome made = yard->Printed([&] {
