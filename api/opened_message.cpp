@@ -78,7 +78,7 @@ class Maker {
     });
   }
 
-  kestrune_message* Release() { return message_.release(); }
+  kestrune_message* release() { return message_.release(); }
 
  private:
   static constexpr std::string_view kText = "TEXT", kAttachment = "PJ";
@@ -183,7 +183,7 @@ Result TakeApart(Opening* opening, const SecretCBuffer& flat, const char* folder
   Maker maker;
   rc = maker.Init(opening->creator(), folder);
   if (rc == kOk) rc = maker.Make(*red.get(), kest.signature(), kest.red(), digests);
-  if (rc == kOk) *message = maker.Release();
+  if (rc == kOk) *message = maker.release();
   return rc;
 }
 
@@ -218,7 +218,7 @@ long kestrune_take_apart(TypV2BlockCell* red, const char* folder, kestrune_messa
     Maker maker;
     Result rc = maker.Init(&creator, folder);
     if (rc == kOk) rc = maker.Make(*red, nullptr, {}, FlatDigests());
-    if (rc == kOk) *message = maker.Release();
+    if (rc == kOk) *message = maker.release();
     return rc;
   });
 }

@@ -19,7 +19,7 @@ TypV2InstanceCreator* LastingCreator() {
 
 void HandOut(Owned<TypV2BlockCell> tree, TypV2BlockCell** red) {
   tree->MoveToCreator(LastingCreator());
-  *red = tree.Release();
+  *red = tree.release();
 }
 
 }  // namespace
@@ -61,8 +61,7 @@ long kestrune_open_tree(const unsigned char* grey, unsigned long long length, co
 }
 
 long Api2FreeRedBlock(TypV2BlockCell* tree) {
-  Owned<TypV2BlockCell> owned;
-  owned.Adopt(tree);
+  (void)Adopted(tree);
   return kOk;
 }
 

@@ -84,7 +84,7 @@ void Convert(benchmark::State& state) {
     RedTree tree = Message(kAttachment, size);
     state.ResumeTiming();
     char* eml = nullptr;
-    if (Api2ConvertRedBlockToEml(tree.Release(), &eml) != 0) state.SkipWithError("refused");
+    if (Api2ConvertRedBlockToEml(tree.release(), &eml) != 0) state.SkipWithError("refused");
     state.PauseTiming();
     std::free(eml);
     state.ResumeTiming();
@@ -166,7 +166,7 @@ double PeakPerMailByte(int kind, std::size_t size) {
     ResetPeak();
     const double before = PeakBytes();
     char* eml = nullptr;
-    Api2ConvertRedBlockToEml(tree.Release(), &eml);
+    Api2ConvertRedBlockToEml(tree.release(), &eml);
     const double ratio = (PeakBytes() - before) / static_cast<double>(std::strlen(eml));
     _exit(write(channel[1], &ratio, sizeof ratio) == static_cast<ssize_t>(sizeof ratio) ? 0 : 1);
   }

@@ -96,8 +96,7 @@ struct Envelope {
     TypV2BlockCell* tree = nullptr;
     OrStop(envelope->DeCrypterVertFlat(green.data(), green.size(), key_reference,
                                        Keys().personal.hex_password.c_str(), &tree) == kOk);
-    Owned<TypV2BlockCell> red;
-    red.Adopt(tree);
+    (void)Adopted(tree);
   }
 };
 

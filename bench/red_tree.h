@@ -31,12 +31,12 @@ class RedTree {
   }
 
   TypV2BlockCell* get() { return tree_.get(); }
-  TypV2BlockCell* Release() { return tree_.Release(); }
+  TypV2BlockCell* release() { return tree_.release(); }
 
   // The mail; empty when the conversion left none.
   std::string Convert() {
     char* eml = nullptr;
-    if (Api2ConvertRedBlockToEml(Release(), &eml) != kOk || eml == nullptr) return "";
+    if (Api2ConvertRedBlockToEml(release(), &eml) != kOk || eml == nullptr) return "";
     std::string mail = eml;
     std::free(eml);
     return mail;

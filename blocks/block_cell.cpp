@@ -251,7 +251,7 @@ int TypV2BlockCell::AddSubBlock(TypV2BlockCell** out, Fill&& fill) {
     if (Result rc = cell.Init(creator_); rc != kOk) return rc;
     if (Result rc = fill(cell.get()); rc != kOk) return rc;
     if (Result rc = addsubblock(cell.get()); rc != kOk) return rc;
-    TypV2BlockCell* const added = cell.Release();
+    TypV2BlockCell* const added = cell.release();
     if (out != nullptr) *out = added;
     return kOk;
   });

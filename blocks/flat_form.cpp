@@ -206,7 +206,7 @@ class TypV2BlockCell::FlatReader {
         ends_above_.push_back(end_);
         end_ = position_ + sub_bytes_;
         made->up_ = cell;
-        cell = cell->sub_ = made.Release();
+        cell = cell->sub_ = made.release();
         continue;
       }
       while (position_ == end_ && !ends_above_.empty()) {
@@ -223,7 +223,7 @@ class TypV2BlockCell::FlatReader {
       if (Result rc = Make(cell->creator_, &made); rc != kOk) return rc;
       made->up_ = cell->up_;
       made->prev_ = cell;
-      cell = cell->next_ = made.Release();
+      cell = cell->next_ = made.release();
     }
   }
 

@@ -78,7 +78,7 @@ std::vector<Operation> MailOperations() {
       {"Api2ConvertRedBlockToEml",
        [] {
          Cell tree = Red();
-         return NewText([&](char** out) { return Api2ConvertRedBlockToEml(tree.Release(), out); });
+         return NewText([&](char** out) { return Api2ConvertRedBlockToEml(tree.release(), out); });
        }},
       {"getHeaderMimeFromRoutXML",
        [=] { return NewText([&](char** out) { return getHeaderMimeFromRoutXML(routing.c_str(), out); }); }},

@@ -2,6 +2,7 @@
 #ifndef KESTRUNE_CORE_OWNED_H
 #define KESTRUNE_CORE_OWNED_H
 
+#include <type_traits>
 #include <utility>
 
 #include "base/bounded_text.h"
@@ -15,11 +16,18 @@ namespace kestrune {
 // returned kOk, the deletion always. A file is closed before it is killed: a platform's `Kill` need not close.
 //   Owned<TypV2Utils> utils(creator->newTypV2Utils());
 //   if (Result rc = utils.Init(); rc != kOk) return rc;
+//
+// What an operation handed out is initialised already, and is adopted, or it would be deleted without `Kill`. A pointer
+// that has a name is therefore refused by the constructor:
+//   Owned<TypV2BlockCell> red = Adopted(tree);
 template <class T>
 class Owned {
  public:
   Owned() noexcept = default;
-  explicit Owned(T* made) noexcept : object_(made) {}
+  explicit Owned(T*&& made) noexcept : object_(made) {}
+  template <class Named>
+  requires std::is_lvalue_reference_v<Named> && std::is_convertible_v<Named, T*>
+  explicit Owned(Named&& handed_out) = delete;  // Adopted(handed_out)
   Owned(Owned&& other) noexcept : object_(other.object_), live_(other.live_) { other.Forget(); }
   Owned& operator=(Owned&& other) noexcept {
     if (this != &other) {
@@ -64,7 +72,7 @@ class Owned {
   }
 
   // Hands the object out; the caller kills and deletes it.
-  [[nodiscard]] T* Release() noexcept {
+  [[nodiscard]] T* release() noexcept {
     T* object = object_;
     Forget();
     return object;
@@ -91,6 +99,14 @@ class Owned {
   T* object_ = nullptr;
   bool live_ = false;
 };
+
+// The owner of an initialised object (null: of none).
+template <class T>
+[[nodiscard]] Owned<T> Adopted(T* initialised) noexcept {
+  Owned<T> owner;
+  owner.Adopt(initialised);
+  return owner;
+}
 
 }  // namespace kestrune
 

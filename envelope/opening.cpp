@@ -207,6 +207,6 @@ int TypV2CryptoInterface::LoadRed(const unsigned char* kest, unsigned long long 
   Owned<TypV2BlockCell> tree(creator_->newTypV2BlockCell());
   if (rc = tree.Init(creator_); rc != kOk) return rc;
   if (rc = tree->LoadFlatData(loaded.red().data(), loaded.red().size()); rc != kOk) return rc;
-  *red = tree.Release();
+  *red = tree.release();
   return kOk;
 }

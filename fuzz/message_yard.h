@@ -58,13 +58,13 @@ struct MessageYard : MessageFolder {
     TypV2BlockCell* tree = nullptr;
     (void)envelope->DeCrypterVertFlat(green.data(), green.size(), key_reference,
                                       personal.hex_password.c_str(), &tree);
-    Owned<TypV2BlockCell>().Adopt(tree);
+    (void)Adopted(tree);
   }
 
   void LoadRed(const Bytes& kest) {
     TypV2BlockCell* tree = nullptr;
     (void)envelope->LoadRedFromUncryptedVertFlat(kest.data(), kest.size(), &tree);
-    Owned<TypV2BlockCell>().Adopt(tree);
+    (void)Adopted(tree);
   }
 };
 

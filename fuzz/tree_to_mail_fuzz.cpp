@@ -79,7 +79,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   };
   Expect(kestrune::mail::VisitBlocks(red.get(), count) == kestrune::kOk);
   char* mail = nullptr;
-  Expect(Api2ConvertRedBlockToEml(red.Release(), &mail) == 0);
+  Expect(Api2ConvertRedBlockToEml(red.release(), &mail) == 0);
   if (mail == nullptr) return 0;  // no "ROUT" block
   ExpectHeaderLines(mail);
   ExpectParts(std::string("\r\n") + mail, attachments);

@@ -109,7 +109,7 @@ Result ConvertTree(const TypV2BlockCell* red, char* boundary, char** eml) {
   message.Append(kLineEnd);
   if (const Result rc = attachments.Append(red, &message); rc != kOk) return rc;
   message.Append(closing.view());
-  *eml = message.Release();
+  *eml = message.release();
   return kOk;
 }
 
@@ -147,7 +147,6 @@ int Api2ConvertRedBlockToEml(TypV2BlockCell* red, char** eml) {
   GetMimeSeparator(boundary.text());
   if (red == nullptr) return mail::kNoTree;
   if (eml == nullptr) return mail::kNoEmlOutput;
-  Owned<TypV2BlockCell> tree;
-  tree.Adopt(red);
+  const Owned<TypV2BlockCell> tree = Adopted(red);
   return EntryPoint([&]() -> Result { return mail::ConvertTree(tree.get(), boundary.text(), eml); });
 }

@@ -111,7 +111,7 @@ int getHeaderMimeFromRoutXML(const char* xml, char** header) {
   return EntryPoint([&]() -> Result {
     mail::TextBuffer folded;
     if (const Result rc = mail::AppendHeader(xml, &folded); rc != kOk) return rc;
-    *header = folded.Release();
+    *header = folded.release();
     return kOk;
   });
 }

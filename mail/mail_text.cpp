@@ -49,7 +49,7 @@ int api2encodeQuotedPrintable(const char* text, unsigned long long length, char*
     TextBuffer encoded;
     mail::WriteQuotedPrintable(input, encoded.Extend(mail::QuotedPrintableLength(input)));
     *outLength = encoded.size();
-    *out = encoded.Release();
+    *out = encoded.release();
     return kOk;
   });
 }

@@ -22,7 +22,7 @@ void TextBuffer::Reserve(std::size_t count) {
   }
 }
 
-char* TextBuffer::Release() {
+char* TextBuffer::release() {
   if (!bytes_) Move(0);
   size_ = 0;
   return bytes_.release_text();

@@ -55,7 +55,7 @@ class TextBuffer {
   const char* c_str() const noexcept { return bytes_ ? bytes_.text() : ""; }
 
   // Hands the text out: zero-terminated, from malloc, never null.
-  [[nodiscard]] char* Release();
+  [[nodiscard]] char* release();
 
  private:
   std::size_t capacity() const noexcept { return bytes_ ? bytes_.size() - 1 : 0; }

@@ -66,7 +66,7 @@ class UpdateLock : public ::testing::Test {
  protected:
   UpdateLock() : path_(folder_.File("key")) { WriteFile(path_, "key"); }
   std::function<void()> Holding() const {
-    return [this] { (void)Opened(path_).Release(); };
+    return [this] { (void)Opened(path_).release(); };
   }
   TempFolder folder_;
   std::string path_;
@@ -146,7 +146,7 @@ TEST_F(UpdateLock, IsNotInheritedByAChild) {
   OtherProcess heir([&] {
     auto own = Opened(path_);
     parents.Reset();
-    (void)own.Release();
+    (void)own.release();
   });
   EXPECT_FALSE(heir.IsDoneWithin(kWaitsMs));
   parents.Reset();

@@ -135,8 +135,8 @@ TEST(TreeLinks, HoldAfterEveryChange) {
       if (kind == 1) Load(cell);
       if (kind == 2 && !leaf) Add(cell, "L", "x", std::string(1 + random() % 9, 'd'));
       if (kind >= 3) {
-        TypV2BlockCell* const chain = NewCell("F").Release();
-        for (auto more = random() % 4; more > 0; --more) Append(any(chain), false, NewCell("N").Release());
+        TypV2BlockCell* const chain = NewCell("F").release();
+        for (auto more = random() % 4; more > 0; --more) Append(any(chain), false, NewCell("N").release());
         if (random() % 8 == 0) Kill(any(chain));
         Append(cell, kind != 3 && !leaf, chain);
       }
@@ -169,12 +169,12 @@ TEST(LargeTree, Appending) {
   constexpr std::size_t kTimes = kCells / 8;
   const Cell root = NewCell(), chain = NewCell();
   TypV2BlockCell* const middle = Add(root.get(), "A");
-  TypV2BlockCell* front = NewCell().Release();
+  TypV2BlockCell* front = NewCell().release();
   TypV2BlockCell* last = front;
   for (std::size_t i = 0; i < kTimes; ++i) {
-    for (TypV2BlockCell* cell : {chain.get(), middle, last}) cell->addnextblock(NewCell().Release());
+    for (TypV2BlockCell* cell : {chain.get(), middle, last}) cell->addnextblock(NewCell().release());
     last = last->GetNextBlock();
-    TypV2BlockCell* const behind = std::exchange(front, NewCell().Release());
+    TypV2BlockCell* const behind = std::exchange(front, NewCell().release());
     front->addnextblock(behind);
   }
   root->addsubblock(front);

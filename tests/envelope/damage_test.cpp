@@ -100,7 +100,7 @@ TEST_F(Damage, DecipheredTreesAreChecked) {
     EXPECT_EQ(envelope->LoadRedFromUncryptedVertFlat(row.kest.data(), row.kest.size(), &tree), row.want)
         << row.name;
     EXPECT_EQ(tree != nullptr, row.want == kOk) << row.name;
-    Owned<TypV2BlockCell>().Adopt(tree);
+    (void)Adopted(tree);
   }
 }
 

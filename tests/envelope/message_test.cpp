@@ -50,8 +50,7 @@ TEST_F(Message, SealedIsWhatOthersReadAndTheLibraryOpens) {
   ASSERT_EQ(envelope->DeCrypterVertFlat(opened.green.data(), opened.green.size(), opened.key_reference,
                                         letter.hex_password, &tree),
             kOk);
-  Owned<TypV2BlockCell> owned;
-  owned.Adopt(tree);
+  const auto owned = Adopted(tree);
   CBuffer again;
   const auto flatten = [&](auto** bytes, auto* length) { return tree->GetFlatData(bytes, length, nullptr); };
   ASSERT_EQ(again.Receive(flatten), kOk);

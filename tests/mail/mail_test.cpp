@@ -177,7 +177,7 @@ Cell Tree(const Routing& routing, const Texts& texts, const Attachments& attachm
 std::string Convert(Cell red) {
   CBuffer eml;
   char* text = nullptr;
-  const Result rc = Api2ConvertRedBlockToEml(red.Release(), &text);
+  const Result rc = Api2ConvertRedBlockToEml(red.release(), &text);
   eml.AdoptText(text);
   return rc == kOk && eml ? eml.text() : "";
 }
@@ -241,7 +241,7 @@ TEST(Eml, Refusals) {
   Cell red = NewCell("RED");
   EXPECT_EQ(Api2ConvertRedBlockToEml(red.get(), nullptr), mail::kNoEmlOutput);  // and keeps the tree
   Add(red.get(), "TEXT", "", "x");
-  EXPECT_EQ(Api2ConvertRedBlockToEml(red.Release(), &eml), kOk);  // without "ROUT"
+  EXPECT_EQ(Api2ConvertRedBlockToEml(red.release(), &eml), kOk);  // without "ROUT"
   EXPECT_EQ(eml, &untouched);
 
   const Routing routing = {.identifier = ""};
