@@ -124,20 +124,20 @@ bool CheckBitString(Reader value, std::size_t least, std::size_t most) {
          bits.size() - 1 >= least && bits.size() - 1 <= most;
 }
 
+// Kept so: what stands behind the sequence counts as if it stood in it.
 bool CheckBasicConstraints(Reader value) {
-  Reader inner;
   Bytes content;
   int number = 0;
-  if (!value.Take(der::kSequence, &inner)) return false;
-  if (inner.empty()) return value.empty();
-  if (inner.NextIs(der::kBoolean)) {
-    if (!inner.Take(der::kBoolean, &content) || content.size() != 1) return false;
-  } else if (!inner.TakeInteger(&number)) {
+  if (!value.Enter(der::kSequence)) return false;
+  if (value.empty()) return true;
+  if (value.NextIs(der::kBoolean)) {
+    if (!value.Take(der::kBoolean, &content) || content.size() != 1) return false;
+  } else if (!value.TakeInteger(&number)) {
     return false;
   }
-  if (!inner.empty() && (!inner.TakeInteger(&number) || number == std::numeric_limits<int>::max()))
+  if (!value.empty() && (!value.TakeInteger(&number) || number == std::numeric_limits<int>::max()))
     return false;
-  return inner.empty() && value.empty();
+  return value.empty();
 }
 
 bool CheckKeyUsage(Reader value) {
@@ -186,7 +186,7 @@ bool CheckSubjectNames(Reader value) {
 
 // Sets *is_known to whether each policy is "any", the only one whose meaning is clear.
 bool CheckPolicies(Reader value, bool* is_known) {
-  constexpr std::string_view kAnyPolicy = "\x55\x1d\x20\x00";
+  constexpr std::string_view kAnyPolicy("\x55\x1d\x20\x00", 4);  // it ends with a zero
   Reader policies;
   if (!value.Take(der::kSequence, &policies) || !value.empty() || policies.empty()) return false;
   *is_known = true;

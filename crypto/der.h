@@ -56,6 +56,14 @@ class Reader {
     *inner = Reader(content);
     return true;
   }
+  // Takes the head alone: what the element holds comes next, and behind it what follows the element.
+  bool Enter(unsigned char tag) {
+    const Bytes all = bytes_;
+    Bytes content;
+    if (!Take(tag, &content)) return false;
+    bytes_ = all.subspan(static_cast<std::size_t>(content.data() - all.data()));
+    return true;
+  }
 
   // A small number, not below 0.
   bool TakeInteger(int* value) {

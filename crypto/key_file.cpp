@@ -82,11 +82,19 @@ int ParseEnciphered(der::Bytes der, const PassPhrase& phrase, rsa_context* key) 
   return ERR_X509_KEY_INVALID;
 }
 
-int ParsePem(std::string_view text, const PassPhrase& phrase, rsa_context* key) {
+int ParseDer(der::Bytes der, const PassPhrase& phrase, rsa_context* key) {
+  int rc = phrase.length > 0 ? ParseEnciphered(der, phrase, key) : ERR_X509_KEY_INVALID;
+  if (rc == ERR_X509_KEY_INVALID) rc = ParsePkcs8(der, key);
+  if (rc == ERR_X509_KEY_INVALID) rc = ParsePkcs1(der, key);
+  return rc;
+}
+
+// The first kind of part that is there is read; where there is none, it is DER.
+int ParseFile(const KeyText& file, const PassPhrase& phrase, rsa_context* key) {
   for (const std::string_view label : {kTraditional, kElliptic, kPlain, kEnciphered}) {
     const bool is_traditional = label == kTraditional || label == kElliptic;
     PemPart part;
-    const PemRead read = part.Read(text, label, is_traditional ? phrase : PassPhrase{});
+    const PemRead read = part.Read(file.text(), label, is_traditional ? phrase : PassPhrase{});
     if (read == PemRead::kAbsent) continue;
     // PKCS#8 has protection of its own.
     if (read == PemRead::kPassPhrase && is_traditional) return ERR_X509_KEY_PASSWORD_MISMATCH;
@@ -97,26 +105,20 @@ int ParsePem(std::string_view text, const PassPhrase& phrase, rsa_context* key) 
     if (label == kPlain) return ParsePkcs8(part.der.span(), key);
     return ParseEnciphered(part.der.span(), phrase, key);
   }
-  return ERR_X509_KEY_INVALID;
-}
-
-int ParseDer(der::Bytes der, const PassPhrase& phrase, rsa_context* key) {
-  int rc = phrase.length > 0 ? ParseEnciphered(der, phrase, key) : ERR_X509_KEY_INVALID;
-  if (rc == ERR_X509_KEY_INVALID) rc = ParsePkcs8(der, key);
-  if (rc == ERR_X509_KEY_INVALID) rc = ParsePkcs1(der, key);
-  return rc;
+  return ParseDer(file.bytes(), phrase, key);
 }
 
 // ---- Its protection ----------------------------------------------------------------------------------
 
-bool IsPem(const KeyText& file) {
-  return file.text().find("-----BEGIN ") != std::string_view::npos;
+KeyProtection ProtectionOfDer(der::Bytes der) {
+  if (!IsEnciphered(der)) return KeyProtection::kNone;
+  return ReadsWay(der) ? KeyProtection::kPassPhrase : KeyProtection::kUnread;
 }
 
-KeyProtection ProtectionOfPem(std::string_view text) {
+KeyProtection ProtectionOfFile(const KeyText& file) {
   for (const std::string_view label : {kTraditional, kElliptic, kPlain, kEnciphered}) {
     PemPart part;
-    const PemRead read = part.Read(text, label, PassPhrase{});
+    const PemRead read = part.Read(file.text(), label, PassPhrase{});
     if (read == PemRead::kAbsent) continue;
     if (read == PemRead::kNoMemory) return KeyProtection::kNoMemory;
     if (read == PemRead::kPassPhrase && label == kTraditional) return KeyProtection::kPassPhrase;
@@ -125,12 +127,7 @@ KeyProtection ProtectionOfPem(std::string_view text) {
     return read == PemRead::kDone && ReadsWay(part.der.span()) ? KeyProtection::kPassPhrase
                                                                : KeyProtection::kUnread;
   }
-  return KeyProtection::kNone;
-}
-
-KeyProtection ProtectionOfDer(der::Bytes der) {
-  if (!IsEnciphered(der)) return KeyProtection::kNone;
-  return ReadsWay(der) ? KeyProtection::kPassPhrase : KeyProtection::kUnread;
+  return ProtectionOfDer(file.bytes());
 }
 
 }  // namespace
@@ -139,7 +136,7 @@ KeyProtection ProtectionOf(const char* path) {
   const KeyText file(path);
   if (file.lacks_memory()) return KeyProtection::kNoMemory;
   if (!file.complete()) return KeyProtection::kNone;
-  return IsPem(file) ? ProtectionOfPem(file.text()) : ProtectionOfDer(file.bytes());
+  return ProtectionOfFile(file);
 }
 
 }  // namespace kestrune::crypto
@@ -154,5 +151,5 @@ int x509parse_keyfile(rsa_context* key, const char* path, const char* password) 
   if (password != nullptr) {
     phrase = {reinterpret_cast<const unsigned char*>(password), std::string_view(password).size()};
   }
-  return IsPem(file) ? ParsePem(file.text(), phrase, key) : ParseDer(file.bytes(), phrase, key);
+  return ParseFile(file, phrase, key);
 }

@@ -1,13 +1,21 @@
-// A file in the key folder that is no key and no certificate, or a damaged one. What is read has a usable size.
+// A file in the key folder that is no key and no certificate, or a damaged one. What is read has a usable size; and
+// the cryptographic library's own readers, which are not used, take and refuse the same.
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
 #include "crypto/classic.h"
+#include "crypto/der.h"
+#include "crypto/pem.h"
+#include "fuzz/witness.h"
+
+using namespace kestrune;
+using namespace kestrune::testing;
 
 namespace {
 
@@ -32,14 +40,81 @@ void Require(bool is_read, const rsa_context& key) {
   if (is_read ? !is_usable : key.len() != 0) std::abort();
 }
 
+std::string_view AsText(std::span<const unsigned char> bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+// True when it holds for the file read as DER, or for a part with this label.
+template <class Predicate>
+bool HoldsForAny(const Bytes& text, std::string_view label, Predicate&& holds) {
+  if (holds(text)) return true;
+  for (std::string_view rest(reinterpret_cast<const char*>(text.data())); !rest.empty();) {
+    crypto::PemPart part;
+    const crypto::PemRead read = part.Read(rest, label, {});
+    if (read == crypto::PemRead::kAbsent) break;
+    if (read == crypto::PemRead::kDone && holds(part.der.span())) return true;
+    rest.remove_prefix(part.end);
+  }
+  return false;
+}
+
+// Above the limit the library would go on for hours, below it for longer than a search has.
+bool StatesManyIterations(std::span<const unsigned char> der) {
+  constexpr int kMany = 20'000;
+  crypto::der::Reader outer(der), inner;
+  crypto::der::Reader::Algorithm scheme, derivation;
+  if (!outer.Take(crypto::der::kSequence, &inner) || !inner.TakeAlgorithm(&scheme)) return false;
+  crypto::der::Reader parameters(scheme.parameters);
+  if (parameters.TakeAlgorithm(&derivation)) parameters = crypto::der::Reader(derivation.parameters);
+  std::span<const unsigned char> salt;
+  int iterations = 0;
+  return parameters.Take(crypto::der::kOctetString, &salt) &&
+         (!parameters.TakeInteger(&iterations) || iterations > kMany);
+}
+
+// Curves and points are not looked into, so of several certificates the library may choose a later one than we do.
+bool NamesElliptic(std::span<const unsigned char> der) {
+  return AsText(der).find(crypto::der::kEcPublicKey) != std::string_view::npos ||
+         AsText(der).find(crypto::der::kEcDiffieHellman) != std::string_view::npos;
+}
+
+void RequireSame(const char* what, const Numbers& own, const Numbers& librarys) {
+  if (own == librarys || (!kLibraryRefusesTheSame && (own.empty() || librarys.empty()))) return;
+  std::fprintf(stderr, "%s: %s\n", what,
+               own.empty()        ? "refused here, taken by the library"
+               : librarys.empty() ? "taken here, refused by the library"
+                                  : "read differently");
+  std::abort();
+}
+
+void Key(const char* path, const Bytes& text, bool compare) {
+  if (HoldsForAny(text, "ENCRYPTED PRIVATE KEY", StatesManyIterations)) return;
+  rsa_context key;
+  Require(x509parse_keyfile(&key, path, kPassPhrase) == 0, key);
+  if (compare) RequireSame("key", NumbersOf(key), LibraryReadsKey(text, kPassPhrase));
+}
+
+void Certificate(const char* path, const Bytes& text, bool compare) {
+  x509_cert certificate;
+  const int unread = x509parse_crtfile(&certificate, path);
+  Require(unread >= 0, certificate.rsa);
+  if (!compare || HoldsForAny(text, "CERTIFICATE", NamesElliptic)) return;
+  int librarys_unread = 0;
+  const Numbers librarys = LibraryReadsCertificate(text, &librarys_unread);
+  RequireSame("certificate", NumbersOf(certificate.rsa), librarys);
+  if (unread >= 0 && unread != librarys_unread) std::abort();
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
   static const File file;
   const char* const path = file.Holding(data, size);
-  rsa_context key;
-  Require(x509parse_keyfile(&key, path, kPassPhrase) == 0, key);
-  x509_cert certificate;
-  Require(x509parse_crtfile(&certificate, path) >= 0, certificate.rsa);
+  Bytes text(data, data + size);
+  text.push_back(0);
+  const bool is_pem = AsText(text).find("-----BEGIN ") != std::string_view::npos;
+  Key(path, text, kLibraryReadsPem || !is_pem);
+  Certificate(path, text, kLibraryReadsPem || !is_pem);
   return 0;
 }
