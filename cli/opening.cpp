@@ -224,8 +224,10 @@ OpenedMessage OpenApart(const SealedFile& sealed, const OpeningTask& task) {
       break;
   }
   Fields fields(message.bytes.view());
-  if (const long code = fields.Number(); code != 0)
-    throw LibraryFailure("kestrune_open_message", code, task.called);
+  if (const long code = fields.Number(); code != 0) {
+    const std::string key = Routing(sealed.routing).key;
+    throw LibraryFailure("kestrune_open_message", code, Fill(_("{1}, for the key {2}"), {task.called, key}));
+  }
   message.routing = fields.Bytes();
   message.whole = TakePart(fields);
   for (auto left = fields.Number(); left > 0; --left) message.texts.push_back(TakePart(fields));

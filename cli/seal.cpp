@@ -254,7 +254,8 @@ Status Seal(Options& options, const Program& program) {
     Progress progress;
     progress.Step(_("Sealing"));
     const Result rc = SealLetter(letter, keys, options.subject, &sealed);
-    if (rc != kOk) throw LibraryFailure(kSealing, rc, folder);
+    if (rc != kOk)
+      throw LibraryFailure(kSealing, rc, Fill(_("{1} and {2}"), {keys.user.file, keys.signer.file}));
   }
   output.Write({sealed.block.text(), sealed.block.size()});
   output.Commit();

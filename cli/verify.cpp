@@ -52,11 +52,13 @@ class Verifier {
     return text;
   }
 
-  void CheckFile(const Content& block, const std::string& called, const Content& file) {
+  void CheckFile(const Content& block, const std::string& called, const std::string& file_called,
+                 const Content& file) {
     Name name{};
-    Check(verifier_->VerifySignAndIntegrityDataFromXMLSignBlock(block.text(), file.data(), file.size(),
-                                                                name.data()),
-          name, called);
+    const Result rc = verifier_->VerifySignAndIntegrityDataFromXMLSignBlock(block.text(), file.data(),
+                                                                            file.size(), name.data());
+    // What does not hold may be either's fault, all else is the block's.
+    Check(rc, name, rc == verifier::kBadSignature ? file_called : called);
   }
 
   const std::string& signer() const { return signer_; }
@@ -65,6 +67,12 @@ class Verifier {
   void Check(Result rc, const Name& name, const std::string& called) {
     signer_ = Printable(name.data());
     if (rc == kOk) return;
+    if (rc == verifier::kTagMissing || rc == verifier::kNoBlock) {
+      throw Failure(
+          Status::kNo,
+          Fill(_("{1} holds no signature block. (code {2})"), {Printable(called), std::to_string(rc)}),
+          _("A block begins with <SIGN> and ends with </SIGN>; kestrune sign makes one."));
+    }
     throw LibraryFailure(kEntryPoint, rc,
                          signer_.empty() ? called : Fill(_("{1}, which names {2}"), {called, signer_}));
   }
@@ -90,7 +98,7 @@ Status VerifyFile(const Options& options, const std::string& folder) {
   const Content content = ReadFile(block);
   const Content file = ReadFile(options.file);
   Verifier verifier(folder);
-  verifier.CheckFile(content, NameOf(options.file), file);
+  verifier.CheckFile(content, NameOf(block), NameOf(options.file), file);
   TellSigner(verifier.signer(), options.file, false);
   return Status::kDone;
 }

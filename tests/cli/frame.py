@@ -92,5 +92,18 @@ class Case(unittest.TestCase):
         return os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), shown
 
 
+def running_in(session):
+    """The processes of a session that have not ended."""
+    found = []
+    for stat in Path("/proc").glob("[0-9]*/stat"):
+        try:
+            state, _, _, of = stat.read_text().rpartition(")")[2].split()[:4]
+        except OSError:
+            continue
+        if of == str(session) and state not in "ZX":
+            found.append(stat.parent.name)
+    return found
+
+
 if __name__ == "__main__":
     raise SystemExit("run the files that end in _test.py")
