@@ -1,0 +1,214 @@
+import ast
+import datetime
+import email
+import hashlib
+import os
+import pathlib
+import pickle
+import shutil
+import signal
+import subprocess
+import sys
+import time
+
+import kestrune
+import pytest
+from conftest import BUILD, ROOT, opened, sealed
+from forge import flat, trap
+from kestrune import _sealing
+
+import relay
+
+
+def test_what_is_refused_says_why(folder):
+    block = sealed().block
+    grey = kestrune.check(block, keys="keys").grey
+    protected = folder / "protected"
+    protected.mkdir()
+    year = datetime.date.today().year - 1900
+    shutil.copy(ROOT / "tests/data/rsa2048-protected.key", protected / f"medecin.z.{year}.key")
+    form = kestrune.encrypt("é" * 40, pass_phrase=b"a_b_c_d")
+    by_martin, by_medecin = (kestrune.sign("a", signer=name, keys="keys") for name in ("martin", "medecin"))
+    rows = [
+        (kestrune.SignatureError, lambda: kestrune.verify("<SIGN></SIGN>", keys="keys")),
+        (kestrune.SignatureError, lambda: kestrune.verify(by_martin, keys="keys", signer="medecin")),
+        (kestrune.UnknownSigner, lambda: kestrune.verify(by_medecin, keys=folder)),
+        (kestrune.SignatureError, lambda: kestrune.verify(by_medecin, keys="others")),
+        (kestrune.UnknownSigner, lambda: kestrune.check(block, keys=folder)),
+        (kestrune.WrongPassPhrase, lambda: kestrune.sign("a", signer="medecin", keys=protected, pass_phrase=b"no")),
+        (kestrune.WrongPassPhrase, lambda: opened(block, pass_phrase=bytearray(b"no"))),
+        (kestrune.WrongPassPhrase, lambda: sealed(pass_phrase=b"no")),
+        (kestrune.WrongPassPhrase, lambda: kestrune.decrypt(form, pass_phrase=b"other")),
+        (kestrune.DamagedBlock, lambda: kestrune.decrypt(form[:-20] + "!" + form[-19:], pass_phrase=b"a_b_c_d")),
+        (kestrune.DamagedBlock, lambda: kestrune.decrypt(form, keys="keys")),
+        (kestrune.DamagedBlock, lambda: kestrune.check(block[:-1], keys="keys")),
+        (kestrune.DamagedBlock, lambda: kestrune.route(b"")),
+        (kestrune.DamagedBlock, lambda: opened(b"no block")),
+        (kestrune.KeyNotFound, lambda: sealed(user="nobody")),
+        (kestrune.InvalidArgument, lambda: kestrune.route(block)),
+        (kestrune.InvalidArgument, lambda: kestrune.sign("a\0b", signer="medecin", keys="keys")),
+        (kestrune.InvalidArgument, lambda: kestrune.encrypt("a" * 3744, to="medecin", keys="keys")),
+        (kestrune.InvalidArgument, lambda: sealed(signer="../keys/medecin")),
+        (kestrune.InvalidArgument, lambda: sealed(to="a</D><F>martin</F>")),
+        (kestrune.InvalidArgument, lambda: sealed(to=["a@b.example,c@d.example"])),
+        (kestrune.InvalidArgument, lambda: sealed(to=[])),
+        (kestrune.InvalidArgument, lambda: opened(grey, deadline=0)),
+    ]  # fmt: skip
+    for number, (kind, call) in enumerate(rows):
+        with pytest.raises(kestrune.KestruneError) as raised:
+            call()
+        error = raised.value
+        assert type(error) is kind, f"row {number}: {error!r}"
+        assert error.cause and error.name and (error.code < 0) == ("::" in error.name), f"row {number}: {error!r}"
+        assert pickle.loads(pickle.dumps(error)).args == error.args
+    with pytest.raises(TypeError):
+        sealed(pass_phrase="a_b_c_d")
+
+
+def test_no_attachment_is_left_out(folder):
+    (folder / "with|bar").mkdir()
+    paths = [folder / "with|bar" / "a.bin", folder / "b.txt", folder / "large"]
+    for path, content in zip(paths, (bytes(range(256)), b"", bytes(1_000_001))):
+        path.write_bytes(content)
+    many = [(f"{n}.txt", b"x" * n) for n in range(97)]
+    block = sealed("", [paths[0], str(paths[1]), *many]).block
+    message = opened(block)
+    sent = [("a.bin", bytes(range(256))), ("b.txt", b""), *many]
+    assert [(part.name, part.data) for part in message.attachments] == sent
+    for refused in [paths[2], "missing", "keys", ("a|b", b""), ("../a", b""), ("a" * 250, b"")]:
+        with pytest.raises(kestrune.AttachmentError):
+            sealed("", [paths[1], refused, paths[1]])
+    os.mkfifo("fifo")
+    with pytest.raises(kestrune.AttachmentError):
+        sealed("", ["fifo", paths[1]])
+    with pytest.raises(kestrune.AttachmentError):
+        sealed("", [("a", b"")] * 100)
+    # What the length of a block must be, so that one that the library left out is noticed.
+    sizes, lists = [(4, 5), (4, 0)], [b"x@y.example", b"", b""]
+    block = sealed("Bonjour", [("a", b"12345"), ("b", b"")], to="x@y.example").block
+    assert 0 <= len(block) - _sealing._least_length(block, b"Bonjour", sizes, lists) <= 58
+    one_missing = sealed("Bonjour", [("a", b"12345")], to="x@y.example").block
+    assert len(one_missing) < _sealing._least_length(one_missing, b"Bonjour", sizes, lists)
+
+
+def test_a_message_comes_out_as_it_went_in():
+    moment = datetime.datetime(2031, 5, 6, 7, 8, 9)
+    given = sealed(
+        "Grüße", [("a/b".replace("/", "\\"), b"\0\1")], to=["a@x.example", "b@y.example"], cc="c@z.example",
+        bcc=["d@w.example"], reply_to="r", subject="Élève", date=moment,
+    )  # fmt: skip
+    message, outer = opened(given.block), kestrune.route(given.block, keys="keys")
+    assert (message.text, message.routing.date, message.routing.reply_to) == ("Grüße", moment, "r")
+    assert message.routing.to == ("a@x.example", "b@y.example") and message.routing.cc == ("c@z.example",)
+    assert outer.to == ("a@x.example", "b@y.example", "c@z.example", "d@w.example")
+    assert message.routing.identifier == outer.identifier == given.identifier
+    assert message.verified and message.signature.signer == outer.signer == message.routing.signer
+    assert [(part.name, part.safe_name) for part in message.attachments] == [("a\\b", "b")]
+    mail = kestrune.to_mail(message)
+    assert (mail["Subject"], mail["Date"].datetime.replace(tzinfo=None)) == ("Élève", moment)
+    assert mail["From"].startswith("medecin@") and [part.get_content() for part in mail.iter_attachments()] == [b"\0\1"]
+    zoned = moment.replace(tzinfo=datetime.timezone.utc)
+    assert kestrune.route(sealed(date=zoned).block, keys="keys").date.astimezone() == zoned
+
+
+def test_nobody_poses_as_another(folder):
+    block = sealed(attachments=[("a", b"a")]).block
+    grey = kestrune.check(block, keys="keys").grey
+    while 0 in hashlib.sha512(grey).digest():  # a text that is signed has no zero
+        grey = kestrune.check(sealed().block, keys="keys").grey
+    forged = flat(b"AUTH", kestrune.sign(hashlib.sha512(grey).digest(), signer="martin", keys="keys").encode(), grey)
+    for call in kestrune.check, kestrune.route, lambda block, keys: opened(block):
+        with pytest.raises(kestrune.SignatureError, match="martin"):
+            call(forged, keys="keys")
+    assert kestrune.check(forged, keys="keys", any_signer=True).signer.startswith("martin.")
+    accepted = opened(forged, accept_unverified=True)
+    assert not accepted.verified and accepted.signature.by_sender and "martin" in accepted.problems[0]
+
+    year = datetime.date.today().year - 1900
+    rows = ("unknown", None, kestrune.UnknownSigner), ("swapped", "martin", kestrune.SignatureError)
+    for name, certificate, kind in rows:
+        shutil.copytree("keys", name)
+        os.remove(f"{name}/medecin.z.{year}.pem")
+        if certificate:
+            shutil.copy(f"keys/{certificate}.z.{year}.pem", f"{name}/medecin.z.{year}.pem")
+        grey = kestrune.check(block, keys="keys").grey
+        with pytest.raises(kind) as raised:
+            opened(grey, keys=name)
+        assert type(raised.value) is kind
+        message = opened(grey, keys=name, accept_unverified=True)
+        assert len(message.problems) == 3 and message.text == "Bonjour"
+        assert not any(part.signature.holds for part in (*message.texts, *message.attachments))
+
+
+def test_the_trap_ends_at_the_deadline(folder):
+    grey = trap("keys")
+    start = time.monotonic()
+    with pytest.raises(kestrune.DeadlineExceeded):
+        opened(grey, deadline=datetime.timedelta(seconds=1.5))
+    assert 1.4 < time.monotonic() - start < 10
+    # A parent that is killed takes the child along, at the deadline at the latest.
+    (folder / "trap.grey").write_bytes(grey)
+    program = (
+        f"import sys; sys.path.append({str(pathlib.Path(kestrune.__file__).parents[1])!r}); import kestrune, pathlib;"
+        "kestrune.open_message(pathlib.Path('trap.grey').read_bytes(), keys='keys', pass_phrase=b'a_b_c_d', deadline=3)"
+    )
+    parent = subprocess.Popen([sys.executable, "-c", program])
+    children = pathlib.Path(f"/proc/{parent.pid}/task/{parent.pid}/children")
+    while not children.read_text():
+        time.sleep(0.01)
+    child = pathlib.Path("/proc", children.read_text().split()[0])
+    time.sleep(1)
+    for secret in "cmdline", "environ":
+        assert b"a_b_c_d" not in (child / secret).read_bytes()
+    os.kill(parent.pid, signal.SIGKILL)
+    parent.wait()
+    end = time.monotonic() + 20
+    while child.exists() and "zombie" not in (child / "status").read_text():
+        assert time.monotonic() < end
+        time.sleep(0.05)
+
+
+def test_safe_names():
+    taken = set()
+    rows = [
+        ("../../.profile", "profile"), ("C:\\a\\b.TXT", "b.TXT"), ("B.txt", "B (2).txt"), ("b.txt", "b (3).txt"),
+        ("", "attachment"), ("..", "attachment (2)"), ("a\r\nb", "a__b"), ("x\u202etxt.exe", "x_txt.exe"), ("NUL.txt", "_NUL.txt"),
+        ("é" * 300 + ".pdf", "é" * 98 + ".pdf"), ("a" * 300, "a" * 200), ("a" * 301, "a" * 196 + " (2)"), (" .a. ", "a"),
+    ]  # fmt: skip
+    assert [kestrune.safe_name(name, taken) for name, _ in rows] == [safe for _, safe in rows]
+
+
+def test_c_and_the_programs_understand_it(folder):
+    year = datetime.date.today().year - 1900
+
+    def run(name, *arguments, given=""):
+        program = [BUILD / name, *map(str, arguments)]
+        return subprocess.run(program, input=given.encode(), stdout=subprocess.PIPE, check=True).stdout.decode()
+
+    (folder / "note").write_text("Bonjour de C")
+    run("examples/seal", "-s", "Été", "-a", "note", "keys/", "note", "c.block")
+    message = opened(pathlib.Path("c.block").read_bytes())
+    assert (message.text, message.routing.subject, message.attachments[0].name) == ("Bonjour de C", "Été", "note")
+    pathlib.Path("py.block").write_bytes(sealed("Bonjour de Python", [("a.txt", b"1234")]).block)
+    assert f"medecin (medecin.z.{year})" in run("examples/relay", "keys/", "py.block")
+    shown = run("examples/open", "py.block.grey", "keys/", given="a_b_c_d\n")
+    assert f"medecin.z.{year}" in shown and "Bonjour de Python" in shown and "4 bytes: a.txt" in shown
+    run("examples/grey_to_eml", "py.block.grey", "keys/", "py.eml", given="a_b_c_d\n")
+    mail = email.message_from_bytes(pathlib.Path("py.eml").read_bytes())
+    ours = kestrune.to_mail(opened(pathlib.Path("py.block").read_bytes()))
+    names = ["From", "To", "Reply-To", "X-KestruneV2MessageID"]
+    assert [mail[name] for name in names] == [ours[name] for name in names]
+    assert kestrune.verify(run("examples/sign", "keys/", "medecin", "Texte", given="\n"), keys="keys").text == "Texte"
+    assert "Texte" in run("examples/verify", "keys/", given=kestrune.sign("Texte", signer="medecin", keys="keys"))
+
+
+def test_a_relay_ends_with_a_report():
+    report = relay.run("keys", messages=24, workers=4, deadline=4)
+    assert report == {"delivered": 22, "DamagedBlock": 1, "DeadlineExceeded": 1}
+
+
+def test_sources_are_for_the_oldest_python_and_one_version():
+    for source in pathlib.Path(kestrune.__file__).parent.glob("*.py"):
+        ast.parse(source.read_text(), feature_version=(3, 9))
+    header = (ROOT / "include/kestrune/kestrune.h").read_text()
+    assert f'"{kestrune.__version__}"' in header and kestrune.library_version() == kestrune.__version__
