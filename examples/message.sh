@@ -43,9 +43,11 @@ seal -r 'dr.b@service.example,c@ailleurs.example' -s 'Résultats été' -d '2026
   keys/ long.txt long.block >/dev/null
 cp long.block damaged.block
 printf x | dd of=damaged.block bs=1 seek=1000 conv=notrunc status=none
-routed=$(relay keys/ damaged.block nix long.txt long.block long.block.grey) && fail "relay does not tell that some were bad"
+mkfifo pipe
+routed=$(timeout 20 relay keys/ damaged.block pipe nix long.txt long.block long.block.grey) && fail "relay does not tell that some were bad"
 to="-> dr.b@service.example,c@ailleurs.example, key durand.$((year + 100))"
 is "routes" "damaged.block: refused: -73: WHY
+pipe: refused: cannot be read
 nix: refused: cannot be read
 long.txt: refused: no block
 long.block: medecin (medecin.z.$year) $to

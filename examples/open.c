@@ -30,9 +30,9 @@ static int failed_with(const char* function, long code) {
 
 static unsigned char* read_file(const char* path, size_t* length) {
   struct stat status;
-  FILE* file = fopen(path, "rb");
+  FILE* file = stat(path, &status) == 0 && S_ISREG(status.st_mode) ? fopen(path, "rb") : NULL; /* no pipes */
   if (file == NULL) return NULL;
-  *length = fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode) ? (size_t)status.st_size : 0;
+  *length = (size_t)status.st_size;
   unsigned char* bytes = malloc(*length + 1);
   const int whole = bytes != NULL && fread(bytes, 1, *length, file) == *length;
   fclose(file);

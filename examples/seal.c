@@ -33,10 +33,9 @@ static int failed_with(const char* function, long code) {
 /* New; null when it cannot be read, or holds a zero byte, behind which nothing would be sealed. */
 static char* read_text(const char* path) {
   struct stat status;
-  FILE* file = fopen(path, "rb");
+  FILE* file = stat(path, &status) == 0 && S_ISREG(status.st_mode) ? fopen(path, "rb") : NULL; /* no pipes */
   if (file == NULL) return NULL;
-  const size_t length =
-      fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode) ? (size_t)status.st_size : 0;
+  const size_t length = (size_t)status.st_size;
   char* text = calloc(1, length + 1);
   const int whole =
       text != NULL && fread(text, 1, length, file) == length && strlen(text) == length && length > 0;
