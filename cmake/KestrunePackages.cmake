@@ -64,7 +64,8 @@ if(NOT KESTRUNE_TOOL_SHARED_CRYPTO)
   string(APPEND programs_section "\nBuilt-Using: ${embedded}")
 endif()
 kestrune_package(tool kestrune "${programs_section}" foreign
-  SHLIBDEPS ON SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
+  SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})  # CPack has it for all components alone
 if(TARGET kestrune_cli)  # which is linked with the shared library, of a package that is not installed here
   set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${libkestrune} (= ${PROJECT_VERSION})")
 endif()
