@@ -32,6 +32,10 @@ int main(int argc, char** argv) {
 
   char input[kInputBytes];
   input[fread(input, 1, sizeof input - 1, stdin)] = 0;
+  if (getchar() != EOF) {
+    fprintf(stderr, "verifying: more text than a block comes in\n");
+    return EXIT_FAILURE;
+  }
 
   char answer[kAnswerBytes];
   const int code = Api2ExtractFromSignature(input, argv[1], answer, 0);
