@@ -1,7 +1,12 @@
 """What holds for all commands: help, usage errors, languages, standard output."""
+import re
+import subprocess
 import unittest
+from pathlib import Path
 
 from frame import COULD_NOT, DONE, Case
+
+SOURCES = Path(__file__).resolve().parents[2] / "cli"
 
 
 class Usage(Case):
@@ -20,6 +25,29 @@ class Usage(Case):
         self.assertIn(b"Usage: kestrune sign [OPTIONS] [TEXT]", self.expect(["sign", "--help"]))
         self.assertIn(b"Commands:", self.expect(["help"]))
         self.assertRegex(self.expect(["--version"]), rb"^kestrune \d+\.\d+\.\d+\nlibkestrune \d")
+
+    def test_speaks_the_language_of_the_locale(self):
+        for environment, word in [
+            ({"LC_ALL": "fr_FR.UTF-8"}, b"Usage\xc2\xa0: kestrune [OPTIONS] COMMANDE"),
+            ({"LANG": "fr_CA"}, b"COMMANDE"),
+            ({"LANG": "C.UTF-8", "LANGUAGE": "fr"}, b"COMMANDE"),
+            ({"LANG": "de_DE.UTF-8"}, b"Usage: kestrune [OPTIONS] COMMAND\n"),
+            ({"LC_ALL": "C", "LANG": "fr_FR.UTF-8"}, b"Usage: kestrune [OPTIONS] COMMAND\n"),
+        ]:
+            self.assertIn(word, self.expect(["--help"], **environment))
+        self.expect(["sign", "--no-such"], COULD_NOT, err="«\xa0--no-such\xa0» n'est pas compris ici", LANG="fr_FR.UTF-8")
+        # The library's own words, too.
+        self.expect(["verify", "--file", "phrase"], 1, stdin=b"<SIGN><N>x</N><S>AA</S></SIGN>", err="certificat", LANG="fr")
+
+    def test_french_is_complete(self):
+        pot = subprocess.run(["xgettext", "--language=C++", "--keyword=_", "--keyword=N_", "--from-code=UTF-8", "-o", "-",
+                              *map(str, SOURCES.glob("*.cpp"))], check=True, capture_output=True).stdout
+        self.write("kestrune.pot", pot.replace(b"CHARSET", b"UTF-8"))
+        compared = subprocess.run(["msgcmp", str(SOURCES / "po/fr.po"), "kestrune.pot"], cwd=self.folder,
+                                  capture_output=True, text=True)
+        self.assertEqual((compared.returncode, compared.stderr), (0, ""))
+        for english, french in re.findall(r'^msgid (".*")\nmsgstr (".*")$', (SOURCES / "po/fr.po").read_text(), re.M):
+            self.assertEqual(*(sorted(re.findall(r"{\d}|--[a-z-]+|code -?\d+", text)) for text in (english, french)))
 
 
 if __name__ == "__main__":
