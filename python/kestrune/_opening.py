@@ -100,7 +100,7 @@ def open_message(
 
     SignatureError when one is missing, does not hold or is not the sender's; with `accept_unverified` the message comes
     out nevertheless, and each part's `signature` says what is wrong. A transport block is checked before, as `check`
-    does. The opening runs in a process of its own, for a message can be made so that it never ends: DeadlineExceeded
+    does, and its signature must hold in any case. The opening runs in a process of its own, for a message can be made so that it never ends: DeadlineExceeded
     after `deadline` seconds.
 
     >>> block = Path("message.block").read_bytes()
@@ -233,7 +233,7 @@ def safe_name(name: str, taken: Optional[Set[str]] = None) -> str:
     """
     last = re.split(r"[/\\]", name)[-1]
     shown = "".join("_" if unicodedata.category(c)[0] == "C" or c in '<>:"|?*' else c for c in last)
-    shown = unicodedata.normalize("NFC", shown).strip(" .") or _NO_NAME
+    shown = unicodedata.normalize("NFC", shown).strip(" .").lstrip("- .") or _NO_NAME
     if _RESERVED.match(shown):
         shown = "_" + shown
     stem, dot, suffix = shown.rpartition(".")

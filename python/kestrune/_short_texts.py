@@ -16,6 +16,7 @@ _HEX_PASSWORD = 64
 _MOST_FOR_CERTIFICATE = 3743  # bytes; the library leaves a longer text out, without a word
 _FORM_ROOM = 6500  # and the certificate's name
 _TEXT_ROOM = 3745
+_MOST_PADDING = 16  # zeros behind a text, one at least
 _WRONG = "The text does not decipher: another pass phrase or key, or a changed text."
 
 
@@ -59,9 +60,9 @@ def decrypt(
     """The text of a form of `encrypt`. With `keys`, by the private key beside the certificate that the form names;
     `pass_phrase` is then that key file's.
 
-    Nothing in a form proves that it is whole, so a wrong pass phrase is told by what comes out: when that is no text in
-    `encoding`, WrongPassPhrase. Answer no strangers with it: whoever may try forms, and sees which are refused, can read
-    a form that he caught.
+    Nothing in a form proves that it is whole, so a wrong pass phrase is told by what comes out: when that is not as long
+    as it must be, or no text in `encoding`, WrongPassPhrase. Answer no strangers with it: whoever may try forms, and
+    sees which are refused, can read a form that he caught.
 
     >>> form = kestrune.encrypt("code 1234", to="medecin", keys="keys")
     >>> kestrune.decrypt(form, keys="keys")
@@ -71,17 +72,20 @@ def decrypt(
     if keys is None:
         if pass_phrase is None:
             raise refused("Either a pass phrase, or `keys`.")
-        _require(encoded, "IV", "AE")
+        enciphered = _require(encoded, "IV", "AE")
         deciphered = _under_pass_phrase(encoded, pass_phrase, _DECIPHER, len(encoded))
     else:
-        _require(encoded, "S", "AED")
+        enciphered = _require(encoded, "S", "AED")
         with library.Secret(_texts.pass_phrase(pass_phrase or b"")) as secret, library.Secret(room=_TEXT_ROOM) as out:
             ensure("Api2DeAesPriv", library.c.Api2DeAesPriv(encoded, secret, _texts.folder(keys), out, 0))
             deciphered = out.value
+    wrong = refused(_WRONG, "Check both.", WrongPassPhrase)
+    if not 0 < enciphered - len(deciphered) <= _MOST_PADDING:
+        raise wrong
     try:
         return deciphered.decode(encoding)
     except UnicodeDecodeError:
-        raise refused(_WRONG, "Check both.", WrongPassPhrase) from None
+        raise wrong from None
 
 
 def _under_pass_phrase(text: bytes, pass_phrase: PassPhrase, mode: int, room: int) -> bytes:
@@ -92,13 +96,16 @@ def _under_pass_phrase(text: bytes, pass_phrase: PassPhrase, mode: int, room: in
             return out.value
 
 
-def _require(form: bytes, *tags: str) -> None:
-    """Elements that must be there and hold Base64 or hexadecimal digits: the library takes others for empty ones."""
+def _require(form: bytes, *tags: str) -> int:
+    """Elements that must be there and hold Base64 or hexadecimal digits: the library takes others for empty ones. The
+    bytes of the last one."""
+    length = 0
     for tag in tags:
         value = form.partition(b"<%s>" % tag.encode())[2].partition(b"</%s>" % tag.encode())[0]
         try:
-            whole = bool(base64.b64decode(value, validate=True))
+            length = len(base64.b64decode(value, validate=True))
         except ValueError:
-            whole = False
-        if not whole:
+            length = 0
+        if length == 0:
             raise refused(f"The element {tag} is missing or damaged.", "Is it a form of the other kind?", DamagedBlock)
+    return length

@@ -32,8 +32,8 @@ int main(int argc, char** argv) {
     unsigned long long length = 0, grey_length = 0;
     kestrune_message* message = NULL;
     double from = now();
-    if (Api2CrypterMem(text, "", "durand", "medecin", "a_b_c_d", signing, argv[1], "b", "", "", "medecin", "s",
-                       "2031-01-31 23:59:59", &block, &length, id, 0) != 0)
+    if (Api2CrypterMem(text, "", "durand", "medecin", "a_b_c_d", signing, argv[1], "b", "", "", "medecin",
+                       "s", "2031-01-31 23:59:59", &block, &length, id, 0) != 0)
       return 1;
     keep_least(&seal, from);
     from = now();

@@ -1,32 +1,28 @@
 """A relay: workers check, route and open messages, among them a damaged one and one that never opens.
 
-    relay.py KEY_FOLDER [MESSAGES [WORKERS]]
+    relay.py [MESSAGES [WORKERS]]        (KESTRUNE_BUILD: the build folder)
 """
 
 import collections
 import concurrent.futures
+import pathlib
 import sys
+import tempfile
 import time
 
 import kestrune
-from forge import trap
-
-PASS_PHRASE = b"a_b_c_d"
+from folder import PASS_PHRASE, make
 
 
-def sealed(keys, text, attachments, subject):
-    names = dict(user="durand", signer="medecin", to=["dr.b@service.example"])
-    return kestrune.seal(text, attachments, pass_phrase=PASS_PHRASE, keys=keys, subject=subject, **names).block
-
-
-def made(keys, messages):
-    for number in range(messages - 2):
-        yield sealed(keys, f"Message {number}", [("note.txt", b"%d" % number)], str(number))
-        if number == (messages - 2) // 2:
-            block = bytearray(sealed(keys, "Damaged", [], ""))
-            block[len(block) // 2] ^= 1
-            yield bytes(block)
-            yield trap(keys)
+def made(folder, messages):
+    names = dict(user="durand", signer="medecin", to=["dr.b@service.example"], pass_phrase=PASS_PHRASE, keys=folder / "keys")
+    blocks = [
+        kestrune.seal(f"Message {number}", [("note.txt", b"%d" % number)], subject=str(number), **names).block
+        for number in range(messages - 1)
+    ]
+    middle = len(blocks) // 2
+    blocks[middle] = blocks[middle][:-1] + bytes([blocks[middle][-1] ^ 1])
+    return [*blocks[:middle], (folder / "trap.grey").read_bytes(), *blocks[middle:]]
 
 
 def handle(block, keys, deadline):
@@ -39,13 +35,15 @@ def handle(block, keys, deadline):
         return type(error).__name__
 
 
-def run(keys, messages, workers, deadline):
-    blocks = list(made(keys, messages))
+def run(folder, messages, workers, deadline):
+    blocks = made(folder, messages)
     with concurrent.futures.ThreadPoolExecutor(workers) as pool:
-        return dict(collections.Counter(pool.map(lambda block: handle(block, keys, deadline), blocks)))
+        return dict(collections.Counter(pool.map(lambda block: handle(block, folder / "keys", deadline), blocks)))
 
 
 if __name__ == "__main__":
     start = time.monotonic()
-    counts = [int(word) for word in sys.argv[2:]] + [1000, 4][len(sys.argv) - 2 :]
-    print(run(sys.argv[1], *counts, deadline=10.0), f"in {time.monotonic() - start:.1f} s")
+    counts = [int(word) for word in sys.argv[1:]] + [1000, 4][len(sys.argv) - 1 :]
+    with tempfile.TemporaryDirectory() as folder:
+        make(pathlib.Path(folder))
+        print(run(pathlib.Path(folder), *counts, deadline=10.0), f"in {time.monotonic() - start:.1f} s")

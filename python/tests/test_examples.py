@@ -6,7 +6,7 @@ import pkgutil
 
 import kestrune
 import pytest
-from conftest import ROOT
+from folder import ROOT
 
 FLAGS = doctest.ELLIPSIS | doctest.NORMALIZE_WHITESPACE
 MODULES = [importlib.import_module(f"kestrune.{module.name}") for module in pkgutil.iter_modules(kestrune.__path__)]

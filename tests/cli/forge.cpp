@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <utility>
 
 #include "base/buffer.h"
 #include "core/instance_creator.h"
@@ -62,7 +63,7 @@ bool Forge(const std::string& folder, const char* file, const char* signer, cons
   TypV2InstanceCreatorUnix creator;
   auto* forger = new Forger;
   with(*forger);
-  Owned<TypV2CryptoInterface> envelope(forger);
+  Owned<TypV2CryptoInterface> envelope(std::move(forger));
   if (envelope.Init(&creator, folder.c_str(), folder.c_str()) != kOk) return false;
   char password[] = "none", identifier[kMessageIdentifierBytes];
   CBuffer block;
