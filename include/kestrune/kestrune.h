@@ -241,6 +241,11 @@ KESTRUNE_API int Api2DeAesPriv(const char* form, const char* keyPassword, const 
  *   A hexadecimal password is the output of BuildHexPassword for the personal key's pass phrase.
  *   After a failure outputs are null and lengths 0, unless a null argument was refused, which may leave them as
  *   they were.
+ *   Nothing that is said is checked: dates, addresses and names of recipients are copied into the routing as they are,
+ *   tags in them too; "hier" is a date.
+ *   A transport block where a grey one is wanted is -87, since it names no key, but its signature is handed out as
+ *   "routing", with 0, by Api2ExtractRoutageOnlyFromGrisBlock. A grey block where a transport block is wanted is -69.
+ *   kestrune_block_kind tells them apart.
  *   A file name that a message carries is the sender's: it may hold '/', "..", controls. Never open it as it is.
  *   Whoever opens the personal and the master key by himself, through the classes, opens the master key first, as
  *   sealing does; two who take them crosswise wait for each other for ever.
@@ -252,10 +257,12 @@ enum { KESTRUNE_SIGNER_NAME_BYTES = 49 };
 /*
  * Seals a message and writes the transport block to a file.
  *
- * textFile         its content up to the first zero byte is the text. Not reported: a file that cannot be
- *                  read counts as no text.
- * attachmentFiles  paths separated by '|', at most 99, of 1,000,000 bytes each; null or empty: none. A file
- *                  that cannot be read is left out, unless it is the last one: then its code is returned.
+ * textFile         its content up to the first zero byte is the text. NOT REPORTED: a file that is not there or cannot
+ *                  be read counts as no text. It is -64 when attachmentFiles is null; else a message without text is
+ *                  sealed, even one of nothing at all when attachmentFiles is "".
+ * attachmentFiles  paths separated by '|', at most 99, of 1,000,000 bytes each; null or empty: none. LEFT OUT WITHOUT
+ *                  A WORD: a file that is missing, unreadable or too large, unless it is the last one: then its code
+ *                  is returned. Whoever cannot do without a file asks for it before, or counts those of the message.
  * userName         personal key, 1 to 39 characters; its recipient opens the message with it
  * signName         the sender: signing key of the current year, 1 to 39 characters. With a '/' in either name
  *                  a message is sealed that nobody can open or check.
@@ -270,7 +277,9 @@ enum { KESTRUNE_SIGNER_NAME_BYTES = 49 };
  * outputFile       created or emptied, after the sealing succeeded. THAT THE WRITING FAILED IS NOT REPORTED:
  *                  on a full disk the result is 0, and the file cut short. Whoever cannot do without the block
  *                  calls Api2CrypterMem and writes it himself. -1: the closing failed.
- * messageId        128 bytes, may be null: the message identifier; empty when nothing was sealed
+ * messageId        128 bytes, may be null: the message identifier; empty when nothing was sealed. ALL MESSAGES THAT A
+ *                  SENDER SEALS WITHIN ONE SECOND HAVE THE SAME ONE, in one process and in several: its numbers are
+ *                  drawn from rand(), which each call seeds with the time. Not with kestrune_use_system_random.
  *
  * One of text and attachments must be there, and one recipient. Effect: pad bytes of the personal and the
  * master key are used up, whether sealing succeeds in the end or not; those of the master key also with a wrong
