@@ -97,6 +97,7 @@ install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/libkestr
   FILES_MATCHING PATTERN *.c PATTERN *.cpp PATTERN *.h PATTERN note.txt)
 
 if(KESTRUNE_DEBIAN_PACKAGES)
+  include(KestrunePython)
   include(KestrunePackages)
 endif()
 get_property(compressed_files GLOBAL PROPERTY kestrune_compressed)

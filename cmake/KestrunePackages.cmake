@@ -3,7 +3,7 @@
 # dependencies out that it cannot find. What a package is stands in cmake/debian/control.
 #
 # A new package is a stanza there and a word here, behind the packages whose libraries it needs.
-set(kestrune_parts "library:libkestrune2 development:libkestrune-dev tool:kestrune")
+set(kestrune_parts "library:libkestrune2 development:libkestrune-dev tool:kestrune python:python3-kestrune")
 
 # What the tool embeds of the cryptographic library.
 set(kestrune_built_using "")
