@@ -13,10 +13,13 @@ void AddOpen(Program& program);
 void AddRoute(Program& program);
 void AddEncrypt(Program& program);
 void AddDecrypt(Program& program);
+void AddInspect(Program& program);
+void AddKeys(Program& program);
+void AddExplain(Program& program);
 
 // In the order of the help.
-inline constexpr void (*kCommands[])(Program&) = {AddSign,  AddVerify,  AddSeal,   AddOpen,
-                                                  AddRoute, AddEncrypt, AddDecrypt};
+inline constexpr void (*kCommands[])(Program&) = {AddSign,    AddVerify,  AddSeal,    AddOpen, AddRoute,
+                                                  AddEncrypt, AddDecrypt, AddInspect, AddKeys, AddExplain};
 
 }  // namespace kestrune::cli
 

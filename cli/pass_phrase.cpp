@@ -79,11 +79,12 @@ Secret CopyOf(const Secret& secret) {
   return copy;
 }
 
-Secret AskSecret(const std::string& prompt) {
+Secret AskSecret(const std::string& prompt, const char* remedy) {
   const Descriptor terminal(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY));
   if (!terminal.is_open()) {
-    throw Failure(Status::kCouldNot, Fill(_("{1}: there is no terminal to ask for it."), {prompt}),
-                  _("Give it with --passphrase-file FILE or --passphrase-fd NUMBER."));
+    throw Failure(
+        Status::kCouldNot, Fill(_("{1}: there is no terminal to ask for it."), {prompt}),
+        remedy != nullptr ? remedy : _("Give it with --passphrase-file FILE or --passphrase-fd NUMBER."));
   }
   const NoEcho quiet(terminal.get());
   if (!quiet.is_silent()) throw SystemFailure(errno, _("the terminal"));

@@ -42,14 +42,16 @@ class PassPhrases {
   Secret OfSigningKey(const std::string& key);
   // A new one: on the terminal it is asked for twice.
   Secret OfNew(const std::string& what);
+  bool is_given() const { return source_.is_given(); }
 
  private:
   PassPhraseSource source_, signing_source_;
   Secret read_;  // a descriptor gives it once
 };
 
-// From the terminal, without echo. Throws where there is none.
-Secret AskSecret(const std::string& prompt);
+// From the terminal, without echo. Where there is none it throws, and names what else gives it (null: a pass phrase's
+// options).
+Secret AskSecret(const std::string& prompt, const char* remedy = nullptr);
 
 }  // namespace kestrune::cli
 
