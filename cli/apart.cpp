@@ -16,8 +16,6 @@
 #include "cli/failure.h"
 #include "cli/text.h"
 
-extern char** environ;
-
 namespace kestrune::cli {
 namespace {
 

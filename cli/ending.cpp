@@ -23,7 +23,7 @@ termios terminal_settings;
 void WaitForEnd(sigset_t signals) {
   int signal = 0;
   if (::sigwait(&signals, &signal) != 0) return;
-  const auto lock = FinishUndisturbed();
+  const std::lock_guard<std::recursive_mutex> lock(final_steps);
   for (const pid_t child : children) ::kill(child, SIGKILL);
   if (terminal_fd >= 0) ::tcsetattr(terminal_fd, TCSAFLUSH, &terminal_settings);
   for (auto path = pending_paths.rbegin(); path != pending_paths.rend(); ++path)

@@ -77,7 +77,7 @@ FolderOutput::FolderOutput(std::string path, bool force) : path_(std::move(path)
 }
 
 std::string FolderOutput::Add(std::string_view wanted, const std::string& otherwise, std::string_view bytes) {
-  const std::string name = names_.Take(HarmlessName(wanted, otherwise));
+  std::string name = names_.Take(HarmlessName(wanted, otherwise));
   files_.emplace_back(path_ + "/" + name, Manner{.is_secret = true, .must_be_new = true, .force = force_});
   files_.back().Write(bytes);
   files_.back().Sync();

@@ -140,17 +140,18 @@ std::string HelpOf(const CLI::App& command, const std::string& example, int fd) 
   return help;
 }
 
-std::string UsageError(const CLI::ParseError& error) {
+std::string UsageError(const CLI::ParseError& error, const CLI::App& command,
+                       const std::vector<std::string>& rest) {
   if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
-    return Fill(_("\"{1}\" is not understood here."), {Behind(error, "expected: ")});
+    return Fill(_("\"{1}\" is not understood here."),
+                {rest.empty() ? Behind(error, ": ") : Printable(rest.front())});
   }
   if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
-    const std::string option = OptionIn(error);
-    if (option == "A" || option == "Requires") return _("A command is missing.");
-    return Fill(_("{1} is missing."), {option});
+    const CLI::Option* option = command.get_option_no_throw(OptionIn(error));
+    return option == nullptr ? _("A command is missing.") : Fill(_("{1} is missing."), {LeftOf(*option)});
   }
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
-    return Fill(_("{1} was given too many or too few values."), {OptionIn(error)});
+    return Fill(_("{1} wants one value."), {OptionIn(error)});
   }
   if (dynamic_cast<const CLI::ConversionError*>(&error) != nullptr) {
     return Fill(_("A value that is not possible: {1}."), {Behind(error, "convert: ")});

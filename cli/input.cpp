@@ -9,6 +9,7 @@
 #include <cstring>
 #include <new>
 
+#include "cli/console.h"
 #include "cli/descriptor.h"
 #include "cli/failure.h"
 #include "cli/text.h"
@@ -59,7 +60,11 @@ Content ReadDescriptor(int fd, const std::string& name) {
 }
 
 Content ReadFile(const std::string& path) {
-  if (path == kStandard) return ReadDescriptor(STDIN_FILENO, NameOf(path));
+  if (path == kStandard) {
+    if (::isatty(STDIN_FILENO) == 1)
+      Note(_("Reading from the terminal; Ctrl-D on a line of its own ends it."));
+    return ReadDescriptor(STDIN_FILENO, NameOf(path));
+  }
   const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (!file.is_open()) throw SystemFailure(errno, path);
   return ReadDescriptor(file.get(), path);

@@ -75,7 +75,7 @@ Status Program::Run(int argc, char** argv) {
     words.emplace_back("--help");
   }
   // CLI11 wants them the other way round.
-  const bool wants_version = words[0] == "--version";
+  const bool wants_version = words[0] == "--version" || words[0] == "version";
   try {
     if (!wants_version) app_.parse(std::vector<std::string>(words.rbegin(), words.rend()));
   } catch (const CLI::CallForHelp&) {
@@ -98,12 +98,13 @@ Status Program::Run(int argc, char** argv) {
 
 Failure Program::UsageFailure(const CLI::ParseError& error) {
   const CLI::App& command = Chosen();
-  const std::vector<std::string> rest = app_.remaining();
+  const std::vector<std::string> rest = app_.remaining(true);
   if (&command == &app_ && !rest.empty() && rest[0][0] != '-') {
     return {Status::kCouldNot, Fill(_("\"{1}\" is no command."), {Printable(rest[0])}),
             _("kestrune --help names them.")};
   }
-  return {Status::kCouldNot, UsageError(error), Fill(_("See {1} --help."), {WordsOf(command)})};
+  return {Status::kCouldNot, UsageError(error, command, rest),
+          Fill(_("See {1} --help."), {WordsOf(command)})};
 }
 
 std::string Program::KeyFolder() const {
@@ -115,8 +116,9 @@ std::string Program::KeyFolder() const {
   const bool is_there = ::stat(folder.c_str(), &status) == 0;
   if (!is_there || !S_ISDIR(status.st_mode)) {
     const Failure failure = SystemFailure(is_there ? ENOTDIR : errno, folder);
-    throw Failure(failure.status(), Fill(_("Key folder {1}"), {failure.what()}),
-                  _("Name your key folder with -k FOLDER or in KESTRUNE_KEYS."));
+    throw Failure(
+        failure.status(), Fill(_("Key folder {1}"), {failure.what()}),
+        _("Name yours with -k FOLDER or in KESTRUNE_KEYS; kestrune keys new NAME makes keys for trials."));
   }
   return folder;
 }

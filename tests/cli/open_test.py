@@ -152,6 +152,41 @@ class Strangers(Case):
                 time.sleep(0.05)
             self.assertEqual(running_in(run.pid), [], "the process apart goes too")
 
+    def test_a_signal_in_the_middle_leaves_nothing(self):
+        """Each stands still where it reads the pass phrase, which nobody gives, its output begun."""
+        self.write("n.enc", "<IV>00</IV><AE>AAAAAAAAAAAAAAAAAAAAAA==</AE>")
+        before = self.files()
+        for words in (["seal", "-s", "medecin", "--to", "a", "phrase", "-o", "m.tr"], ["encrypt", "phrase", "-o", "x"], ["decrypt", "n.enc", "-o", "x"],
+                      ["open", "names.tr", "trap.grey", "-o", "out"]):
+            run = subprocess.Popen([PROGRAM, *words, "--passphrase-fd", "0"], cwd=self.folder, env=self.environment(),
+                                   stdin=subprocess.PIPE, start_new_session=True)
+            for _ in range(100):
+                if self.files() != before:
+                    break
+                time.sleep(0.05)
+            self.assertNotEqual(self.files(), before, words)
+            run.send_signal(signal.SIGTERM)
+            self.assertEqual(run.wait(), -signal.SIGTERM)
+            run.stdin.close()
+            self.assertEqual(self.files(), before, words)
+
+    def test_a_full_file_system_keeps_nothing(self):
+        (self.folder / "full").mkdir()
+        self.write("big", bytes(900_000))
+        seal = ["seal", "-s", "medecin", "--to", "a", "--attach", "big", "phrase"]
+        self.expect([*seal, *PHRASE, "-o", "big.tr"])
+        before = self.files()
+        mount = 'mount -t tmpfs -o size=400k none full || exit 77; "$@"; echo $?; ls -A full'
+        for words in ([*seal, "-o", "full/m.tr"], ["open", "big.tr", "-o", "full/out"],
+                      ["open", "big.tr", "--eml", "full/m.eml"], ["open", "big.tr", "--xml", "full/m.xml"]):
+            run = subprocess.run(["unshare", "-m", "sh", "-c", mount, "sh", PROGRAM, *words, *PHRASE], cwd=self.folder,
+                                 env=self.environment(), capture_output=True, text=True)
+            if run.returncode in (1, 77):
+                self.skipTest("no file system can be mounted here")
+            self.assertEqual(run.stdout, "2\n", (words, run))
+            self.assertIn("the disk is full", run.stderr)
+        self.assertEqual(self.files(), before)
+
 
 if __name__ == "__main__":
     unittest.main()

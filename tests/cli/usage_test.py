@@ -15,7 +15,9 @@ class Usage(Case):
             ([], "Usage: kestrune"),
             (["sig"], '"sig" is no command.*\n.*kestrune --help'),
             (["sign", "--no-such"], '"--no-such" is not understood here.*\n.*kestrune sign --help'),
-            (["sign", "-s"], "--signer was given too many or too few"),
+            (["sign", "-s"], "--signer wants one value"),
+            (["sign", "-p", "geheim", "x"], '"-p" is not understood here'),
+            (["open"], "FILE is missing"),
             (["--color", "rot", "sign", "x"], "auto, always or never"),
             (["sign", "x", "-k", "nowhere"], "nowhere/: there is no such.*\n.*KESTRUNE_KEYS"),
         ]:
@@ -24,6 +26,7 @@ class Usage(Case):
     def test_help_and_version(self):
         self.assertIn(b"Usage: kestrune sign [OPTIONS] [TEXT]", self.expect(["sign", "--help"]))
         self.assertIn(b"Commands:", self.expect(["help"]))
+        self.assertEqual(self.expect(["version"]), self.expect(["--version"]))
         self.assertRegex(self.expect(["--version"]), rb"^kestrune \d+\.\d+\.\d+\nlibkestrune \d")
 
     def test_speaks_the_language_of_the_locale(self):
