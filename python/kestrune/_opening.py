@@ -21,6 +21,7 @@ from ._routing import Routing, is_sender, parse, to_grey
 from ._texts import Data, PassPhrase, PathText
 
 DEADLINE = 30.0
+_MOST_SECONDS = 1e6
 _ENTRY = "kestrune_open_message"
 _SIGNATURES = "Api2ExtractGrisFromHTTPSBlock"  # whose codes tell why a signature does not hold
 _NO_CERTIFICATE = -106
@@ -111,8 +112,8 @@ def open_message(
     folder = _texts.folder(keys)
     secret = _texts.pass_phrase(pass_phrase)
     seconds = deadline.total_seconds() if isinstance(deadline, timedelta) else float(deadline)
-    if not seconds > 0:
-        raise refused("The deadline is no time to come.")
+    if not 0 < seconds < _MOST_SECONDS:
+        raise refused("The deadline is no time to come, or none at all.")
     grey, outer = to_grey(_texts.block(block), keys, accept_unverified)
     try:
         code, *fields = open_in_child(grey, folder, secret, seconds)

@@ -52,6 +52,7 @@ def test_what_is_refused_says_why(folder):
         (kestrune.InvalidArgument, lambda: sealed(to=["a@b.example,c@d.example"])),
         (kestrune.InvalidArgument, lambda: sealed(to=[])),
         (kestrune.InvalidArgument, lambda: opened(grey, deadline=0)),
+        (kestrune.InvalidArgument, lambda: opened(grey, deadline=float("inf"))),
     ]  # fmt: skip
     for number, (kind, call) in enumerate(rows):
         with pytest.raises(kestrune.KestruneError) as raised:
@@ -162,7 +163,7 @@ def test_the_trap_ends_at_the_deadline(folder):
         time.sleep(0.05)
 
 
-def test_safe_names():
+def test_safe_names(folder):
     taken = set()
     rows = [
         ("../../.profile", "profile"), ("C:\\a\\b.TXT", "b.TXT"), ("B.txt", "B (2).txt"), ("b.txt", "b (3).txt"),
@@ -170,6 +171,8 @@ def test_safe_names():
         ("é" * 300 + ".pdf", "é" * 98 + ".pdf"), ("a" * 300, "a" * 200), ("a" * 301, "a" * 196 + " (2)"), (" .a. ", "a"), ("-rf", "rf"),
     ]  # fmt: skip
     assert [kestrune.safe_name(name, taken) for name, _ in rows] == [safe for _, safe in rows]
+    names = [part.safe_name for part in opened((folder / "names.tr").read_bytes()).attachments]
+    assert names[:5] == ["profile", "attachment", "report.pdf", "Report (2).PDF", "rf"] and len(set(names)) == 8
 
 
 def test_c_and_the_programs_understand_it(folder):

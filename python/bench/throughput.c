@@ -1,4 +1,4 @@
-/* What bench.py compares with: bench KEY_FOLDER/ BYTES ROUNDS prints the least seconds of sealing, checking, opening. */
+/* What throughput.py compares with: throughput KEY_FOLDER/ BYTES ROUNDS prints the least seconds of sealing, checking, opening. */
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>

@@ -1,6 +1,6 @@
 """Throughput beside a program in C, by turns in one run: the least processor time of each, its children's too.
 
-    bench.py KEY_FOLDER C_PROGRAM [ROUNDS]        (cc -O2 -o C_PROGRAM bench.c -lkestrune)
+    throughput.py KEY_FOLDER C_PROGRAM [ROUNDS]        (cc -O2 -o C_PROGRAM throughput.c -lkestrune)
 """
 
 import os
