@@ -1,5 +1,6 @@
-// The red block of a message, as it comes out of its seal: any records at all. Whatever the tree holds, the
-// mail has the header lines of a mail and no others, and as many parts as it has attachments.
+// The red block of a message, as it comes out of its seal: any records at all. Whatever the tree holds, it is taken
+// apart, and the mail has the header lines of a mail and no others, and as many parts as the message has attachments
+// that hold something.
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -13,7 +14,6 @@
 #include "blocks/block_cell.h"
 #include "core/instance_creator.h"
 #include "core/owned.h"
-#include "mail/block_visit.h"
 
 namespace {
 
@@ -72,12 +72,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   unsigned long long position = 0;
   if (red->LoadFromFlatData(data, &position, size) != 0) return 0;
 
+  kestrune_message* message = nullptr;
+  Expect(kestrune_take_apart(red.get(), "/nowhere/", &message) == 0);
   std::size_t attachments = 0;
-  const auto count = [&](const TypV2BlockCell& cell) {
-    attachments += kestrune::mail::HasBlockName(cell, "PJ") && cell.GetDataForkLen() != 0 ? 1 : 0;
-    return kestrune::kOk;
-  };
-  Expect(kestrune::mail::VisitBlocks(red.get(), count) == kestrune::kOk);
+  for (auto i = 0ULL; i < message->attachments; ++i) {
+    const kestrune_part& part = message->attachment[i];
+    Expect(part.data[part.length] == 0 && part.signature != 0 && part.by_sender == 0);
+    attachments += part.length != 0 ? 1 : 0;
+  }
+  kestrune_free_message(message);
   char* mail = nullptr;
   Expect(Api2ConvertRedBlockToEml(red.release(), &mail) == 0);
   if (mail == nullptr) return 0;  // no "ROUT" block
