@@ -20,6 +20,9 @@ const char* Language();
 inline const char* _(const char* text) {
   return dgettext("kestrune", text);
 }
+inline const char* _(const char* one, const char* many, unsigned long count) {
+  return dngettext("kestrune", one, many, count);
+}
 
 // The pattern with {1}, {2} ... replaced; what is put in is not searched again.
 std::string Fill(std::string_view pattern, std::initializer_list<std::string_view> values);
