@@ -43,7 +43,7 @@ class Usage(Case):
         self.expect(["verify", "--file", "phrase"], 1, stdin=b"<SIGN><N>x</N><S>AA</S></SIGN>", err="certificat", LANG="fr")
 
     def test_french_is_complete(self):
-        pot = subprocess.run(["xgettext", "--language=C++", "--keyword=_", "--keyword=N_", "--from-code=UTF-8", "-o", "-",
+        pot = subprocess.run(["xgettext", "--language=C++", "--keyword=_", "--keyword=_:1,2", "--keyword=N_", "--from-code=UTF-8", "-o", "-",
                               *map(str, SOURCES.glob("*.cpp"))], check=True, capture_output=True).stdout
         self.write("kestrune.pot", pot.replace(b"CHARSET", b"UTF-8"))
         compared = subprocess.run(["msgcmp", str(SOURCES / "po/fr.po"), "kestrune.pot"], cwd=self.folder,
