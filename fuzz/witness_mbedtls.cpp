@@ -1,3 +1,6 @@
+// Comes first: it says that the numbers of a key are wanted.
+#include "crypto/mbedtls/version.h"
+
 #include <mbedtls/pk.h>
 #include <mbedtls/x509_crt.h>
 
