@@ -26,8 +26,8 @@ class Owned {
   Owned() noexcept = default;
   explicit Owned(T*&& made) noexcept : object_(made) {}
   template <class Named>
-  requires std::is_lvalue_reference_v<Named> && std::is_convertible_v<Named, T*>
-  explicit Owned(Named&& handed_out) = delete;  // Adopted(handed_out)
+  requires std::is_convertible_v<Named&, T*>
+  explicit Owned(Named& handed_out) = delete;  // Adopted(handed_out)
   Owned(Owned&& other) noexcept : object_(other.object_), live_(other.live_) { other.Forget(); }
   Owned& operator=(Owned&& other) noexcept {
     if (this != &other) {

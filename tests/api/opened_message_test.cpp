@@ -117,7 +117,7 @@ TEST_F(OpenedMessage, EachSignatureIsJudgedByItself) {
     std::string records;
     long signature;
     int by_sender;
-    std::string signer, name = "";
+    std::string signer, name = {};
   } rows[] = {
       {rout + texted(right), kOk, 1, signing_key},
       {rout + texted(right, "Bonsoir"), verifier::kBadSignature, 0, signing_key},
