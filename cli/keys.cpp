@@ -66,6 +66,7 @@ void AddKeys(Program& program) {
       "  kestrune keys list -k keys", [as_json, &program] { return List(*as_json, program); }, &keys);
   list.add_flag("--json", *as_json, _("A JSON object in each line"));
   AddKeysCheck(program, keys);
+  AddKeysNew(program, keys);
   AddKeysPack(program, keys);
   AddKeysUnpack(program, keys);
 }

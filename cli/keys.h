@@ -7,6 +7,7 @@
 namespace kestrune::cli {
 
 void AddKeysCheck(Program& program, CLI::App& keys);
+void AddKeysNew(Program& program, CLI::App& keys);
 void AddKeysPack(Program& program, CLI::App& keys);
 void AddKeysUnpack(Program& program, CLI::App& keys);
 

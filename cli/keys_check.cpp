@@ -137,13 +137,6 @@ class Check {
     }
   }
 
-  // Keys are protected with the phrase after these became '_'.
-  static void AsInKeys(Secret& phrase) {
-    for (char* c = phrase.text(); *c != 0; ++c) {
-      if (std::strchr("#$&*-=@", *c) != nullptr) *c = '_';
-    }
-  }
-
   static bool Fits(rsa_context& key, rsa_context& certificate) {
     constexpr unsigned char kText[] = "kestrune";
     if (key.len() != certificate.len()) return false;

@@ -79,6 +79,12 @@ Secret CopyOf(const Secret& secret) {
   return copy;
 }
 
+void AsInKeys(Secret& phrase) {
+  for (char* c = phrase.text(); *c != 0; ++c) {
+    if (std::strchr("#$&*-=@", *c) != nullptr) *c = '_';
+  }
+}
+
 Secret AskSecret(const std::string& prompt, const char* remedy) {
   const Descriptor terminal(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY));
   if (!terminal.is_open()) {

@@ -14,6 +14,9 @@ using Secret = SecretCBuffer;
 
 Secret CopyOf(const Secret& secret);
 
+// Some characters become '_' in a signing key's pass phrase before it opens the key; so keys are protected.
+void AsInKeys(Secret& phrase);
+
 // One pair of options and what they say.
 class PassPhraseSource {
  public:

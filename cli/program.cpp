@@ -107,11 +107,16 @@ Failure Program::UsageFailure(const CLI::ParseError& error) {
           Fill(_("See {1} --help."), {WordsOf(command)})};
 }
 
-std::string Program::KeyFolder() const {
+std::string Program::NewKeyFolder() const {
   std::string folder = key_folder_;
   if (folder.empty()) folder = Environment("KESTRUNE_KEYS");
   if (folder.empty()) folder = DefaultKeyFolder();
   if (folder.back() != '/') folder += '/';
+  return folder;
+}
+
+std::string Program::KeyFolder() const {
+  std::string folder = NewKeyFolder();
   struct stat status {};
   const bool is_there = ::stat(folder.c_str(), &status) == 0;
   if (!is_there || !S_ISDIR(status.st_mode)) {

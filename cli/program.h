@@ -30,6 +30,8 @@ class Program {
 
   // -k, KESTRUNE_KEYS, or the user's data folder: a folder that is there, with the separator at its end.
   std::string KeyFolder() const;
+  // The same where it need not be there yet.
+  std::string NewKeyFolder() const;
 
  private:
   struct Command {

@@ -191,6 +191,18 @@ KESTRUNE_API int rsa_pkcs1_encrypt(rsa_context* key, int mode, std::size_t lengt
 KESTRUNE_API int rsa_pkcs1_decrypt(rsa_context* key, int mode, std::size_t* output_length,
                                    const unsigned char* input, unsigned char* output, std::size_t output_max);
 
+// Fills `key` with a fresh one of `bits` (1024 to 4096, a multiple of 16) and the public exponent 65537, from the
+// system's random generator. It takes a second or so. -1024: other bits. -1152: no random numbers; -1072: no key could be
+// made. A failure leaves it empty.
+KESTRUNE_API int rsa_gen_key(rsa_context* key, unsigned bits);
+
+// The key in PEM (RSAPrivateKey, RFC 8017, A.1.2), with a `password` (null or empty: none) protected by AES-256-CBC in the
+// traditional way; and its public half in DER (RSAPublicKey). *length holds the capacity on entry and the bytes written
+// on return; the PEM text is terminated besides. -16 when the capacity is too small: 8 times len() and 1000 always do.
+// -1072: no private key is held.
+KESTRUNE_API int rsa_write_key(const rsa_context* key, const char* password, char* pem, std::size_t* length);
+KESTRUNE_API int rsa_write_pubkey(const rsa_context* key, unsigned char* der, std::size_t* length);
+
 // Wipes and releases the key; the context can be filled again.
 KESTRUNE_API void rsa_free(rsa_context* key);
 

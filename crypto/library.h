@@ -26,6 +26,16 @@ struct RsaNumbers {
 // or not below the modulus. Whether the private half fits the public one is for rsa_check_privkey.
 int MakeRsaKey(const RsaNumbers& numbers, rsa_context* key);
 
+inline constexpr unsigned kUsualExponent = 65537;
+inline constexpr int kRsaNumbers =
+    8;  // of a private key, in the order of RSAPrivateKey; the first two are public
+
+// As rsa_gen_key(), which has looked at `bits`, and emptied the key.
+int GenerateRsaKey(rsa_context* key, unsigned bits);
+
+// Writes one of them, big-endian without zeros before it, into kRsaMostBytes; 0 where the key has none.
+std::size_t WriteRsaNumber(const rsa_context& key, int number, unsigned char* output);
+
 // ---- What opens a protected key --------------------------------------------------------------------
 
 inline constexpr std::size_t kDesBlockBytes = 8;

@@ -67,6 +67,26 @@ int MakeRsaKey(const RsaNumbers& numbers, rsa_context* key) {
   return 0;
 }
 
+std::size_t WriteRsaNumber(const rsa_context& key, int number, unsigned char* output) {
+  if (key.impl == nullptr) return 0;
+  mbedtls_rsa_context& held = key.impl->key;
+  const mbedtls_mpi* const numbers[kRsaNumbers] = {&held.N, &held.E,  &held.D,  &held.P,
+                                                   &held.Q, &held.DP, &held.DQ, &held.QP};
+  const std::size_t count = mbedtls_mpi_size(numbers[number]);
+  return count <= kRsaMostBytes && mbedtls_mpi_write_binary(numbers[number], output, count) == 0 ? count : 0;
+}
+
+int GenerateRsaKey(rsa_context* key, unsigned bits) {
+  std::unique_ptr<rsa_context::Impl> held(new (std::nothrow) rsa_context::Impl);
+  if (held == nullptr) return ERR_NO_MEMORY;
+  bool without_random = false;
+  const int rc =
+      mbedtls_rsa_gen_key(&held->key, Draw, &without_random, bits, static_cast<int>(kUsualExponent));
+  if (rc != 0) return without_random ? ERR_RSA_RNG_FAILED : NoMemoryOr(ERR_RSA_KEY_CHECK_FAILED, rc);
+  key->impl = std::move(held);
+  return 0;
+}
+
 }  // namespace kestrune::crypto
 
 rsa_context::rsa_context() noexcept = default;

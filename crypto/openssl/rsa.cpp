@@ -208,6 +208,73 @@ int kestrune::crypto::MakeRsaKey(const RsaNumbers& numbers, rsa_context* key) {
   return 0;
 }
 
+std::size_t kestrune::crypto::WriteRsaNumber(const rsa_context& key, int number, unsigned char* output) {
+  if (key.impl == nullptr) return 0;
+  const Impl& held = *key.impl;
+  const BIGNUM* const numbers[kRsaNumbers] = {
+      held.modulus.get(),  held.public_exponent.get(), held.private_exponent.get(), held.prime[0].get(),
+      held.prime[1].get(), held.exponent[0].get(),     held.exponent[1].get(),      held.coefficient.get()};
+  const BIGNUM* const value = numbers[number];
+  if (value == nullptr || BN_num_bytes(value) > static_cast<int>(kRsaMostBytes)) return 0;
+  return static_cast<std::size_t>(BN_bn2bin(value, output));
+}
+
+namespace {
+
+// A prime p, as long as half a modulus, where p - 1 has an inverse by the exponent.
+bool DrawPrime(BIGNUM* prime, int bits, const BIGNUM* exponent, BN_CTX* scratch) {
+  Frame frame(scratch);
+  BIGNUM* const rest = frame.Take();
+  if (rest == nullptr) return false;
+  do {
+    if (BN_generate_prime_ex2(prime, bits, 0, nullptr, nullptr, nullptr, scratch) != 1 ||
+        BN_mod(rest, prime, exponent, scratch) != 1)
+      return false;
+    BN_set_flags(prime, BN_FLG_CONSTTIME);
+  } while (BN_is_one(rest));  // the exponent is a prime: it divides p - 1, or has no factor with it
+  return true;
+}
+
+// The numbers of a fresh key, in the order of RSAPrivateKey.
+bool DrawKey(BIGNUM* const (&numbers)[kRsaNumbers], int bits, BN_CTX* scratch) {
+  Frame frame(scratch);
+  BIGNUM* const before_p = frame.Take();
+  BIGNUM* const before_q = frame.Take();
+  BIGNUM* const phi = frame.Take();
+  auto& [n, e, d, p, q, dp, dq, qp] = numbers;
+  if (phi == nullptr || BN_set_word(e, kUsualExponent) != 1) return false;
+  BN_set_flags(phi, BN_FLG_CONSTTIME);
+  // Both have their two highest bits set, so their product has all of its bits.
+  const bool is_drawn = DrawPrime(p, bits / 2, e, scratch) && DrawPrime(q, bits / 2, e, scratch) &&
+                        BN_cmp(p, q) != 0 && BN_mul(n, p, q, scratch) == 1 &&
+                        BN_copy(before_p, p) != nullptr && BN_sub_word(before_p, 1) == 1 &&
+                        BN_copy(before_q, q) != nullptr && BN_sub_word(before_q, 1) == 1;
+  return is_drawn && BN_mul(phi, before_p, before_q, scratch) == 1 &&
+         BN_mod_inverse(d, e, phi, scratch) != nullptr && BN_mod(dp, d, before_p, scratch) == 1 &&
+         BN_mod(dq, d, before_q, scratch) == 1 && BN_mod_inverse(qp, q, p, scratch) != nullptr;
+}
+
+}  // namespace
+
+int kestrune::crypto::GenerateRsaKey(rsa_context* key, unsigned bits) {
+  const ErrorQueue errors;
+  const Scratch scratch(BN_CTX_secure_new());
+  if (scratch == nullptr) return ERR_NO_MEMORY;
+  Frame frame(scratch.get());
+  BIGNUM* numbers[kRsaNumbers];
+  for (BIGNUM*& number : numbers) number = frame.Take();
+  if (numbers[kRsaNumbers - 1] == nullptr) return ERR_NO_MEMORY;
+  if (!DrawKey(numbers, static_cast<int>(bits), scratch.get())) return ERR_RSA_KEY_CHECK_FAILED;
+  SecretArray<kRsaNumbers * kRsaMostBytes> bytes;
+  Bytes written[kRsaNumbers];
+  for (int i = 0; i < kRsaNumbers; ++i) {
+    unsigned char* const place = bytes.data() + static_cast<std::size_t>(i) * kRsaMostBytes;
+    written[i] = {place, static_cast<std::size_t>(BN_bn2bin(numbers[i], place))};
+  }
+  const auto& [n, e, d, p, q, dp, dq, qp] = written;
+  return MakeRsaKey({n, e, d, {p, q}, {dp, dq}, qp}, key);
+}
+
 rsa_context::rsa_context() noexcept = default;
 rsa_context::~rsa_context() = default;
 
