@@ -52,7 +52,9 @@ void WatchSignals() {
     if (::sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN)
       sigaddset(&signals, signal);
   }
-  ::signal(SIGPIPE, SIG_IGN);  // a write says so, and what is pending goes as after any other failure
+  // A write says so itself, and what is pending goes as after any other failure.
+  ::signal(SIGPIPE, SIG_IGN);
+  ::signal(SIGXFSZ, SIG_IGN);
   ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   std::thread(WaitForEnd, signals).detach();
 }

@@ -37,6 +37,8 @@ std::string SystemWords(int error) {
     case ENOSPC:
     case EDQUOT:
       return _("the disk is full");
+    case EFBIG:
+      return _("it would be larger than is allowed there");
     case EROFS:
       return _("the file system is read-only");
     case EBADF:

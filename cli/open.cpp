@@ -114,7 +114,7 @@ std::vector<Written> WriteFolder(const OpenedMessage& message, const std::string
   if (!message.texts.empty()) output.Add("message.txt", {}, ViewOf(text));
   for (const OpenedPart& attachment : message.attachments) {
     const std::string name = output.Add(attachment.name, _("attachment"), attachment.data);
-    written.emplace_back(folder + "/" + name, attachment.data.size());
+    written.emplace_back(std::filesystem::path(folder) / name, attachment.data.size());
   }
   output.Commit();
   return written;
@@ -166,7 +166,7 @@ void OpenOne(const std::string& file, const std::string& folder, Run& run) {
   const std::string called = NameOf(file);
   const SealedFile sealed = ReadSealedFile(file, [&run] { return run.folder; });
   // A transport block that nothing vouches for does not even get its pass phrase.
-  if (sealed.doubt && !options.accept_unverified) throw *sealed.doubt;
+  if (sealed.doubt && !options.accept_unverified) throw Failure(*sealed.doubt);
   OpeningTask task;
   task.called = called;
   task.folder = run.folder;

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "base/wipe.h"
 #include "cli/failure.h"
 #include "cli/input.h"
 #include "cli/text.h"
@@ -147,6 +148,7 @@ void PrintText(std::string_view text) {
     std::string shown = Printable(text, true);
     if (!shown.empty() && shown.back() != '\n') shown += '\n';
     WriteAll(STDOUT_FILENO, shown, name);
+    ::wipe(shown.data(), shown.size());
   } else {
     WriteAll(STDOUT_FILENO, text, name);
   }

@@ -59,7 +59,7 @@ Status Route(const Options& options, const Program& program) {
     progress.Step(Fill(_("Looking at {1}"), {Printable(file)}), i, options.files.size());
     try {
       const SealedFile sealed = ReadSealedFile(file, [&program] { return program.KeyFolder(); });
-      if (sealed.doubt) throw *sealed.doubt;
+      if (sealed.doubt) throw Failure(*sealed.doubt);
       const Routing routing(sealed.routing);
       PrintText(options.json ? JsonOf(file, sealed, routing) : LineOf(file, sealed, routing));
     } catch (const Failure& failure) {

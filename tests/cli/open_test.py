@@ -133,6 +133,14 @@ class Strangers(Case):
         self.assertNotIn("\x1b", shown)
         self.assertNotIn("a_b_c_d", shown)
 
+    def test_a_terminal_gets_colours_and_no_blocks(self):
+        words = ["seal", "-s", "medecin", "--to", "a", "phrase", *PHRASE]
+        for environment, option, is_red in [({}, [], True), ({"NO_COLOR": "1"}, [], False), ({}, ["--color=never"], False)]:
+            status, shown = self.on_terminal([*words, *option], **environment)
+            self.assertEqual((status, "\x1b[1;31mkestrune:" in shown), (COULD_NOT, is_red), shown)
+            self.assertIn("would go to the terminal", shown)
+        self.expect(["open", "--color=always", "x"], COULD_NOT, err="^\x1b.1;31mkestrune:")
+
     def test_progress_and_signals(self):
         status, shown = self.on_terminal(["open", "trap.grey", "--deadline", "4", *PHRASE])
         self.assertEqual(status, COULD_NOT)
