@@ -55,7 +55,8 @@ int Parse(mbedtls_pk_context* key, std::span<const unsigned char> text, const ch
 }  // namespace
 
 const bool kLibraryReadsPem = true;
-const bool kLibraryRefusesTheSame = true;
+const bool kLibraryTakesAllOfOurs = crypto::mbedtls::kIsOlder;
+const bool kLibraryTakesNoOthers = true;
 
 Numbers NumbersOf(const rsa_context& key) {
   return key.impl == nullptr ? Numbers{} : NumbersOf(key.impl->key);

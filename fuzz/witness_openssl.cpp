@@ -49,7 +49,8 @@ int GivePhrase(char* room, int size, int, void* phrase) {
 }  // namespace
 
 const bool kLibraryReadsPem = false;
-const bool kLibraryRefusesTheSame = false;
+const bool kLibraryTakesAllOfOurs = false;
+const bool kLibraryTakesNoOthers = false;
 
 Numbers NumbersOf(const rsa_context& key) {
   if (key.impl == nullptr) return {};
