@@ -16,10 +16,12 @@ void AddDecrypt(Program& program);
 void AddInspect(Program& program);
 void AddKeys(Program& program);
 void AddExplain(Program& program);
+void AddBench(Program& program);
 
 // In the order of the help.
-inline constexpr void (*kCommands[])(Program&) = {AddSign,    AddVerify,  AddSeal,    AddOpen, AddRoute,
-                                                  AddEncrypt, AddDecrypt, AddInspect, AddKeys, AddExplain};
+inline constexpr void (*kCommands[])(Program&) = {AddSign,  AddVerify,  AddSeal,    AddOpen,
+                                                  AddRoute, AddEncrypt, AddDecrypt, AddInspect,
+                                                  AddKeys,  AddExplain, AddBench};
 
 }  // namespace kestrune::cli
 
