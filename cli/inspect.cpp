@@ -262,7 +262,7 @@ void AddInspect(Program& program) {
   command
       .add_option("files", options->files,
                   _("Blocks, keys, certificates, signatures, short texts; - is standard input"))
-      ->type_name(_("FILE..."))
+      ->type_name(_("FILE"))
       ->required();
   command.add_flag("--json", options->as_json, _("A JSON object in each line"));
 }

@@ -73,15 +73,19 @@ class BlockInspector {
     if (is_digest_wrong) rc = LoadDamaged(bytes, block.size(), &root);
     if (rc == kNoObject) throw std::bad_alloc();
     Json json{{"digest", holds ? "holds" : "does not hold"}};
-    if (is_digest_wrong) report_.Object(LibraryFailure("TypV2BlockCell", block::kDigestMismatch, "").what());
+    if (is_digest_wrong) {
+      json["code"] = block::kDigestMismatch;
+      report_.status = Status::kNo;
+    }
     if (rc != kOk) {
       json["code"] = rc;
       report_.Object(LibraryFailure("TypV2BlockCell", rc, "").what());
     }
-    report_.lines += Indent(level) +
-                     (holds ? Painted(Paint::kGood, _("the digest holds"), 1)
-                            : Painted(Paint::kBad, _("the digest does not hold"), 1)) +
-                     "\n";
+    report_.lines +=
+        Indent(level) +
+        (holds ? Painted(Paint::kGood, _("the digest holds"), 1)
+               : Painted(Paint::kBad, _("the digest does not hold: damaged or altered (code -73)"), 1)) +
+        "\n";
     json["level"] = level;
     report_.json["blocks"].push_back(std::move(json));
     const std::size_t place = report_.json["blocks"].size() - 1;
