@@ -87,6 +87,9 @@ function(kestrune_install_program target name)
 endfunction()
 
 kestrune_install_program(kestrunesign kestrunesign)
+if(TARGET kestrune_cli)
+  kestrune_install_program(kestrune_cli kestrune)
+endif()
 kestrune_install_pages(tool kestrune-codes.7)
 kestrune_install_pages(development kestrune.3 kestrune.5)
 
