@@ -51,7 +51,7 @@ std::string Gauge(const Pad& pad) {
   const unsigned long long percent = pad.percent();
   const std::size_t filled = std::min<std::size_t>(kGaugeColumns, percent * kGaugeColumns / kWhole);
   const std::string bar = std::string(filled, '#') + std::string(kGaugeColumns - filled, '-');
-  const std::string gauge =
+  std::string gauge =
       Fill(_("[{1}] {2} %: {3} used, {4} left"),
            {bar, std::to_string(percent), Bytes(pad.used), Bytes(pad.bytes - std::min(pad.used, pad.bytes))});
   if (pad.turns == 0) return gauge;
