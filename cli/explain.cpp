@@ -46,7 +46,7 @@ Status Explain(const std::string& word) {
     throw Failure(Status::kNo, Fill(_("No call of the library answers {1}."), {std::to_string(code)}),
                   _("kestrune-codes(7) lists them all."));
   }
-  PrintText(text);
+  PrintPainted(text);
   return Status::kDone;
 }
 

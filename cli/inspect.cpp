@@ -236,7 +236,11 @@ Status InspectAll(const std::vector<std::string>& names, bool as_json) {
     try {
       const Report report = InspectNamed(name);
       const std::string shown = Painted(Paint::kStrong, Printable(NameOf(name)), 1);
-      PrintText(as_json ? LineOf(report.json) : shown + ": " + report.heading + "\n" + report.lines);
+      if (as_json) {
+        PrintText(LineOf(report.json));
+      } else {
+        PrintPainted(shown + ": " + report.heading + "\n" + report.lines);
+      }
       worst = Worst(worst, report.status);
     } catch (const Failure& failure) {
       Complain(failure);

@@ -14,7 +14,7 @@ namespace kestrune::cli {
 struct Report {         // NOLINT(bugprone-exception-escape)
   std::string heading;  // "transport block, 5.2 MB"
   std::string lines;    // what is below it, each ended by a line feed
-  Json json;
+  Json json = Json::object();
   Status status = Status::kDone;
 
   void Say(const std::string& line) { lines += "  " + line + "\n"; }

@@ -34,7 +34,7 @@ class Check {
     for (unsigned long long i = 0; i < list_->keys; ++i) CheckKey(list_->key[i]);
     CheckMasterKeys();
     CheckYears();
-    PrintText(findings_);
+    PrintPainted(findings_);
     if (!unchecked_.empty()) {
       Note(Fill(_("Whether the certificate fits was not checked of: {1}; give the pass phrase with "
                   "--passphrase-file."),
@@ -46,8 +46,8 @@ class Check {
 
  private:
   void Find(const std::string& subject, const std::string& what, const std::string& remedy) {
-    findings_ +=
-        Fill(_("{1}: {2}"), {Painted(Paint::kStrong, Printable(subject), 1), what}) + "\n  " + remedy + "\n";
+    findings_ += Fill(_("{1}: {2}"), {Painted(Paint::kStrong, Printable(subject), 1), what}) + "\n  " +
+                 Printable(remedy) + "\n";
   }
 
   void CheckFolder() {

@@ -52,7 +52,7 @@ std::string_view BytesOf(const Secret& bytes) {
 
 Status New(const std::string& name, const std::string& folder, PassPhrases& pass_phrases) {
   CheckName(name);
-  const Secret phrase = pass_phrases.OfNew(_("New pass phrase for the trial keys"));
+  const Secret phrase = pass_phrases.OfNew(_("the trial keys"));
   const std::size_t characters = std::strlen(phrase.text());
   if (characters == 0 || characters > kMostPhrase) {
     throw Failure(Status::kCouldNot, Fill(_("The pass phrase has {1} bytes."), {std::to_string(characters)}),

@@ -77,15 +77,17 @@ Status Pack(const Options& options) {
     throw Failure(Status::kNo, Fill(_("{1} is no key file."), {Printable(options.file)}),
                   _("Name a personal key, a master key or a signing key."));
   }
+  Manner manner;
+  manner.is_secret = manner.is_binary = true;
+  manner.force = options.force;
+  Output output(options.output, manner);
   const Secret key = TransportKey(options.transport_key_file);
   Progress progress;
   progress.Step(Fill(_("Packing {1}"), {Printable(options.file)}));
   const Content packed =
       Crypt(&TypV2AESInstallKeys::Chiffrerfichier, "TypV2AESInstallKeys", options.file, key);
-  Manner manner;
-  manner.is_secret = manner.is_binary = true;
-  manner.force = options.force;
-  WriteOutput(options.output, packed.view(), manner);
+  output.Write(packed.view());
+  output.Commit();
   return Status::kDone;
 }
 
@@ -102,11 +104,11 @@ std::string KeyNameOf(const std::string& file) {
 Status Unpack(const Options& options, const Program& program) {
   const std::string target =
       options.output.empty() ? program.KeyFolder() + KeyNameOf(options.file) : options.output;
-  const Secret key = TransportKey(options.transport_key_file);
   Manner manner;
   manner.is_secret = manner.is_binary = manner.must_be_new = true;
   manner.force = options.force;
   Output output(target, manner);
+  const Secret key = TransportKey(options.transport_key_file);
   Progress progress;
   progress.Step(Fill(_("Unpacking {1}"), {Printable(options.file)}));
   const Content content =

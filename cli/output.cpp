@@ -154,6 +154,10 @@ void PrintText(std::string_view text) {
   }
 }
 
+void PrintPainted(std::string_view text) {
+  WriteAll(STDOUT_FILENO, text, NameOf(kStandard, true));
+}
+
 void CloseStandardOutput() {
   if (::close(STDOUT_FILENO) != 0 && errno != EBADF) throw SystemFailure(errno, NameOf(kStandard, true));
 }

@@ -104,13 +104,16 @@ class Keys(Case):
             (["keys", "pack", self.personal, "-o", "/dev/full", *TRANSPORT_KEY], COULD_NOT, "disk is full"),
             (["keys", "pack", self.personal, "-o", "x"], COULD_NOT, "no terminal.*\n.*--transport-key-file"),
             (["keys", "unpack", "transport", *TRANSPORT_KEY], COULD_NOT, "cannot be told"),
-            (["keys", "unpack", "m.key.packed", "--transport-key-file", "phrase"], COULD_NOT, "64 hexadecimal.*here there are 7"),
+            (["keys", "unpack", "m.key.packed", "-o", "y", "--transport-key-file", "phrase"], COULD_NOT, "64 hexadecimal.*here there are 7"),
         ]:
             self.expect(words, status, err=err)
         self.assertNotIn("x", self.files())
 
     def test_trial_keys_sign_seal_and_open(self):
         self.write("phrase", "a-b=c\n")  # with characters that become others in signing keys
+        talk = [("Pass phrase of the trial keys: ", "x\n"), ("Once more: ", "y\n")]
+        self.assertIn("not the same", self.on_terminal(["keys", "new", "martin", "-k", "new/keys"], talk)[1])
+        self.assertFalse((self.folder / "new").exists())
         self.expect(["keys", "new", "martin", *PHRASE, "-k", "new/keys"], err="real keys come from the service")
         self.assertEqual({path.stat().st_mode & 0o777 for path in (self.folder / "new/keys").iterdir()}, {0o600})
         self.expect(["keys", "new", "martin", *PHRASE, "-k", "new/keys"], COULD_NOT, err="there already")
@@ -147,6 +150,10 @@ class Keys(Case):
             self.assertEqual(status_found, status, words)
             self.assertRegex(out.decode(), "(?s)" + ".*".join(lines))
             self.assertNotIn(b"\x1b", out)
+        for words in [["inspect", "m"], ["keys", "check"], ["explain", "-73"]]:
+            shown = self.on_terminal(words)[1]
+            self.assertIn("\x1b[1m", shown)
+            self.assertNotIn("\\x1b", shown)
         told = [json.loads(line) for line in self.run_program("inspect", "--json", "m", "nowhere", "-", stdin=self.read("s"))[1].splitlines()]
         self.assertEqual([told[0]["kind"], told[0]["tree"][1]["from"], "error" in told[1], told[2]["kind"]],
                          ["transport block", "medecin", True, "signature block"])
