@@ -1,8 +1,13 @@
-/* What throughput.py compares with: throughput KEY_FOLDER/ BYTES ROUNDS prints the least seconds of sealing, checking, opening. */
+/* What throughput.py compares with; opening, which may never return, is done in a process of its own, as in Python: throughput KEY_FOLDER/ BYTES ROUNDS prints the least seconds of sealing, checking, opening. */
+#define _DEFAULT_SOURCE
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <kestrune/kestrune.h>
 
@@ -15,6 +20,32 @@ static double now(void) {
 static void keep_least(double* least, double from) {
   const double took = now() - from;
   if (took < *least) *least = took;
+}
+
+/* The text comes back in memory that both share. */
+static void open_apart(const unsigned char* grey, unsigned long long length, const char* folder,
+                       double* least) {
+  const double from = now();
+  unsigned char* const answer = mmap(NULL, length, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  const pid_t child = answer == MAP_FAILED ? -1 : fork();
+  if (child < 0) exit(1);
+  if (child == 0) {
+    kestrune_message* message = NULL;
+    if (kestrune_open_message(grey, length, folder, "a_b_c_d", &message) != 0) _exit(1);
+    memcpy(answer, message->text[0].data, message->text[0].length);
+    kestrune_free_message(message);
+    _exit(0);
+  }
+  int status = 1;
+  struct rusage used;
+  if (wait4(child, &status, 0, &used) != child || status != 0) exit(1);
+  void* const text = malloc(length);
+  if (text != NULL) memcpy(text, answer, length);
+  munmap(answer, length);
+  free(text);
+  const double child_took = (double)(used.ru_utime.tv_sec + used.ru_stime.tv_sec) +
+                            (double)(used.ru_utime.tv_usec + used.ru_stime.tv_usec) / 1e6;
+  keep_least(least, from - child_took);
 }
 
 int main(int argc, char** argv) {
@@ -30,7 +61,6 @@ int main(int argc, char** argv) {
     char signing[] = "none", id[128], signer[KESTRUNE_SIGNER_NAME_BYTES];
     unsigned char *block = NULL, *grey = NULL;
     unsigned long long length = 0, grey_length = 0;
-    kestrune_message* message = NULL;
     double from = now();
     if (Api2CrypterMem(text, "", "durand", "medecin", "a_b_c_d", signing, argv[1], "b", "", "", "medecin",
                        "s", "2031-01-31 23:59:59", &block, &length, id, 0) != 0)
@@ -39,10 +69,7 @@ int main(int argc, char** argv) {
     from = now();
     if (Api2ExtractGrisFromHTTPSBlock(block, length, argv[1], &grey, &grey_length, signer) != 0) return 1;
     keep_least(&check, from);
-    from = now();
-    if (kestrune_open_message(grey, grey_length, argv[1], "a_b_c_d", &message) != 0) return 1;
-    kestrune_free_message(message);
-    keep_least(&open, from);
+    open_apart(grey, grey_length, argv[1], &open);
     free(block);
     free(grey);
   }
