@@ -47,10 +47,11 @@ void CheckTransport(const std::string& path, const std::string& folder, SealedFi
   });
   sealed->signer = signer.data();
   if (code == 0) return;
-  const Failure failure = LibraryFailure(kChecking, code, path);
-  if (std::find(std::begin(kUnsigned), std::end(kUnsigned), code) == std::end(kUnsigned)) throw failure;
+  if (std::find(std::begin(kUnsigned), std::end(kUnsigned), code) == std::end(kUnsigned)) {
+    throw LibraryFailure(kChecking, code, path);
+  }
   sealed->grey = GreyBlockOf(sealed->file, path);
-  sealed->doubt = failure;
+  sealed->doubt = LibraryFailure(kChecking, code, path);
 }
 
 std::string ReadRouting(const SealedFile& sealed, const std::string& path) {

@@ -25,7 +25,7 @@ namespace kestrune::cli {
 namespace {
 
 constexpr unsigned kModulusBits = 2048;
-constexpr std::size_t kChunkBytes = 4096, kMasterPadAt = 4608;
+constexpr std::size_t kMasterPadAt = 4608;
 constexpr int kFirstYear = 1900, kFirstPadYear = 1800;
 
 void OrThrow(int rc) {
