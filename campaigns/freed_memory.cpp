@@ -157,7 +157,9 @@ void free(void* block) {
 void* malloc(std::size_t bytes) {
   if (kestrune::testing::watching) kestrune::testing::SearchDeadStack();
   void* const block = __libc_malloc(bytes);
-  if (kestrune::testing::watching && block != nullptr) std::memset(block, 0xA5, bytes);
+  if (kestrune::testing::watching && block != nullptr) {
+    std::memset(block, 0xA5, ::malloc_usable_size(block));
+  }
   return block;
 }
 
