@@ -10,14 +10,13 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
+#include "campaigns/pad_use.h"
 #include "core/owned.h"
 #include "tests/support/sealed_message.h"
 
@@ -29,15 +28,6 @@ using namespace kestrune::testing;
 constexpr unsigned kThreads = 8;
 constexpr unsigned kDeadlineSeconds = 240;
 constexpr std::size_t kPadChunksForAMessage = 4;  // no pad starts again
-
-using Ranges = std::vector<std::pair<std::uint64_t, std::uint64_t>>;  // beginnings and lengths
-
-void OrStop(bool fine, const char* what) {
-  if (fine) return;
-  std::printf("FAILED: %s\n", what);
-  std::fflush(stdout);
-  std::_Exit(1);
-}
 
 void SealAndOpen(const std::string& folder, const std::string& text, Bytes* transport) {
   CBuffer block, grey, xml;
@@ -68,25 +58,16 @@ void SignAndVerify(const std::string& folder, const std::string& text) {
          "a signature that does not hold");
 }
 
-void CheckOnce(Ranges ranges, const char* what) {
-  std::sort(ranges.begin(), ranges.end());
-  for (std::size_t i = 1; i < ranges.size(); ++i) {
-    OrStop(ranges[i].first - ranges[i - 1].first >= ranges[i - 1].second, what);
-  }
-}
-
 void CheckPads(const std::vector<Bytes>& messages, const Pads& pads) {
-  Ranges first, second, master;
+  PersonalUse personal;
+  MasterUse master;
   for (const Bytes& message : messages) {
     const Layers layers = TakeApart(message, pads);
-    const std::uint64_t sealed = layers.grey.data.size();
-    first.push_back({layers.green.run_offset, sealed});
-    second.push_back({layers.green.password_offset, 32});
-    master.push_back({layers.green.master_offset, sealed - 24});
+    personal.Add(layers.green, layers.grey.data.size());
+    master.Add(layers.green, layers.grey.data.size());
   }
-  CheckOnce(first, "bytes of the first pad handed out twice");
-  CheckOnce(second, "a one-time password handed out twice");
-  CheckOnce(master, "bytes of the master pad handed out twice");
+  personal.OrStopIfTwice();
+  master.OrStopIfTwice();
 }
 
 }  // namespace
