@@ -38,7 +38,7 @@ unsigned long long GetLength(TypV2Utils* utils, const unsigned char* bytes) {
 }
 
 bool HasTrailer(const unsigned char* flat, unsigned long long end, const Sha512Digest& digest) {
-  return std::memcmp(digest.data(), flat + end, kSha512Bytes) == 0;
+  return equal_in_constant_time(digest.data(), flat + end, kSha512Bytes);
 }
 
 }  // namespace

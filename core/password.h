@@ -2,14 +2,20 @@
 #ifndef KESTRUNE_CORE_PASSWORD_H
 #define KESTRUNE_CORE_PASSWORD_H
 
-#include <cstring>
+#include "base/byte_mask.h"
 
 namespace kestrune {
 
-// Replaces, in place, the seven characters that key files are never protected with.
+// Replaces, in place, the seven characters that key files are never protected with. How long it takes tells the
+// number of characters alone.
 inline void SubstitutePasswordCharacters(char* password) {
   for (; *password != 0; ++password) {
-    if (std::strchr("#$&*-=@", *password) != nullptr) *password = '_';
+    const auto character = static_cast<unsigned char>(*password);
+    ByteMask replaced = 0;
+    for (const unsigned char never : {'#', '$', '&', '*', '-', '=', '@'}) {
+      replaced |= IsBetween(character, never, never);
+    }
+    *password = static_cast<char>((character & ~replaced) | ('_' & replaced));
   }
 }
 

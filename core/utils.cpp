@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/byte_mask.h"
 #include "core/calendar.h"
 #include "core/key_header.h"
 #include "core/owned.h"
@@ -16,11 +17,23 @@ using namespace kestrune;
 
 namespace {
 
-constexpr char kHexDigits[] = "0123456789ABCDEF";
 constexpr std::size_t kPasswordDigestedCharacters = 32;
 constexpr std::size_t kPasswordKeyBytes = 32;
 constexpr int kYearsSince1900ToKeyYear = 100;
 constexpr int kTmYearBase = 1900;
+
+// Keys pass through both: no table, whose cache lines would tell which digits were read, and no branch.
+char HexDigit(int value) {  // below 16
+  return static_cast<char>('0' + value +
+                           (IsBetween(static_cast<unsigned char>(value), 10, 15) & ('A' - '9' - 1)));
+}
+
+int HexValue(char digit) {  // 0 for what is no digit
+  const auto character = static_cast<unsigned char>(digit);
+  const auto small = static_cast<unsigned char>(character | ('a' - 'A'));
+  return (IsBetween(character, '0', '9') & (character - '0')) |
+         (IsBetween(small, 'a', 'f') & (small - 'a' + 10));
+}
 
 template <class Integer>
 void ReverseBytes(Integer* value) {
@@ -84,15 +97,12 @@ void TypV2Utils::apiulong64tochars(unsigned long long value, unsigned char* byte
 }
 
 void TypV2Utils::chartohex(unsigned char byte, char* out) {
-  out[0] = kHexDigits[byte >> 4];
-  out[1] = kHexDigits[byte & 0x0F];
+  out[0] = HexDigit(byte >> 4);
+  out[1] = HexDigit(byte & 0x0F);
 }
 
 int TypV2Utils::hextodec(char digit) {
-  if (digit >= '0' && digit <= '9') return digit - '0';
-  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
-  return 0;
+  return HexValue(digit);
 }
 
 void TypV2Utils::Hexadecimalise(const unsigned char* bytes, unsigned long long count, char* out) {

@@ -2,19 +2,15 @@
 // the cache which of its parts were read.
 #include <cstdint>
 
+#include "base/byte_mask.h"
 #include "crypto/classic.h"
 
 namespace {
 
+using kestrune::ByteMask, kestrune::IsBetween;
+
 constexpr unsigned char kPad = '=';
 constexpr std::size_t kMostPads = 2;
-
-// All bits for true, none for false. Small enough for the compiler to do many at once.
-using Mask = unsigned char;
-
-constexpr Mask IsBetween(unsigned char value, unsigned char least, unsigned char most) {
-  return static_cast<Mask>(-static_cast<int>(static_cast<unsigned char>(value - least) <= most - least));
-}
 
 // `value`, below 64, as a character.
 constexpr unsigned char Character(unsigned char value) {
@@ -29,12 +25,12 @@ constexpr unsigned char kNoDigit = 0xFF;
 
 // What a character stands for, or kNoDigit.
 constexpr unsigned char Value(unsigned char character) {
-  const Mask upper = IsBetween(character, 'A', 'Z'), lower = IsBetween(character, 'a', 'z'),
-             digit = IsBetween(character, '0', '9'), plus = IsBetween(character, '+', '+'),
-             slash = IsBetween(character, '/', '/');
+  const ByteMask upper = IsBetween(character, 'A', 'Z'), lower = IsBetween(character, 'a', 'z'),
+                 digit = IsBetween(character, '0', '9'), plus = IsBetween(character, '+', '+'),
+                 slash = IsBetween(character, '/', '/');
   const int shift = (upper & (256 - 'A')) | (lower & (256 + 26 - 'a')) | (digit & (52 - '0')) |
                     (plus & (62 - '+')) | (slash & (63 - '/'));
-  const Mask known = upper | lower | digit | plus | slash;
+  const ByteMask known = upper | lower | digit | plus | slash;
   return static_cast<unsigned char>((character + shift) | ~known);
 }
 

@@ -123,9 +123,9 @@ int ReadKeyFile(rsa_context* key, const char* path, const char* password) {
   if (rc == 0 || password == nullptr) return rc;
   SecretCBuffer substituted;
   if (!substituted.Allocate(std::strlen(password) + 1)) return rc;
-  std::strcpy(substituted.text(), password);
+  std::memcpy(substituted.data(), password, substituted.size());
   SubstitutePasswordCharacters(substituted.text());
-  if (std::strcmp(substituted.text(), password) == 0) return rc;
+  if (equal_in_constant_time(substituted.data(), password, substituted.size())) return rc;
   return x509parse_keyfile(key, path, substituted.text());
 }
 
