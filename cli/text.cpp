@@ -1,8 +1,6 @@
 #include "cli/text.h"
 
 #include <clocale>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 
 namespace kestrune::cli {
@@ -11,15 +9,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kDomain[] = "kestrune";
-
-// The locale's name as setlocale() would look for it.
-std::string WantedLocale() {
-  for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-    const char* value = std::getenv(variable);
-    if (value != nullptr && *value != 0) return value;
-  }
-  return "C";
-}
 
 // The catalogues lie where the program does, so that an installed tree can be moved.
 fs::path CatalogueFolder() {
@@ -52,14 +41,8 @@ std::size_t CharacterBytes(std::string_view text) {
 }  // namespace
 
 void ChooseLanguage() {
-  if (std::setlocale(LC_MESSAGES, "") == nullptr || std::setlocale(LC_CTYPE, "") == nullptr) {
-    const std::string wanted = WantedLocale();
-    std::setlocale(LC_CTYPE, "C.UTF-8");
-    std::setlocale(LC_MESSAGES, "C.UTF-8");
-    const char* chosen = std::getenv("LANGUAGE");
-    const bool is_chosen = chosen != nullptr && *chosen != 0;
-    if (!is_chosen) (void)::setenv("LANGUAGE", wanted.substr(0, wanted.find_first_of("_.@")).c_str(), 1);
-  }
+  (void)std::setlocale(LC_MESSAGES, "");
+  (void)std::setlocale(LC_CTYPE, "");
   bindtextdomain(kDomain, CatalogueFolder().c_str());
 }
 

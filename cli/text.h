@@ -10,7 +10,7 @@
 
 namespace kestrune::cli {
 
-// Takes the user's language from the locale. A machine on which that locale was never generated still speaks it.
+// Takes the user's language from the locale: English where the machine does not have that locale.
 void ChooseLanguage();
 
 // "en", "fr": what the texts of this run are in, as kestrune_code_find() wants it.
