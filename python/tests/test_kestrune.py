@@ -163,6 +163,25 @@ def test_the_trap_ends_at_the_deadline(folder):
         time.sleep(0.05)
 
 
+def test_a_process_opens_many_messages(folder, monkeypatch):
+    block = (folder / "message.block").read_bytes()
+    children = pathlib.Path(f"/proc/self/task/{os.getpid()}/children")
+    opened(block)
+    first = children.read_text()
+    monkeypatch.chdir("keys")
+    opened(block, keys=".")
+    assert len(first.split()) == 1 and children.read_text() == first
+    forked = os.fork()
+    if forked == 0:
+        try:
+            os._exit(0 if opened(block, keys=".").verified else 1)
+        finally:
+            os._exit(2)
+    assert os.waitpid(forked, 0)[1] == 0
+    os.kill(int(first), signal.SIGKILL)
+    assert opened(block, keys=".").verified and children.read_text() not in ("", first)
+
+
 def test_safe_names(folder):
     taken = set()
     rows = [
