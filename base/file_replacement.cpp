@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -13,6 +14,14 @@ namespace {
 
 constexpr int kMostNamesTried = 1000;  // tried, where killed processes left theirs behind
 
+// The folder of a path without links, which is cut into folder and *name.
+FileDescriptor OpenFolder(char* path, const char** name) {
+  char* const separator = std::strrchr(path, '/');
+  *separator = 0;
+  *name = separator + 1;
+  return OpenDescriptor(separator == path ? "/" : path, O_RDONLY | O_DIRECTORY);
+}
+
 bool HasOwner(int fd, const struct stat& wanted) {
   struct stat found;
   if (::fstat(fd, &found) != 0) return false;
@@ -21,6 +30,15 @@ bool HasOwner(int fd, const struct stat& wanted) {
 }
 
 }  // namespace
+
+bool SyncFolderOf(const char* path) {
+  std::array<char, PATH_MAX> real;
+  const char* name = nullptr;
+  if (::realpath(path, real.data()) == nullptr) return false;
+  const FileDescriptor folder = OpenFolder(real.data(), &name);
+  if (!folder.valid()) return errno == EACCES;
+  return ::fsync(folder.get()) == 0 || errno == EINVAL;
+}
 
 FileReplacement::~FileReplacement() {
   if (temporary_[0] != 0) ::unlinkat(folder_.get(), temporary_.data(), 0);
@@ -37,10 +55,7 @@ bool FileReplacement::Begin(const char* path) {
 bool FileReplacement::FindFolder(const char* path) {
   path_.AdoptText(::realpath(path, nullptr));
   if (!path_) return false;
-  char* const separator = std::strrchr(path_.text(), '/');
-  *separator = 0;
-  name_ = separator + 1;
-  folder_ = OpenDescriptor(separator == path_.text() ? "/" : path_.text(), O_RDONLY | O_DIRECTORY);
+  folder_ = OpenFolder(path_.text(), &name_);
   return folder_.valid();
 }
 

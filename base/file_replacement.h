@@ -10,6 +10,10 @@
 
 namespace kestrune {
 
+// Makes durable that the file at `path`, or that behind it where it is a link, is there under its name. True also where
+// the system lets nobody do that: in a folder that may not be read.
+[[nodiscard]] bool SyncFolderOf(const char* path);
+
 // Writes beside a regular file, in a file of its own with the same mode and owner (".kestrune-", process,
 // number), and renames that over it. Until then the old content is untouched; what was not put in its place is
 // removed. Only a process that is killed in between leaves the file beside it.

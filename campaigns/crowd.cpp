@@ -108,9 +108,9 @@ class Audit {
   }
 
   void OrStopIfTwice() {
-    for (PersonalUse& use : stable_) use.OrStopIfTwice();
-    for (auto& [number, use] : installed_) use.OrStopIfTwice();
-    master_.OrStopIfTwice();
+    for (PersonalUse& use : stable_) OrStopIf(use.Twice());
+    for (auto& [number, use] : installed_) OrStopIf(use.Twice());
+    OrStopIf(master_.Twice());
   }
 
  private:

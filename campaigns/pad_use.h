@@ -14,12 +14,16 @@
 
 namespace kestrune::testing {
 
-// Ends the program, in whatever thread, unless `fine`.
+// Ends the program, in whatever thread.
 inline void OrStop(bool fine, const std::string& what) {
   if (fine) return;
   std::printf("FAILED: %s\n", what.c_str());
   std::fflush(stdout);
   std::_Exit(EXIT_FAILURE);
+}
+
+inline void OrStopIf(const std::string& found) {
+  OrStop(found.empty(), found);
 }
 
 // The bytes of one pad that were handed out. It must not have started again.
@@ -50,9 +54,10 @@ class PersonalUse {
   }
   std::size_t bodies() const { return bodies_; }
 
-  void OrStopIfTwice() {
-    OrStop(!first_.IsAnyTwice(), "bytes of the first pad handed out twice");
-    OrStop(!second_.IsAnyTwice(), "a one-time password handed out twice");
+  // What was handed out twice; "" when nothing was.
+  std::string Twice() {
+    if (first_.IsAnyTwice()) return "bytes of the first pad handed out twice";
+    return second_.IsAnyTwice() ? "a one-time password handed out twice" : "";
   }
 
  private:
@@ -67,7 +72,7 @@ class MasterUse {
     constexpr std::uint64_t kHeadBytes = 24;  // which it does not mask
     pad_.Add(parts.master_offset, sealed_bytes - kHeadBytes);
   }
-  void OrStopIfTwice() { OrStop(!pad_.IsAnyTwice(), "bytes of the master pad handed out twice"); }
+  std::string Twice() { return pad_.IsAnyTwice() ? "bytes of the master pad handed out twice" : ""; }
 
  private:
   PadUse pad_;

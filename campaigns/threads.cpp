@@ -66,8 +66,8 @@ void CheckPads(const std::vector<Bytes>& messages, const Pads& pads) {
     personal.Add(layers.green, layers.grey.data.size());
     master.Add(layers.green, layers.grey.data.size());
   }
-  personal.OrStopIfTwice();
-  master.OrStopIfTwice();
+  OrStopIf(personal.Twice());
+  OrStopIf(master.Twice());
 }
 
 }  // namespace

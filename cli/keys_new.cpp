@@ -40,6 +40,7 @@ void MakeFolder(const std::string& folder) {
     struct stat status {};
     if (::stat(path.c_str(), &status) == 0) continue;
     if (::mkdir(path.c_str(), kOwnerAlone) != 0 && errno != EEXIST) throw SystemFailure(errno, path.string());
+    SyncFolderOf(path);
   }
 }
 

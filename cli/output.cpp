@@ -67,6 +67,12 @@ std::string TemporaryName(const std::string& folder) {
   return Fill("{1}/.kestrune-{2}-{3}", {folder, std::to_string(::getpid()), std::to_string(++number)});
 }
 
+void SyncFolderOf(const std::string& path) {
+  const std::string folder = fs::path(path).parent_path();
+  const Descriptor opened(::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (opened.is_open()) (void)::fsync(opened.get());
+}
+
 Output::Output(std::string path, Manner manner) : path_(std::move(path)), manner_(manner) {
   struct stat out {};
   struct stat there {};
@@ -131,9 +137,7 @@ void Output::Commit() {
     throw SystemFailure(errno, path_);
   }
   pending_.Keep();
-  const Descriptor folder(
-      ::open(fs::path(target_).parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (folder.is_open()) (void)::fsync(folder.get());
+  SyncFolderOf(target_);
 }
 
 void WriteOutput(const std::string& path, std::string_view bytes, Manner manner) {

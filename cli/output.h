@@ -51,6 +51,9 @@ void PrintPainted(std::string_view text);
 // What standard output says at its end; a full disk may show only then.
 void CloseStandardOutput();
 
+// Makes durable that a file or folder is there under its name, as far as the file system does that.
+void SyncFolderOf(const std::string& path);
+
 // Standard descriptors that are closed are taken, so that no file gets their number: what is written there fails.
 void OccupyStandardDescriptors();
 

@@ -31,8 +31,8 @@ static_assert(kPieceBytes % kGrainBytes == 0 && kTrailerBytes == kGrainBytes);
 // One file on its way into another: Prepare, OpenInput, OpenOutput, then one of the two directions.
 class Transit {
  public:
-  Transit(TypV2InstanceCreator* creator, Readers output_readers)
-      : creator_(creator), output_(output_readers) {}
+  Transit(TypV2InstanceCreator* creator, Readers output_readers, FirstSector first_sector)
+      : creator_(creator), output_(output_readers, first_sector) {}
 
   Result Prepare(const char* hex_key);
   // An input whose length is no multiple of `length_grain` is refused.
@@ -177,7 +177,7 @@ int TypV2AESInstallKeys::Kill() {
 int TypV2AESInstallKeys::Chiffrerfichier(const char* input_path, const char* output_path,
                                          const char* hex_key) {
   return EntryPoint([&]() -> Result {
-    Transit transit(creator_, Readers::kAsUsual);
+    Transit transit(creator_, Readers::kAsUsual, FirstSector::kInTurn);
     if (const Result rc = transit.Prepare(hex_key); rc != kOk) return rc;
     if (const Result rc = transit.OpenInput(input_path, output_path, 1); rc != kOk) return rc;
     if (const Result rc = transit.OpenOutput(output_path); rc != kOk) return rc;
@@ -188,7 +188,7 @@ int TypV2AESInstallKeys::Chiffrerfichier(const char* input_path, const char* out
 int TypV2AESInstallKeys::DeChiffrerfichier(const char* input_path, const char* output_path,
                                            const char* hex_key) {
   return EntryPoint([&]() -> Result {
-    Transit transit(creator_, Readers::kOwnerAlone);
+    Transit transit(creator_, Readers::kOwnerAlone, FirstSector::kLast);
     if (const Result rc = transit.Prepare(hex_key); rc != kOk) return rc;
     if (const Result rc = transit.OpenInput(input_path, output_path, kGrainBytes); rc != kOk) return rc;
     if (const Result rc = transit.OpenOutput(output_path); rc != kOk) return rc;

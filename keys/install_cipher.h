@@ -23,15 +23,19 @@ class TypV2InstanceCreator;
 //   -100  deciphering: the input's length is not a multiple of 32
 //   -99   the name of the output is missing or too long
 //   -8    the input became shorter while it was read
-//   -7    the output could not be created, or not be written whole
+//   -7    the output could not be created, or not be written whole or made durable
 //   -98   deciphering: the digest differs (wrong key, or a damaged or cut file)
 // or the platform's status (-1) from seeking and closing. A failure before the output is opened leaves an
 // older output as it was; one behind it leaves none.
 //
+// With 0 the output is on stable storage. Deciphering writes its first 512 bytes last, when all others are there: a key
+// file without its header is refused, so whatever ends the program or the machine in between, nobody seals with half
+// a key.
+//
 // WARNING: an output that is there is overwritten. It is emptied only when nobody else has it open for update,
-// as sealing has a key (the call waits, also for ever), but a failure behind that removes it, and a program that
-// is killed in between leaves half of it. Whoever replaces a key in use installs it under another name of the
-// same folder and renames it over the old one: sealing that waited goes on with the new key.
+// as sealing has a key (the call waits, also for ever), but a failure behind that removes it, and where the program is
+// killed or the power goes in between, the old content is lost. Whoever replaces a key in use installs it under another
+// name of the same folder and renames it over the old one: sealing that waited goes on with the new key.
 class KESTRUNE_API TypV2AESInstallKeys : public kestrune::LibraryObject<TypV2AESInstallKeys> {
  public:
   // Keeps the factory, which must outlive the object. 0.

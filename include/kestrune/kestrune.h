@@ -180,7 +180,7 @@ KESTRUNE_API int Api2Aes(const char* text, const char* hexPassword, int mode, ch
  *
  * -62: inputPath, -88: hexPassword is null. -99: a path missing or of 256 characters or more. -9: input or
  * output cannot be opened. -61: the input is empty. -8: its length changed while it was read. -7, -1: the
- * output could not be written whole. Codes of Api2Aes. A failure before the output is opened leaves an older
+ * output could not be written whole or made durable. Codes of Api2Aes. A failure before the output is opened leaves an older
  * output as it was; one behind it leaves none, but for an output that is the input.
  */
 KESTRUNE_API int Api2AesFile(const char* inputPath, const char* outputPath, const char* hexPassword,
