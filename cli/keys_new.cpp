@@ -32,16 +32,20 @@ void CheckName(const std::string& name) {
                 _("Take 1 to 39 of the characters a to z, 0 to 9, - and _."));
 }
 
-// The folder and those above it, for their owner alone.
-void MakeFolder(const std::string& folder) {
+// The folder and those above it, for their owner alone. Those that were missing, the innermost first.
+std::vector<Pending> MakeFolder(const std::string& folder) {
+  std::vector<Pending> made;
   fs::path path;
   for (const fs::path& part : fs::path(folder)) {
     path /= part;
     struct stat status {};
     if (::stat(path.c_str(), &status) == 0) continue;
+    const auto lock = FinishUndisturbed();
     if (::mkdir(path.c_str(), kOwnerAlone) != 0 && errno != EEXIST) throw SystemFailure(errno, path.string());
+    made.emplace(made.begin(), path.string());
     SyncFolderOf(path);
   }
+  return made;
 }
 
 std::string_view TextOf(const Secret& text) {
@@ -62,7 +66,7 @@ Status New(const std::string& name, const std::string& folder, PassPhrases& pass
   Progress progress;
   progress.Step(_("Making keys"));
   const TrialKeys keys = MakeTrialKeys(name, phrase);
-  MakeFolder(folder);
+  std::vector<Pending> folders = MakeFolder(folder);
 
   // Another user's keys may lie there already; the master key is everybody's.
   struct File {
@@ -87,7 +91,9 @@ Status New(const std::string& name, const std::string& folder, PassPhrases& pass
     outputs[i].Commit();
     done.emplace_back(files[i].path);
   }
-  for (Pending& file : done) file.Keep();
+  for (std::vector<Pending>* kept : {&done, &folders}) {
+    for (Pending& path : *kept) path.Keep();
+  }
   for (const File& file : files) Note(Printable(file.path));
   Note(_("These are for trials alone and protect nobody: real keys come from the service."));
   return Status::kDone;

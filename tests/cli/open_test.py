@@ -10,6 +10,7 @@ import unittest
 from frame import COULD_NOT, DONE, NO, PERSONAL_YEAR, PROGRAM, SIGNING_YEAR, Case, running_in
 
 SIGNER = f"medecin.z.{SIGNING_YEAR}"
+PERSONAL = f"keys/durand.{PERSONAL_YEAR}"
 PHRASE = ["--passphrase-file", "phrase"]
 
 
@@ -161,12 +162,16 @@ class Strangers(Case):
             self.assertEqual(running_in(run.pid), [], "the process apart goes too")
 
     def test_a_signal_in_the_middle_leaves_nothing(self):
-        """Each stands still where it reads the pass phrase, which nobody gives, its output begun."""
+        """Each stands still where it reads the pass phrase or key, which nobody gives, its output begun."""
         self.write("n.enc", "<IV>00</IV><AE>AAAAAAAAAAAAAAAAAAAAAA==</AE>")
+        self.write("key", "7" * 64)
+        self.expect(["keys", "pack", PERSONAL, "-o", "packed", "--transport-key-file", "key"])
         before = self.files()
         for words in (["seal", "-s", "medecin", "--to", "a", "phrase", "-o", "m.tr"], ["encrypt", "phrase", "-o", "x"], ["decrypt", "n.enc", "-o", "x"],
-                      ["open", "names.tr", "trap.grey", "-o", "out"]):
-            run = subprocess.Popen([PROGRAM, *words, "--passphrase-fd", "0"], cwd=self.folder, env=self.environment(),
+                      ["open", "names.tr", "trap.grey", "-o", "out"], ["keys", "pack", PERSONAL, "-o", "p"],
+                      ["keys", "unpack", "packed", "-o", "p"]):
+            secret = ["--transport-key-file", "/dev/stdin"] if words[0] == "keys" else ["--passphrase-fd", "0"]
+            run = subprocess.Popen([PROGRAM, *words, *secret], cwd=self.folder, env=self.environment(),
                                    stdin=subprocess.PIPE, start_new_session=True)
             for _ in range(100):
                 if self.files() != before:
@@ -181,13 +186,16 @@ class Strangers(Case):
     def test_a_full_file_system_keeps_nothing(self):
         (self.folder / "full").mkdir()
         self.write("big", bytes(900_000))
-        seal = ["seal", "-s", "medecin", "--to", "a", "--attach", "big", "phrase"]
-        self.expect([*seal, *PHRASE, "-o", "big.tr"])
+        self.write("key", "7" * 64)
+        seal, key = ["seal", "-s", "medecin", "--to", "a", "--attach", "big", "phrase", *PHRASE], ["--transport-key-file", "key"]
+        self.expect([*seal, "-o", "big.tr"])
+        self.expect(["keys", "pack", PERSONAL, "-o", "packed", *key])
         before = self.files()
-        mount = 'mount -t tmpfs -o size=400k none full || exit 77; "$@"; echo $?; ls -A full'
-        for words in ([*seal, "-o", "full/m.tr"], ["open", "big.tr", "-o", "full/out"],
-                      ["open", "big.tr", "--eml", "full/m.eml"], ["open", "big.tr", "--xml", "full/m.xml"]):
-            run = subprocess.run(["unshare", "-m", "sh", "-c", mount, "sh", PROGRAM, *words, *PHRASE], cwd=self.folder,
+        mount = 'mount -t tmpfs -o size=16k none full || exit 77; "$@"; echo $?; ls -A full'
+        for words in ([*seal, "-o", "full/m.tr"], ["open", "big.tr", *PHRASE, "-o", "full/out"], ["open", "big.tr", *PHRASE, "--eml", "full/m.eml"],
+                      ["open", "big.tr", *PHRASE, "--xml", "full/m.xml"], ["keys", "pack", PERSONAL, *key, "-o", "full/p"],
+                      ["keys", "unpack", "packed", *key, "-o", "full/k"], ["keys", "new", "x", *PHRASE, "-k", "full/keys"]):
+            run = subprocess.run(["unshare", "-m", "sh", "-c", mount, "sh", PROGRAM, *words], cwd=self.folder,
                                  env=self.environment(), capture_output=True, text=True)
             if run.returncode in (1, 77):
                 self.skipTest("no file system can be mounted here")
