@@ -2,10 +2,12 @@
 
 #include <fcntl.h>
 #include <kestrune/kestrune.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <fstream>
 #include <new>
@@ -25,7 +27,7 @@ constexpr rlim_t kDescriptors = 64, kMemory = rlim_t{1} << 30;
 constexpr unsigned kThreads = 2;
 constexpr std::size_t kMostBytes = 3000, kMostBytesOfLarge = 300000;
 constexpr unsigned kOneOfLarge = 50;  // so many bodies are small ones
-constexpr useconds_t kPauseOfPoor = 1000;
+constexpr useconds_t kPause = 1000;
 constexpr char kTransportKey[] = "00112233445566778899aabbccddeeff00112233445566778899aabbccddeeff";
 
 std::size_t AddressSpace() {
@@ -46,6 +48,16 @@ void LimitMemory([[maybe_unused]] rlim_t most) {
 #endif
 }
 
+// Whoever sees this seals no more: whoever looks at the headers may have to wait long for his turn, and no pad may start
+// again in a round.
+bool IsMasterPadLow(const std::string& folder) {
+  Bytes header(kKeyHeaderBytes);
+  const int fd = ::open((folder + "Master." + PersonalKeyYear()).c_str(), O_RDONLY | O_CLOEXEC);
+  const bool is_read = ::pread(fd, header.data(), header.size(), 0) == static_cast<ssize_t>(header.size());
+  ::close(fd);
+  return is_read && NumberAt(header, kUsedBytesAt) > NumberAt(header, kFirstPadBytesAt) / 4 * 3;
+}
+
 // One that seals, writes down what it sealed, and opens it.
 class Sealer {
  public:
@@ -54,6 +66,7 @@ class Sealer {
 
   void Step() {
     const std::string folder = shared_.folder.data();
+    if (IsMasterPadLow(folder)) return static_cast<void>(::usleep(kPause));
     const int log = ::open(LogPath(folder, number_).c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
     if (!Holds(log >= 0 ? kOk : file::kOpen, "a log")) return;
     const auto draw = [this](std::size_t count) { return static_cast<std::uint32_t>(random_() % count); };
@@ -77,7 +90,7 @@ class Sealer {
     if (rc == kOk) return true;
     OrStop(is_poor_, std::string(what) + ": code " + std::to_string(rc));
     ++shared_.refused;
-    ::usleep(kPauseOfPoor);
+    ::usleep(kPause);
     return false;
   }
 
@@ -213,7 +226,10 @@ std::string LogPath(const std::string& folder, unsigned member) {
 pid_t StartMember(Shared& shared, Temper temper, unsigned member) {
   const pid_t child = ::fork();
   OrStop(child >= 0, "no process can be made");
-  if (child == 0) Work(shared, temper, member);
+  if (child == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    Work(shared, temper, member);
+  }
   return child;
 }
 
