@@ -7,13 +7,9 @@
 #include <string>
 #include <vector>
 
-namespace kestrune::testing {
+#include "campaigns/marked_yard.h"
 
-// Bytes that nothing else holds by accident: 8 or more.
-struct Mark {
-  std::string secret;
-  std::string bytes;
-};
+namespace kestrune::testing {
 
 // A mark that was found.
 struct Leftover {

@@ -3,10 +3,6 @@
 //
 //   leftovers [BYTES]      BYTES: length of the attachment, 20000 if not given, at most 1000000
 #include <kestrune/kestrune.h>
-#include <openssl/bn.h>
-#include <openssl/core_names.h>
-#include <openssl/evp.h>
-#include <openssl/pem.h>
 #include <unistd.h>
 
 #include <array>
@@ -20,6 +16,7 @@
 
 #include "blocks/block_cell.h"
 #include "campaigns/freed_memory.h"
+#include "campaigns/marked_yard.h"
 #include "core/instance_creator.h"
 #include "core/owned.h"
 #include "core/result.h"
@@ -32,130 +29,10 @@ using namespace kestrune;
 using namespace kestrune::testing;
 
 constexpr std::size_t kUsualAttachment = 20000;
-constexpr std::size_t kTextBytes = 1500;
-constexpr std::size_t kAesBlock = 16;
 constexpr std::size_t kOutBytes = 20000;
 constexpr const char* kDate = "2026-05-06 10:11:12";
 
-// In pass phrases '#' becomes '_' on the way: the marks are what both forms have.
-constexpr const char *kUserPhrase = "a#PhraseDuLecteur", *kUserMark = "PhraseDuLecteur";
-constexpr const char *kSignerPhrase = "b#PhraseDuSignataire", *kSignerMark = "PhraseDuSignataire";
-constexpr const char* kSignerPhraseOnFile = "b_PhraseDuSignataire";
-constexpr const char *kLetterMark = "LettreSecret", *kAttachmentMark = "PieceSecrete";  // 12: whole in Base64
-constexpr const char* kShortTextMark = "TexteTresSecret_";
-
-std::string Repeated(const std::string& mark, std::size_t bytes) {
-  std::string text;
-  while (text.size() < bytes) text += mark;
-  text.resize(bytes);
-  return text;
-}
-
-Bytes PadOfMark(const std::string& mark, std::size_t bytes) {
-  return ToBytes(Repeated(mark, bytes));
-}
-
-using Key = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
-
-Key ReadKey(const std::string& path) {
-  FILE* const file = std::fopen(path.c_str(), "r");
-  if (file == nullptr) std::abort();
-  Key key(PEM_read_PrivateKey(file, nullptr, nullptr, nullptr), EVP_PKEY_free);
-  std::fclose(file);
-  return key;
-}
-
-std::string DecipherWith(EVP_PKEY* key, const Bytes& sealed) {
-  EVP_PKEY_CTX* const context = EVP_PKEY_CTX_new(key, nullptr);
-  std::string clear(sealed.size(), 0);
-  std::size_t length = clear.size();
-  if (EVP_PKEY_decrypt_init(context) != 1 ||
-      EVP_PKEY_decrypt(context, reinterpret_cast<unsigned char*>(clear.data()), &length, sealed.data(),
-                       sealed.size()) != 1) {
-    std::abort();
-  }
-  EVP_PKEY_CTX_free(context);
-  clear.resize(length);
-  return clear;
-}
-
-void WriteProtected(EVP_PKEY* key, const std::string& path, const char* phrase) {
-  BIO* const file = BIO_new_file(path.c_str(), "w");
-  const int length = static_cast<int>(std::strlen(phrase));
-  if (file == nullptr ||
-      PEM_write_bio_PrivateKey_traditional(file, key, EVP_des_ede3_cbc(),
-                                           reinterpret_cast<unsigned char*>(const_cast<char*>(phrase)),
-                                           length, nullptr, nullptr) != 1) {
-    std::abort();
-  }
-  BIO_free(file);
-}
-
-// A number of a private key, as its file has it and as arithmetic has it; its middle, where no rounding or
-// leading zero matters.
-void MarkNumber(EVP_PKEY* key, const char* which, std::vector<Mark>* marks) {
-  BIGNUM* number = nullptr;
-  if (EVP_PKEY_get_bn_param(key, which, &number) != 1) std::abort();
-  std::string bytes(static_cast<std::size_t>(BN_num_bytes(number)), 0);
-  BN_bn2bin(number, reinterpret_cast<unsigned char*>(bytes.data()));
-  BN_clear_free(number);
-  const std::string middle = bytes.substr(32, 16);
-  marks->push_back({std::string("private key, ") + which, middle});
-  marks->push_back({std::string("private key, ") + which + " in limbs", {middle.rbegin(), middle.rend()}});
-}
-
-// The operations' yard: keys whose secrets are marked, and every text that goes in, outside of the stack.
-struct Yard : MessageFolder {
-  explicit Yard(std::size_t attachment_bytes) : MessageFolder(64), attachment(File("piece.txt")) {
-    personal.first_pad = PadOfMark("PREMIER:", 64 * kPadChunk);
-    personal.second_pad = PadOfMark("SECOND::", 4 * kPadChunk);
-    master.pad = PadOfMark("MAITRE::", 64 * kPadChunk);
-    personal.hex_password = hex;
-    AddUser("durand");
-    WriteFile(File("Master." + PersonalKeyYear()), master.File());
-    WriteFile(attachment, Repeated(kAttachmentMark, attachment_bytes));
-    WriteFile(File("text"), letter);
-    WriteFile(File("short"), short_text);
-
-    const std::string open_key = DataPath("rsa2048.key");
-    const Key key = ReadKey(open_key);
-    protected_name = AddSigningKey("rsa2048", "protege");
-    open_name = AddSigningKey("rsa2048", "ouvert");
-    WriteProtected(key.get(), File(protected_name + ".key"), kSignerPhraseOnFile);
-
-    for (const char* which :
-         {OSSL_PKEY_PARAM_RSA_D, OSSL_PKEY_PARAM_RSA_FACTOR1, OSSL_PKEY_PARAM_RSA_FACTOR2,
-          OSSL_PKEY_PARAM_RSA_EXPONENT1, OSSL_PKEY_PARAM_RSA_EXPONENT2, OSSL_PKEY_PARAM_RSA_COEFFICIENT1}) {
-      MarkNumber(key.get(), which, &marks);
-    }
-    const std::string pem = ToText(ReadFile(open_key));
-    marks.push_back({"private key's file", pem.substr(pem.size() / 2, 40)});
-    Bytes binary = FromHex(hex);
-    marks.push_back({"reader's key, hexadecimal", hex.substr(8, 32)});
-    marks.push_back({"reader's key", ToText(binary).substr(0, 16)});
-    Bytes ivs = personal.File();
-    ivs.assign(ivs.begin() + kKeyHeaderBytes, ivs.begin() + kKeyHeaderBytes + 64 * kAesBlock);
-    const Bytes zeros(kAesBlock);
-    AesCbc(false, binary.data(), zeros.data(), ivs.data(), ivs.size());
-    marks.push_back({"first initial vector", ToText(ivs).substr(0, kAesBlock)});
-    for (const char* mark : {kUserMark, kSignerMark, kShortTextMark}) marks.push_back({mark, mark});
-    // Wherever a run of a pad begins, 16 bytes of it hold the mark.
-    for (const char* mark : {"PREMIER:", "SECOND::", "MAITRE::"}) marks.push_back({mark, mark});
-    for (const std::string mark : {kLetterMark, kAttachmentMark}) {
-      marks.push_back({mark, mark});
-      for (std::size_t phase = 0; phase < 3; ++phase) {
-        marks.push_back({mark + " in Base64", ToBase64(Repeated(mark, 48).substr(phase, 15))});
-      }
-    }
-  }
-
-  const std::string hex = HexPassword("a_PhraseDuLecteur");
-  const std::string letter = Repeated(kLetterMark, kTextBytes);
-  const std::string short_text = kShortTextMark;
-  const std::string attachment;
-  std::string protected_name, open_name;
-  std::vector<Mark> marks;
-};
+using Yard = MarkedYard;
 
 // The clock of this program.
 const std::time_t kBeginning = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
@@ -258,6 +135,20 @@ void CheckTheWatch(const Yard& yard, Trial* trial) {
   expect(seen(wiping_owner), 0, "wiping owners");
 }
 
+std::string DecipherWith(EVP_PKEY* key, const Bytes& sealed) {
+  EVP_PKEY_CTX* const context = EVP_PKEY_CTX_new(key, nullptr);
+  std::string clear(sealed.size(), 0);
+  std::size_t length = clear.size();
+  if (EVP_PKEY_decrypt_init(context) != 1 ||
+      EVP_PKEY_decrypt(context, reinterpret_cast<unsigned char*>(clear.data()), &length, sealed.data(),
+                       sealed.size()) != 1) {
+    std::abort();
+  }
+  EVP_PKEY_CTX_free(context);
+  clear.resize(length);
+  return clear;
+}
+
 // A text that the library changes or fills, not on the stack.
 struct Text {
   Text() : bytes(new char[kOutBytes]()) {}
@@ -321,7 +212,7 @@ void ShortTexts(Yard& yard, Trial* trial) {
     return Api2AesPub(yard.short_text.c_str(), certificate.c_str(), yard.path().c_str(), form.get(), 0);
   };
   trial->LearnAndRun("enciphering for a certificate", encipher, [&] {
-    const Key key = ReadKey(DataPath("rsa2048.key"));
+    const PrivateKey key = ReadPrivateKey(DataPath("rsa2048.key"));
     const std::string drawn = DecipherWith(key.get(), FromBase64(ValueOf(form.get(), "S")));
     yard.marks.push_back({"drawn key", drawn.substr(0, 16)});
     yard.marks.push_back(

@@ -110,7 +110,7 @@ Status Encrypt(Options& options, const Program& program) {
 // zeros behind it that a text has.
 void RefuseNoise(std::string_view text, std::size_t enciphered, const std::string& called) {
   const bool fits = text.size() < enciphered && text.size() + kBlockBytes >= enciphered;
-  if (fits && Printable(text, true) == text) return;
+  if (fits && IsPrintable(text)) return;
   throw Failure(Status::kNo, Fill(_("{1} does not decipher to a text."), {Printable(called)}),
                 _("The password is another one, or the file is damaged; --force writes what came out."));
 }

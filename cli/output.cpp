@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <memory>
 
-#include "base/wipe.h"
+#include "base/buffer.h"
 #include "cli/failure.h"
 #include "cli/input.h"
 #include "cli/text.h"
@@ -50,6 +50,20 @@ std::string Resolved(const std::string& path) {
   if (parent == nullptr || !given.has_filename())
     throw SystemFailure(parent == nullptr ? errno : EISDIR, path);
   return fs::path(parent.get()) / given.filename();
+}
+
+// In pieces that are wiped.
+void PrintToTerminal(std::string_view text, const std::string& name) {
+  constexpr std::size_t kPieceBytes = 4096;
+  SecretArray<kPieceBytes> piece;
+  while (!text.empty()) {
+    std::size_t used = 0;
+    while (!text.empty() && used + kPrintableBytes < kPieceBytes) {
+      used += TakePrintable(&text, true, piece.text() + used);
+    }
+    if (text.empty() && piece.text()[used - 1] != '\n') piece.text()[used++] = '\n';
+    WriteAll(STDOUT_FILENO, {piece.text(), used}, name);
+  }
 }
 
 int MoveIntoPlace(const char* from, const char* to, bool must_be_new) {
@@ -149,10 +163,7 @@ void WriteOutput(const std::string& path, std::string_view bytes, Manner manner)
 void PrintText(std::string_view text) {
   const std::string name = NameOf(kStandard, true);
   if (::isatty(STDOUT_FILENO) == 1) {
-    std::string shown = Printable(text, true);
-    if (!shown.empty() && shown.back() != '\n') shown += '\n';
-    WriteAll(STDOUT_FILENO, shown, name);
-    ::wipe(shown.data(), shown.size());
+    PrintToTerminal(text, name);
   } else {
     WriteAll(STDOUT_FILENO, text, name);
   }

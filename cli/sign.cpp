@@ -31,7 +31,7 @@ struct Options {
 
 // Of whoever signs 64 bytes that he cannot read a stranger may make a signature under any file.
 void RefuseDigest(std::string_view text) {
-  if (text.size() != kDigestBytes || Printable(text, true) == text) return;
+  if (text.size() != kDigestBytes || IsPrintable(text)) return;
   throw Failure(
       Status::kCouldNot,
       _("These 64 bytes are no text; as a file's digest they would be a signature under that file."),

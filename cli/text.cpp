@@ -1,5 +1,7 @@
 #include "cli/text.h"
 
+#include <algorithm>
+#include <array>
 #include <clocale>
 #include <filesystem>
 
@@ -67,22 +69,36 @@ std::string Fill(std::string_view pattern, std::initializer_list<std::string_vie
   return filled;
 }
 
-std::string Printable(std::string_view text, bool lines) {
+std::size_t TakePrintable(std::string_view* text, bool lines, char* out) {
   constexpr char kDigits[] = "0123456789abcdef";
-  std::string shown;
-  while (!text.empty()) {
-    const auto first = static_cast<unsigned char>(text[0]);
-    const std::size_t bytes = CharacterBytes(text);
-    const bool is_control = first < 0x20 || first == 0x7f;
-    if (bytes == 0 || (is_control && !(lines && (first == '\n' || first == '\t')))) {
-      shown += {'\\', 'x', kDigits[first >> 4], kDigits[first & 15]};
-      text.remove_prefix(1);
-    } else {
-      shown += text.substr(0, bytes);
-      text.remove_prefix(bytes);
-    }
+  const auto first = static_cast<unsigned char>(text->front());
+  const std::size_t bytes = CharacterBytes(*text);
+  const bool is_control = first < 0x20 || first == 0x7f;
+  if (bytes == 0 || (is_control && !(lines && (first == '\n' || first == '\t')))) {
+    const char shown[kPrintableBytes] = {'\\', 'x', kDigits[first >> 4], kDigits[first & 15]};
+    std::copy_n(shown, kPrintableBytes, out);
+    text->remove_prefix(1);
+    return kPrintableBytes;
   }
+  text->copy(out, bytes);
+  text->remove_prefix(bytes);
+  return bytes;
+}
+
+std::string Printable(std::string_view text, bool lines) {
+  std::string shown;
+  std::array<char, kPrintableBytes> piece;
+  while (!text.empty()) shown.append(piece.data(), TakePrintable(&text, lines, piece.data()));
   return shown;
+}
+
+bool IsPrintable(std::string_view text) {
+  std::array<char, kPrintableBytes> piece;
+  while (!text.empty()) {
+    const std::size_t before = text.size();
+    if (TakePrintable(&text, true, piece.data()) != before - text.size()) return false;
+  }
+  return true;
 }
 
 }  // namespace kestrune::cli

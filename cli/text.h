@@ -4,6 +4,7 @@
 
 #include <libintl.h>
 
+#include <cstddef>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -30,6 +31,14 @@ std::string Fill(std::string_view pattern, std::initializer_list<std::string_vie
 // A text of somebody else's as one that a terminal only shows: controls and broken UTF-8 become \xNN. With `lines`
 // line feeds and tabulators stay.
 std::string Printable(std::string_view text, bool lines = false);
+
+// The same piece by piece, for a text that must not be left in memory: takes one character, or a byte that is none, off a
+// text that is not empty and gives the number of bytes that are shown for it.
+inline constexpr std::size_t kPrintableBytes = 4;  // at most
+std::size_t TakePrintable(std::string_view* text, bool lines, char* out);
+
+// Whether a text, with its line feeds and tabulators, is shown as it is.
+bool IsPrintable(std::string_view text);
 
 }  // namespace kestrune::cli
 

@@ -45,7 +45,7 @@ class Verifier {
     Check(verifier_->VerifyXMLSignBlockAuthentificationData(block.text(), name.data(), data.data(), &length),
           name, called);
     std::string text(reinterpret_cast<const char*>(data.data()), static_cast<std::size_t>(length));
-    if (text.size() == kDigestBytes && Printable(text, true) != text) {
+    if (text.size() == kDigestBytes && !IsPrintable(text)) {
       throw Failure(Status::kCouldNot, Fill(_("{1} signs a file, and no text."), {Printable(called)}),
                     _("Say which file: kestrune verify --file FILE BLOCK."));
     }
