@@ -182,7 +182,7 @@ class Keys(Case):
         (self.folder / "tmp").mkdir()
         begin = time.monotonic()
         self.assertRegex(self.expect(["bench"], TMPDIR=str(self.folder / "tmp")), rb"(.*\d\.\d.*\n){4}RSA")
-        self.assertLess(time.monotonic() - begin, 10)
+        self.assertLess(time.monotonic() - begin, 60)
         started = subprocess.Popen([PROGRAM, "bench"], env=self.environment(TMPDIR=str(self.folder / "tmp")), start_new_session=True)
         while not any((self.folder / "tmp").iterdir()):
             time.sleep(0.01)
