@@ -1,5 +1,5 @@
-// Fixed keys and an envelope for the fuzz targets of messages. One target, one source: the trap's replacement
-// stands here.
+// Fixed keys and an envelope for the fuzz targets of messages, all in memory but the certificate. One target, one source:
+// the trap's replacement stands here.
 #ifndef KESTRUNE_FUZZ_MESSAGE_YARD_H
 #define KESTRUNE_FUZZ_MESSAGE_YARD_H
 
@@ -7,12 +7,16 @@
 #include <string>
 
 #include "blocks/block_cell.h"
-#include "core/instance_creator.h"
 #include "core/owned.h"
 #include "core/result.h"
 #include "envelope/crypto_interface.h"
+#include "fuzz/expect.h"
+#include "fuzz/known_key.h"
+#include "fuzz/memory_files.h"
+#include "fuzz/short_key.h"
 #include "keys/trap.h"
 #include "sign/signature.h"
+#include "sign/signature_verify.h"
 #include "tests/support/sealed_message.h"
 
 using namespace kestrune;
@@ -20,45 +24,59 @@ using namespace kestrune::testing;
 
 void kestrune::SleepForEver() {}
 
-struct MessageYard : MessageFolder {
-  TypV2InstanceCreatorUnix creator;
-  Owned<TypV2CryptoInterface> envelope{creator.newTypV2CryptoInterface()};
-  Owned<TypApiV2Signature> signer{creator.newTypApiV2Signature()};
-  char password[5] = "none";
+// Every text has the digest of "signed", so that one signature serves for all.
+struct KnownDigestVerifier : TypApiV2SignatureVerify {
+  int DigestSHA512(const unsigned char*, std::uint32_t, unsigned char* digest,
+                   std::uint32_t* length) override {
+    static const std::string known = Sha512("signed");
+    known.copy(reinterpret_cast<char*>(digest), known.size());
+    *length = static_cast<std::uint32_t>(known.size());
+    return kOk;
+  }
+};
+
+// The saved inputs name the keys of one year.
+struct MessageYard : MemoryFiles {
+  PersonalKey personal;
+  MasterKey master;
+  TempFolder folder;
+  std::string signature;
+  Owned<TypV2CryptoInterface> envelope;
 
   MessageYard() {
-    // The saved inputs name the keys of one year.
-    WriteFile(File("durand.226"), personal.File());
-    WriteFile(File("Master.226"), master.File());
-    WriteFile(File("medecin.z.126.pem"), ReadFile(DataPath("rsa2048.pem")));
-    (void)envelope.Init(&creator, path().c_str(), path().c_str());
-    AddSigningKey("rsa1024", "rapide");  // a short key, for many signatures
-    (void)signer.Init(&creator, "rapide", path().c_str(), password);
+    files[folder.File("durand.226")] = personal.File();
+    OpenIvArea(files[folder.File("durand.226")], personal.hex_password);
+    files[folder.File("Master.226")] = master.File();
+    ShortKey key;
+    key.name = "medecin.z.126";
+    signature = key.Sign("signed");
+    key.WriteFiles(folder);
+    envelope = Owned<TypV2CryptoInterface>(newTypV2CryptoInterface());
+    Expect(envelope.Init(this, folder.path().c_str(), folder.path().c_str()) == kOk);
+    Expect(OpenTransport(Sign(FlatLeaf("DATA", "<M><C>durand.226</C></M>", {1}))) == cipher::kNoInput);
   }
+  TypV2KestruneKey* newTypV2KestruneKey() override { return new KnownKey; }
+  TypApiV2SignatureVerify* newTypApiV2SignatureVerify() override { return new KnownDigestVerifier; }
 
-  Bytes Sign(const Bytes& grey) {
-    CBuffer block;
-    (void)block.Receive([&](unsigned char** bytes, unsigned long long* length) {
-      return envelope->GetPourHTTPS(signer.get(), grey.data(), grey.size(), bytes, length);
-    });
-    return Bytes(block.data(), block.data() + block.size());
-  }
+  Bytes Sign(const Bytes& grey) const { return FlatLeaf("AUTH", signature, grey); }
 
-  void OpenTransport(const Bytes& block) {
-    CBuffer green, routing, signature;
+  Result OpenTransport(const Bytes& block) {
+    CBuffer green, routing, block_signature;
     char *routing_text = nullptr, *signature_text = nullptr;
     char key_reference[kKeyReferenceBytes] = "", signer_name[kSignerNameBytes] = "";
-    const Result rc = green.Receive([&](unsigned char** bytes, unsigned long long* length) {
+    Result rc = green.Receive([&](unsigned char** bytes, unsigned long long* length) {
       return envelope->ExtractVertFlatFromHTTPSBlock(block.data(), block.size(), &routing_text, key_reference,
                                                      signer_name, bytes, length, &signature_text);
     });
     routing.AdoptText(routing_text);
-    signature.AdoptText(signature_text);
-    if (rc != kOk) return;
+    block_signature.AdoptText(signature_text);
+    Expect((rc == kOk) == (routing_text != nullptr || key_reference[0] != 0));
+    if (rc != kOk) return rc;
     TypV2BlockCell* tree = nullptr;
-    (void)envelope->DeCrypterVertFlat(green.data(), green.size(), key_reference,
-                                      personal.hex_password.c_str(), &tree);
+    rc = envelope->DeCrypterVertFlat(green.data(), green.size(), key_reference, personal.hex_password.c_str(),
+                                     &tree);
     (void)Adopted(tree);
+    return rc;
   }
 
   void LoadRed(const Bytes& kest) {

@@ -1,46 +1,185 @@
-// A personal key file of any content. Its check digest is made right first, so that it never hides what lies
-// behind it; then the file is opened and hands out runs and passwords at offsets from its own end.
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
-
+// A personal key file with any numbers in its header, cut anywhere, and what a program does with it: positions set,
+// runs and passwords taken, the header written and read. What is handed out is what the pads hold, each byte once; the
+// file's header goes along, and nothing else in the file changes.
+#include <algorithm>
+#include <array>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 
-#include "core/instance_creator.h"
 #include "core/owned.h"
 #include "core/result.h"
-#include "examples/key_files.h"
-#include "keys/kestrune_key.h"
+#include "fuzz/expect.h"
+#include "fuzz/input.h"
+#include "fuzz/known_key.h"
+#include "fuzz/memory_files.h"
+#include "tests/support/sealed_body.h"
 
 using namespace kestrune;
-using namespace kestrune::examples;
+using namespace kestrune::testing;
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const std::string password = HexPassword("a_b_c_d");
-  static const int file = ::memfd_create("key", 0);
-  static const std::string path = "/proc/self/fd/" + std::to_string(file);
-  Bytes content(data, data + size);
-  Reseal(content, password);
-  if (::ftruncate(file, 0) != 0 || ::pwrite(file, content.data(), size, 0) != static_cast<ssize_t>(size)) {
-    std::abort();
+namespace {
+
+constexpr std::array kNumbersAt = {kFirstPadBytesAt, kSecondPadBytesAt, kFirstOffsetAt, kSecondOffsetAt,
+                                   kCyclesAt,        kUsesAt,           kUsedBytesAt};
+constexpr std::size_t kPasswordBytes = 32;
+
+struct Yard {
+  PersonalKey key;
+  Bytes sealed, known;  // the file, and the one for KnownKey
+  Bytes pads;
+  MemoryFiles files;
+
+  Yard() {
+    key.first_pad.resize(2 * kPadChunk);
+    key.second_pad.resize(kPadChunk);
+    sealed = known = key.File();
+    OpenIvArea(known, key.hex_password);
+    pads = key.first_pad;
+    pads.insert(pads.end(), key.second_pad.begin(), key.second_pad.end());
   }
-  const std::uint64_t tail = size < kKeyHeaderBytes ? 0 : NumberAt(content, size - 8);
+};
 
-  TypV2InstanceCreatorUnix creator;
-  Owned<TypV2KestruneKey> key(creator.newTypV2KestruneKey());
-  if (key.Init(&creator, path.c_str(), 0L, "", password.c_str(), tail & 1) != kOk) return 0;
-  unsigned char one_time_password[32];
-  unsigned long long offset = 0;
-  for (const std::uint64_t at : {tail, tail % (size + 4096), std::uint64_t{0}}) {
-    (void)key->GetOTPassword(one_time_password, &offset);
+// The key beside what it should be. Whole chunks of what the pads are divided into are the same whatever the header says.
+class Pair {
+ public:
+  Pair(Yard& yard, Bytes& file, bool updates, TypV2KestruneKey* made)
+      : yard_(yard), file_(file), updates_(updates), key_(std::move(made)), header_(file) {
+    header_.resize(std::min(header_.size(), kKeyHeaderBytes));
+  }
+
+  bool Open() {
+    const Result rc =
+        key_.Init(&yard_.files, "key", 0L, "", yard_.key.hex_password.c_str(), updates_ ? 1ULL : 0ULL);
+    Expect(rc != kOk || file_.size() >= kKeyHeaderBytes);
+    return rc == kOk;
+  }
+
+  void Do(std::uint64_t operation, std::uint64_t value) {
+    const Bytes before = file_;
+    switch (operation % 7) {
+      case 0:
+        if (key_->SetOffsetOTPChiffrement(value) == kOk) Set(kFirstOffsetAt, value);
+        return;
+      case 1:
+        Expect(key_->SetOffsetOTPassword(value) == kOk);
+        Set(kSecondOffsetAt, value);
+        return;
+      case 2:
+        Expect((key_->WriteHeader() == kOk) == updates_);
+        ExpectStored();
+        break;
+      case 3:
+        Expect(key_->LoadHeader() == kOk);
+        header_.assign(file_.begin(), file_.begin() + kKeyHeaderBytes);
+        return;
+      case 4:
+        TakePassword();
+        break;
+      default:
+        TakeRun(value % 20'000);
+    }
+    const auto kept_from = static_cast<std::ptrdiff_t>(updates_ ? kKeyHeaderBytes : 0);
+    Expect(std::equal(before.begin() + kept_from, before.end(), file_.begin() + kept_from, file_.end()));
+  }
+
+ private:
+  // Where `length` bytes from an offset inside a pad end, which goes on at its beginning.
+  static std::uint64_t After(std::uint64_t pad, std::uint64_t from, std::uint64_t length) {
+    return length < pad - from ? from + length : (length - (pad - from)) % pad;
+  }
+  std::uint64_t Get(std::size_t at) const { return NumberAt(header_, at); }
+  void Set(std::size_t at, std::uint64_t value) { SetNumberAt(header_, at, value); }
+
+  void TakeRun(std::uint64_t length) {
     CBuffer run;
     unsigned char* bytes = nullptr;
-    (void)key->GetLineaKey(&bytes, at % 20000, &offset);
-    run.Adopt(bytes, at % 20000);
-    (void)key->SetOffsetOTPassword(at);
-    (void)key->SetOffsetOTPChiffrement(at);
+    unsigned long long offset = 0;
+    const Result rc = key_->GetLineaKey(&bytes, length, &offset);
+    run.Adopt(bytes, length);
+    Expect((rc == kOk) == (bytes != nullptr));
+    const std::uint64_t pad = Get(kFirstPadBytesAt), from = Get(kFirstOffsetAt);
+    Expect(offset == from);
+    if (rc != kOk) return;
+    Expect(from < pad);
+    if (PadsAreOurs()) {
+      for (std::size_t i = 0; i < length; ++i) ExpectPadByte(bytes[i], (from + i) % pad);
+    }
+    Set(kFirstOffsetAt, After(pad, from, length));
+    Set(kUsesAt, Get(kUsesAt) + 1);
+    Set(kUsedBytesAt, Get(kUsedBytesAt) + length);
+    ExpectCommitted(true);
+  }
+
+  void TakePassword() {
+    std::array<unsigned char, kPasswordBytes> password{};
+    unsigned long long offset = 0;
+    const Result rc = key_->GetOTPassword(password.data(), &offset);
+    const std::uint64_t pad = Get(kSecondPadBytesAt), from = Get(kSecondOffsetAt),
+                        first = Get(kFirstPadBytesAt);
+    Expect(offset == from);
+    if (rc != kOk) return;
+    Expect(from < pad && from % kPadChunk <= kPadChunk - kPasswordBytes);
+    if (PadsAreOurs()) {
+      for (std::size_t i = 0; i < kPasswordBytes; ++i) ExpectPadByte(password[i], first + from + i);
+    }
+    Set(kSecondOffsetAt, pad - from <= kPasswordBytes ? 0 : from + kPasswordBytes);
+    ExpectCommitted(false);
+  }
+
+  // A larger IV area is followed by other bytes, and half chunks are handed out as they are.
+  bool PadsAreOurs() const {
+    const std::uint64_t first = Get(kFirstPadBytesAt);
+    return first % kPadChunk == 0 && IvAreaBytes(first, Get(kSecondPadBytesAt)) == kPadChunk;
+  }
+
+  void ExpectPadByte(unsigned char byte, std::uint64_t at) const {
+    Expect(at < yard_.pads.size() && byte == yard_.pads[at]);
+  }
+
+  // Kept so: a cycle may be counted by a run that ends before the end of the pad, and none but such a run counts any.
+  void ExpectCommitted(bool may_count_cycles) {
+    if (!updates_) return;
+    const std::uint64_t cycles = NumberAt(file_, kCyclesAt);
+    Expect(may_count_cycles || cycles == Get(kCyclesAt));
+    Set(kCyclesAt, cycles);
+    ExpectStored();
+  }
+
+  void ExpectStored() const {
+    Expect(!updates_ || std::equal(header_.begin(), header_.end(), file_.begin()));
+  }
+
+  Yard& yard_;
+  Bytes& file_;
+  const bool updates_;
+  Owned<TypV2KestruneKey> key_;
+  Bytes header_;  // as the object should hold it
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static Yard yard;
+  Input input(data, size);
+  const std::uint64_t flags = input.Number(1);
+  // Seldom the digest too is looked at, which takes ten times as long.
+  const bool is_known = flags % 16 != 0;
+  const bool updates = flags >= 128;
+  Bytes& file = yard.files.files["key"];
+  file = is_known ? yard.known : yard.sealed;
+  const std::uint64_t cut = input.Number(2);
+  file.resize(file.size() - std::min<std::size_t>(cut, file.size()));
+  for (const std::size_t at : kNumbersAt) {
+    const std::uint64_t number = input.Number();
+    if (file.size() >= kKeyHeaderBytes) SetNumberAt(file, at, number);
+  }
+  if (!is_known) Reseal(file, yard.key.hex_password);
+
+  Pair pair(yard, file, updates, is_known ? new KnownKey : new TypV2KestruneKey);
+  if (!pair.Open()) return 0;
+  while (!input.empty()) {
+    const std::uint64_t operation = input.Number(1);
+    pair.Do(operation, operation >= 128 ? input.Number(2) : input.Number());
   }
   return 0;
 }

@@ -1,5 +1,5 @@
 // A signature block that arrived from somewhere: through the entry point and the operations of the class. The
-// certificates are those of the tests; a block names one of them as "rsa1024" or "rsa2048".
+// certificates are those of the tests; a block names one of them as "rsa640" or "rsa2048".
 //
 // Nobody finds a signature whose padding is nearly right, so an input that begins with a zero byte is the
 // padded block instead, and is signed here.
@@ -7,28 +7,28 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 
 #include <kestrune/kestrune.h>
 #include "core/instance_creator.h"
 #include "core/owned.h"
 #include "crypto/classic.h"
+#include "fuzz/expect.h"
+#include "fuzz/short_key.h"
 #include "sign/signature_verify.h"
-#include "tests/support/bytes.h"
 
 namespace {
 
-using kestrune::testing::Bytes;
+using namespace kestrune::testing;
 
-// An end of the program is what the search looks for.
-void Expect(bool holds) {
-  if (!holds) std::abort();
+ShortKeyFolder& Folder() {
+  static ShortKeyFolder folder;
+  return folder;
 }
 
 void ReadText(const std::string& block) {
   using Verifier = TypApiV2SignatureVerify;
-  static const std::string folder = kestrune::testing::DataPath("");
+  const std::string& folder = Folder().path();
 
   std::array<char, 1100> answer;
   const int code = Api2ExtractFromSignature(block.c_str(), folder.c_str(), answer.data(), 0);
@@ -52,10 +52,7 @@ void ReadText(const std::string& block) {
 
 // What is taken out of a padded block, padded as it should be, must be that block.
 void DecodePadded(const std::uint8_t* data, std::size_t size) {
-  static rsa_context key;
-  static const int parsed =
-      x509parse_keyfile(&key, kestrune::testing::DataPath("rsa1024.key").c_str(), nullptr);
-  Expect(parsed == 0);
+  rsa_context& key = Folder().key.rsa;
   Bytes padded(data, data + std::min(size, key.len()));
   padded.resize(key.len());
   Bytes signature(key.len());
