@@ -21,6 +21,7 @@ namespace {
 
 constexpr std::array kNumbersAt = {kFirstPadBytesAt, kFirstOffsetAt, kCyclesAt, kUsedBytesAt};
 constexpr std::size_t kSpareBytes = 10'000;
+constexpr std::size_t kLongestRun = 20'000;
 constexpr std::uint64_t kFarthest = std::uint64_t{1}
                                     << 62;  // what lies behind it no file can be positioned at
 
@@ -54,7 +55,7 @@ class Pair {
         header_.assign(file_.begin(), file_.begin() + kKeyHeaderBytes);
         return;
       default:
-        TakeRun(value % 20'000);
+        TakeRun(value % kLongestRun);
     }
     const auto kept_from = static_cast<std::ptrdiff_t>(updates_ ? kKeyHeaderBytes : 0);
     Expect(std::equal(before.begin() + kept_from, before.end(), file_.begin() + kept_from, file_.end()));
@@ -79,16 +80,22 @@ class Pair {
     Expect(bytes != nullptr && offset == from);
     Expect((rc == key::kOffset) == (pad == 0 && length > 0));
     if (rc == key::kOffset) return;
-    if (from < kFarthest) {
-      for (std::uint64_t i = 0; i < length; ++i) {
-        const std::uint64_t at = kMasterPadAt + (from > pad ? from + i : (from + i) % pad);
-        Expect(bytes[i] == (at < file_.size() ? file_[static_cast<std::size_t>(at)] : 0));
-      }
+    for (std::uint64_t done = 0, at = from; from < kFarthest && done < length; at = 0) {
+      const std::uint64_t count = from > pad ? length : std::min(length - done, pad - at);
+      ExpectHeld(bytes + done, kMasterPadAt + at, count);
+      done += count;
     }
     if (length > 0) SetNumberAt(header_, kFirstOffsetAt, from > pad ? 0 : After(pad, from, length));
     SetNumberAt(header_, kUsedBytesAt, Get(kUsedBytesAt) + length);
     if (updates_) SetNumberAt(header_, kCyclesAt, NumberAt(file_, kCyclesAt));
     ExpectStored();
+  }
+
+  void ExpectHeld(const unsigned char* bytes, std::uint64_t at, std::uint64_t count) const {
+    const std::uint64_t held = at < file_.size() ? std::min(count, file_.size() - at) : 0;
+    Expect(std::equal(bytes, bytes + held, file_.data() + (held == 0 ? 0 : at)));
+    static const Bytes zeros(kLongestRun);
+    Expect(std::equal(bytes + held, bytes + count, zeros.data()));
   }
 
   void ExpectStored() const {

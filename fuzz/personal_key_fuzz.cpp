@@ -101,8 +101,10 @@ class Pair {
     Expect(offset == from);
     if (rc != kOk) return;
     Expect(from < pad);
-    if (PadsAreOurs()) {
-      for (std::size_t i = 0; i < length; ++i) ExpectPadByte(bytes[i], (from + i) % pad);
+    for (std::uint64_t done = 0, at = from; PadsAreOurs() && done < length; at = 0) {
+      const std::uint64_t count = std::min(length - done, pad - at);
+      ExpectPad(bytes + done, at, count);
+      done += count;
     }
     Set(kFirstOffsetAt, After(pad, from, length));
     Set(kUsesAt, Get(kUsesAt) + 1);
@@ -119,9 +121,7 @@ class Pair {
     Expect(offset == from);
     if (rc != kOk) return;
     Expect(from < pad && from % kPadChunk <= kPadChunk - kPasswordBytes);
-    if (PadsAreOurs()) {
-      for (std::size_t i = 0; i < kPasswordBytes; ++i) ExpectPadByte(password[i], first + from + i);
-    }
+    if (PadsAreOurs()) ExpectPad(password.data(), first + from, kPasswordBytes);
     Set(kSecondOffsetAt, pad - from <= kPasswordBytes ? 0 : from + kPasswordBytes);
     ExpectCommitted(false);
   }
@@ -132,8 +132,9 @@ class Pair {
     return first % kPadChunk == 0 && IvAreaBytes(first, Get(kSecondPadBytesAt)) == kPadChunk;
   }
 
-  void ExpectPadByte(unsigned char byte, std::uint64_t at) const {
-    Expect(at < yard_.pads.size() && byte == yard_.pads[at]);
+  void ExpectPad(const unsigned char* bytes, std::uint64_t at, std::uint64_t count) const {
+    Expect(at <= yard_.pads.size() && count <= yard_.pads.size() - at);
+    Expect(std::equal(bytes, bytes + count, yard_.pads.data() + at));
   }
 
   // Kept so: a cycle may be counted by a run that ends before the end of the pad, and none but such a run counts any.
