@@ -1,10 +1,11 @@
 // Reads flat trees. The input is the records; it is sealed here, so that the digest never hides the parser.
-// What loads is measured, flattened to the same bytes, loaded again and exported both ways.
+// The second reading takes and refuses the same. What loads is measured, flattened to the same bytes and exported both ways.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
+#include <stdexcept>
+#include <string_view>
 #include <vector>
 
 #include "blocks/block_cell.h"
@@ -12,13 +13,41 @@
 #include "core/instance_creator.h"
 #include "core/owned.h"
 #include "crypto/classic.h"
+#include "fuzz/expect.h"
+#include "tests/support/sealed_message.h"
 
 namespace {
 
 using namespace kestrune;
+using testing::Bytes;
+using testing::Expect;
 
-void Require(bool holds) {
-  if (!holds) std::abort();
+// Both readings of the cells side by side.
+void ExpectSame(const TypV2BlockCell* cell, const std::vector<testing::Cell>& cells) {
+  for (const testing::Cell& want : cells) {
+    Expect(cell != nullptr);
+    char name[6] = "?";
+    (void)cell->GetBlockName(name);
+    CBuffer xml;
+    Expect(xml.ReceiveText([&](char** text) { return cell->GetXMLForkCopy(text); }) == kOk);
+    const unsigned char* const data = cell->GetDataForkPtr();
+    Expect(want.name.c_str() == std::string_view(name) && cell->GetXMLForkLen() == want.xml.size());
+    Expect(want.xml.empty() || std::memcmp(xml.data(), want.xml.data(), want.xml.size()) == 0);
+    Expect(Bytes(data, data + cell->GetDataForkLen()) == want.data);
+    ExpectSame(cell->GetSubBlock(), want.cells);
+    cell = cell->GetNextBlock();
+  }
+  Expect(cell == nullptr);
+}
+
+void ReadAgain(const Bytes& records, const TypV2BlockCell* tree) {
+  std::vector<testing::Cell> cells;
+  try {
+    cells = testing::ReadRecords(records, 0, records.size());
+  } catch (const std::runtime_error&) {
+  }
+  Expect(cells.empty() == (tree == nullptr));
+  if (tree != nullptr) ExpectSame(tree, cells);
 }
 
 void ExportXml(TypV2BlockCell* tree, std::size_t input_bytes, long flags) {
@@ -27,34 +56,34 @@ void ExportXml(TypV2BlockCell* tree, std::size_t input_bytes, long flags) {
     std::vector<char> out(capacity);
     long long position = 0;
     const Result rc = tree->ExportBlockAsXML(out.data(), &position, static_cast<long long>(capacity), flags);
-    Require(rc == kOk || capacity == input_bytes / 2);
-    Require(position == 0 || (position < static_cast<long long>(capacity) && out.data()[position] == 0));
+    Expect(rc == kOk || capacity == input_bytes / 2);
+    Expect(position == 0 || (position < static_cast<long long>(capacity) && out.data()[position] == 0));
   }
 }
 
 void ExportV1(const TypV2BlockCell* tree, TypV2InstanceCreator* creator) {
   Owned<TypV1SimpleStruc> structure(creator->newTypV1SimpleStruc());
-  Require(structure.Init() == kOk);
+  Expect(structure.Init() == kOk);
   const Result rc = tree->ExportBlockAsV1Struct(structure.get());
-  Require(rc == kOk || rc == block::kBase64);
-  Require(structure->text_count <= TypV1SimpleStruc::kMostTexts);
+  Expect(rc == kOk || rc == block::kBase64);
+  Expect(structure->text_count <= TypV1SimpleStruc::kMostTexts);
 }
 
 // Nothing was lost: what is written is what was read, unless a leaf has data without XML.
-void WriteAgain(const TypV2BlockCell* tree, const std::vector<unsigned char>& records) {
-  std::vector<unsigned char> again(records.size());
+void WriteAgain(const TypV2BlockCell* tree, const Bytes& records) {
+  Bytes again(records.size());
   unsigned long long position = 0;
-  Require(tree->GetFlatDataLen() == records.size());
+  Expect(tree->GetFlatDataLen() == records.size());
   const Result rc = tree->PushDataInPtr(again.data(), &position, again.size());
-  Require(rc == kOk ? again == records : rc == block::kNoInput);
+  Expect(rc == kOk ? again == records : rc == block::kNoInput);
 
   CBuffer flat;
   const auto flatten = [&](auto** out, auto* length) { return tree->GetFlatData(out, length, nullptr); };
   const Result whole = flat.Receive(flatten);
   if (tree->GetNextBlock() != nullptr) {
-    Require(whole == block::kNoRoom || whole == block::kNoInput);
+    Expect(whole == block::kNoRoom || whole == block::kNoInput);
   } else {
-    Require(whole == rc && (rc != kOk || std::equal(records.begin(), records.end(), flat.data())));
+    Expect(whole == rc && (rc != kOk || std::equal(records.begin(), records.end(), flat.data())));
   }
 }
 
@@ -62,19 +91,21 @@ void WriteAgain(const TypV2BlockCell* tree, const std::vector<unsigned char>& re
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   TypV2InstanceCreatorUnix creator;
-  const std::vector<unsigned char> records(data, data + size);
-  std::vector<unsigned char> sealed = records;
+  const Bytes records(data, data + size);
+  Bytes sealed = records;
   sealed.resize(size + kSha512Bytes);
   sha4(records.data(), size, sealed.data() + size, 0);
 
   Owned<TypV2BlockCell> tree(creator.newTypV2BlockCell());
-  Require(tree.Init(&creator) == kOk);
+  Expect(tree.Init(&creator) == kOk);
   const Result rc = tree->LoadFlatData(sealed.data(), sealed.size());
   tree->GetFlatDataLen();
   if (rc != kOk) {
-    Require(rc == block::kForkPastEnd || rc == block::kTooShort || rc == block::kBadSuperFlag);
+    Expect(rc == block::kForkPastEnd || rc == block::kTooShort || rc == block::kBadSuperFlag);
+    ReadAgain(records, nullptr);
     return 0;
   }
+  ReadAgain(records, tree.get());
   WriteAgain(tree.get(), records);
   ExportV1(tree.get(), &creator);
   ExportXml(tree.get(), size, 0);

@@ -13,37 +13,42 @@ namespace {
 
 constexpr std::size_t kHead = 24;
 constexpr std::size_t kTrailer = 64;
+constexpr std::size_t kMostNameBytes = 5;
 
-std::vector<Cell> ReadChain(const Bytes& flat, std::size_t at, std::size_t end) {
+}  // namespace
+
+std::vector<Cell> ReadRecords(const Bytes& flat, std::size_t at, std::size_t end) {
   std::vector<Cell> chain;
-  while (at != end) {
+  do {  // one is there always
     if (end - at < kHead) throw std::runtime_error("short record");
     const std::size_t xml = NumberAt(flat, at + 8), second = NumberAt(flat, at + 16), forks = at + kHead;
     if (xml > end - forks || second > end - forks - xml) throw std::runtime_error("forks past end");
     const auto text = [&](std::size_t from, std::size_t count) {
-      return std::string(&flat[from], &flat[from] + count);
+      return std::string(flat.begin() + static_cast<std::ptrdiff_t>(from),
+                         flat.begin() + static_cast<std::ptrdiff_t>(from + count));
     };
-    Cell cell{text(at + 3, flat[at + 2]), text(forks, xml), {}, {}};
+    const std::size_t name = flat[at + 2];
+    Cell cell{name > kMostNameBytes ? "?" : text(at + 3, name), text(forks, xml), {}, {}};
     const std::size_t next = forks + xml + second;
     if (flat[at + 1] == 1) {
-      cell.cells = ReadChain(flat, forks + xml, next);
-    } else {
+      cell.cells = ReadRecords(flat, forks + xml, next);
+    } else if (flat[at + 1] == 0 || second == 0) {
       cell.data = ToBytes(text(forks + xml, second));
+    } else {
+      throw std::runtime_error("neither leaf nor super block");
     }
     chain.push_back(cell);
     at = next;
-  }
+  } while (at != end);
   return chain;
 }
-
-}  // namespace
 
 Cell ReadFlatTree(const Bytes& flat) {
   Bytes right = flat;
   if (flat.size() < kTrailer) throw std::runtime_error("no trailer");
   SealAgain(right);
   if (right != flat) throw std::runtime_error("trailer");
-  const std::vector<Cell> chain = ReadChain(flat, 0, flat.size() - kTrailer);
+  const std::vector<Cell> chain = ReadRecords(flat, 0, flat.size() - kTrailer);
   if (chain.size() != 1) throw std::runtime_error("not one root");
   return chain[0];
 }

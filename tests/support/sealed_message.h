@@ -14,7 +14,7 @@ namespace kestrune::testing {
 
 // A cell of a flat tree.
 struct Cell {
-  std::string name;
+  std::string name;  // "?": more characters are stated than a name has
   std::string xml;
   Bytes data;
   std::vector<Cell> cells;  // sub-blocks
@@ -22,6 +22,8 @@ struct Cell {
 
 // Reads a flat tree; an exception for one that is malformed or whose trailer is wrong.
 Cell ReadFlatTree(const Bytes& flat);
+// The records in some of its bytes, side by side.
+std::vector<Cell> ReadRecords(const Bytes& flat, std::size_t at, std::size_t end);
 
 // A flat tree of one leaf, right in itself whatever is in it; and a right trailer for what stands before it.
 Bytes FlatLeaf(const std::string& name, const std::string& xml, const Bytes& data);
