@@ -167,7 +167,9 @@ class Inspector {
   static Result StateOfMasterPad(const kestrune_key& key, unsigned long long length) {
     constexpr unsigned long long kPadStart = 4608;
     if (key.pad[0] == 0) return key::kOffset;
-    return length < kPadStart || std::max(key.pad[0], key.used[0]) > length - kPadStart ? file::kRead : kOk;
+    if (length < kPadStart) return file::kRead;
+    const unsigned long long held = length - kPadStart;
+    return key.pad[0] > held || (key.used[0] > key.pad[0] && key.used[0] >= held) ? file::kRead : kOk;
   }
 
   // As keys/kestrune_key.cpp reads: the area of initial vectors, then both pads.

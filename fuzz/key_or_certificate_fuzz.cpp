@@ -1,5 +1,8 @@
 // A file in the key folder that is no key and no certificate, or a damaged one. What is read has a usable size; and
 // the cryptographic library's own readers, which are not used, take and refuse the same (fuzz/witness.h says where not).
+// A key that was read is written, protected, and read again.
+//
+// Nobody finds what deciphers to a key, so an input that begins with a zero byte is put under a pass phrase here.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -8,10 +11,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "crypto/classic.h"
 #include "crypto/der.h"
+#include "crypto/key_protection.h"
 #include "crypto/pem.h"
+#include "fuzz/expect.h"
+#include "fuzz/protected_key.h"
 #include "fuzz/witness.h"
 
 using namespace kestrune;
@@ -25,7 +33,7 @@ constexpr char kPassPhrase[] = "a_b_c_d";
 class File {
  public:
   File() : fd_(::memfd_create("file", 0)), path_("/proc/self/fd/" + std::to_string(fd_)) {}
-  const char* Holding(const std::uint8_t* data, std::size_t size) const {
+  const char* Holding(const void* data, std::size_t size) const {
     if (::ftruncate(fd_, 0) != 0 || ::pwrite(fd_, data, size, 0) != static_cast<ssize_t>(size)) std::abort();
     return path_.c_str();
   }
@@ -90,10 +98,29 @@ void RequireSame(const char* what, const Numbers& own, const Numbers& librarys) 
   std::abort();
 }
 
+void WriteAgain(const rsa_context& key) {
+  static const File file;
+  std::vector<char> pem(8 * key.len() + 1000);
+  std::size_t length = pem.size();
+  Expect(rsa_write_key(&key, kPassPhrase, pem.data(), &length) == 0);
+  const char* const path = file.Holding(pem.data(), length);
+  Expect(crypto::ProtectionOf(path) == crypto::KeyProtection::kPassPhrase);
+  rsa_context again;
+  Expect(x509parse_keyfile(&again, path, nullptr) == ERR_X509_KEY_PASSWORD_MISMATCH);
+  Expect(x509parse_keyfile(&again, path, kPassPhrase) == 0 && NumbersOf(again) == NumbersOf(key));
+}
+
 void Key(const char* path, const Bytes& text, bool compare) {
   if (HoldsForAny(text, "ENCRYPTED PRIVATE KEY", StatesManyIterations)) return;
   rsa_context key;
-  Require(x509parse_keyfile(&key, path, kPassPhrase) == 0, key);
+  const bool is_open = x509parse_keyfile(&key, path, nullptr) == 0;
+  Require(is_open, key);
+  const auto protection = crypto::ProtectionOf(path);
+  Expect(!is_open || protection == crypto::KeyProtection::kNone);
+  const bool is_read = x509parse_keyfile(&key, path, kPassPhrase) == 0;
+  Require(is_read, key);
+  Expect(is_read ? protection != crypto::KeyProtection::kUnread : !is_open);
+  if (is_read) WriteAgain(key);
   if (compare) RequireSame("key", NumbersOf(key), LibraryReadsKey(text, kPassPhrase));
 }
 
@@ -110,14 +137,38 @@ void Certificate(const char* path, const Bytes& text, bool compare) {
   if (unread >= 0 && unread != librarys_unread && kLibraryTakesAllOfOurs) std::abort();
 }
 
+// With a zero behind it. What is to be protected has a byte that says how before it.
+Bytes TextOf(const std::uint8_t* data, std::size_t size) {
+  std::string text(data, data + size);
+  if (data[0] == 0 && size > 1) {
+    const std::string_view der = std::string_view(text).substr(2);
+    switch (data[1] % 5) {
+      case 0:
+      case 1:
+        text = TraditionalPem("RSA PRIVATE KEY", der, kPassPhrase, data[1] % 5 == 1);
+        break;
+      case 2:
+        text = TraditionalPem("EC PRIVATE KEY", der, kPassPhrase, true);
+        break;
+      case 3:
+        text = Pem("ENCRYPTED PRIVATE KEY", "", EncipheredPkcs8(der, kPassPhrase));
+        break;
+      default:
+        text = EncipheredPkcs8(der, kPassPhrase);
+    }
+  }
+  Bytes bytes(text.begin(), text.end());
+  bytes.push_back(0);
+  return bytes;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   static const File file;
-  const char* const path = file.Holding(data, size);
-  Bytes text(data, data + size);
-  text.push_back(0);
+  const Bytes text = TextOf(data, size);
+  const char* const path = file.Holding(text.data(), text.size() - 1);
   const bool is_pem = AsText(text).find("-----BEGIN ") != std::string_view::npos;
   Key(path, text, kLibraryReadsPem || !is_pem);
   Certificate(path, text, kLibraryReadsPem || !is_pem);

@@ -532,7 +532,8 @@ typedef struct kestrune_key {
   char letter;      /* 0: none in the name */
   /*
    * 0: its readers take it, the pass phrase aside. Personal and master keys: -9 it cannot be opened (the master key:
-   * -43 if it may not be read), -8 shorter than its header says, -107 a pad is empty, or a next byte outside of it.
+   * -43 if it may not be read), -8 shorter than its header says, -107 a pad is empty, or a next byte outside of it (the
+   * master key is read there, where its file goes on: 0 or -8).
    * Signing keys: -95 unreadable, no RSA key, or inconsistent. Certificates: -106 unreadable, or no RSA key in it.
    * Where folder and name have more than 255 characters: -99, for signing keys -103.
    */
