@@ -13,40 +13,19 @@
 #include "core/result.h"
 #include "fuzz/expect.h"
 #include "fuzz/input.h"
-#include "fuzz/short_key.h"
-#include "keys/trap.h"
+#include "fuzz/message_folder.h"
 #include "tests/support/sealed_message.h"
 
 using namespace kestrune;
 using namespace kestrune::testing;
 
-void kestrune::SleepForEver() {}
-
 namespace {
-
-constexpr char kPassPhrase[] = "a_b_c_d";
-
-struct Yard : TempFolder {
-  PersonalKey personal;
-  MasterKey master;
-  Pads pads{personal.first_pad, personal.second_pad, master.pad};
-  ShortKey key;
-
-  Yard() {
-    personal.first_pad.resize(4 * kPadChunk);
-    pads.first = personal.first_pad;
-    WriteFile(File("durand.226"), personal.File());
-    WriteFile(File("Master.226"), master.File());
-    key.name = "durand.z.126";
-    key.WriteFiles(*this);
-  }
-};
 
 Bytes SealedAround(std::string records) {
   return ToBytes(Sealed(records));
 }
 
-Bytes GreyAround(const Bytes& kest, const Yard& yard) {
+Bytes GreyAround(const Bytes& kest, const FuzzFolder& yard) {
   return FlatLeaf("DATA", "<M><C>durand.226</C></M>", SealParts(PartsOf(kest), yard.pads));
 }
 
@@ -71,12 +50,14 @@ void ExpectSame(const kestrune_message& message, const kestrune_message& other) 
 }
 
 // By all ways there are; the message, for kestrune_free_message.
-kestrune_message* Open(const Bytes& grey, const Yard& yard) {
+kestrune_message* Open(const Bytes& grey, const FuzzFolder& yard) {
   kestrune_message* message = nullptr;
-  const long rc = kestrune_open_message(grey.data(), grey.size(), yard.path().c_str(), kPassPhrase, &message);
+  const long rc =
+      kestrune_open_message(grey.data(), grey.size(), yard.path().c_str(), FuzzFolder::kPassPhrase, &message);
   Expect((rc == kOk) == (message != nullptr));
   TypV2BlockCell* red = nullptr;
-  Expect(kestrune_open_tree(grey.data(), grey.size(), yard.path().c_str(), kPassPhrase, &red) == rc);
+  Expect(kestrune_open_tree(grey.data(), grey.size(), yard.path().c_str(), FuzzFolder::kPassPhrase, &red) ==
+         rc);
   Expect((red == nullptr) == (message == nullptr));
   char* xml = nullptr;
   if (kestrune_grey_routing(grey.data(), grey.size(), &xml) != kOk) Expect(message == nullptr);
@@ -90,7 +71,7 @@ kestrune_message* Open(const Bytes& grey, const Yard& yard) {
   return message;
 }
 
-void OpenAround(const std::string& signature, const std::string& records, const Yard& yard) {
+void OpenAround(const std::string& signature, const std::string& records, const FuzzFolder& yard) {
   const Bytes kest = FlatLeaf("KEST", signature, SealedAround(records));
   kestrune_message* const message = Open(GreyAround(kest, yard), yard);
   std::vector<Cell> cells;
@@ -107,7 +88,7 @@ void OpenAround(const std::string& signature, const std::string& records, const 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static Yard yard;
+  static FuzzFolder yard;
   Input input(data, size);
   switch (input.Number(1) % 4) {
     case 0: {
