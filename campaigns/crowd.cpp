@@ -109,7 +109,7 @@ class Audit {
 
   void OrStopIfTwice() {
     for (PersonalUse& use : stable_) OrStopIf(use.Twice());
-    for (auto& [number, use] : installed_) OrStopIf(use.Twice());
+    for (auto& [number, use] : installed_) OrStop(use.Twice().empty(), "an installed key: " + use.Twice());
     OrStopIf(master_.Twice());
   }
 
@@ -235,6 +235,7 @@ class Crowd {
     for (const Member& member : members) ::kill(member.process, SIGKILL);
     for (const Member& member : members) OrStopUnlessKilled(member.process);
     while (shared_.at_work != 0) std::this_thread::sleep_for(milliseconds(1));
+    (void)IsPadLeft(yard, personal, master);
     footprints_.push_back(FootprintOf(lasting_));
     Audit audit(yard);
     for (unsigned log = 0; log < logs_; ++log) sealed_ += audit.ReadLog(LogPath(yard.path(), log));

@@ -48,16 +48,6 @@ void LimitMemory([[maybe_unused]] rlim_t most) {
 #endif
 }
 
-// Whoever sees this seals no more: whoever looks at the headers may have to wait long for his turn, and no pad may start
-// again in a round.
-bool IsMasterPadLow(const std::string& folder) {
-  Bytes header(kKeyHeaderBytes);
-  const int fd = ::open((folder + "Master." + PersonalKeyYear()).c_str(), O_RDONLY | O_CLOEXEC);
-  const bool is_read = ::pread(fd, header.data(), header.size(), 0) == static_cast<ssize_t>(header.size());
-  ::close(fd);
-  return is_read && NumberAt(header, kUsedBytesAt) > NumberAt(header, kFirstPadBytesAt) / 4 * 3;
-}
-
 // One that seals, writes down what it sealed, and opens it.
 class Sealer {
  public:
@@ -66,11 +56,14 @@ class Sealer {
 
   void Step() {
     const std::string folder = shared_.folder.data();
-    if (IsMasterPadLow(folder)) return static_cast<void>(::usleep(kPause));
-    const int log = ::open(LogPath(folder, number_).c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-    if (!Holds(log >= 0 ? kOk : file::kOpen, "a log")) return;
     const auto draw = [this](std::size_t count) { return static_cast<std::uint32_t>(random_() % count); };
     LogEntry record{draw(kUsers.size()), draw(2), 0, 0};
+    if (!IsPadLeft(folder + kUsers[record.user]) || !IsPadLeft(folder + "Master")) {
+      ::usleep(kPause);
+      return;
+    }
+    const int log = ::open(LogPath(folder, number_).c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    if (!Holds(log >= 0 ? kOk : file::kOpen, "a log")) return;
     const bool is_large = record.user != kChangingUser && draw(kOneOfLarge) == 0;
     const std::string body(1 + draw(is_large ? kMostBytesOfLarge : kMostBytes), kBodyByte);
     CBuffer sealed;
@@ -85,6 +78,21 @@ class Sealer {
   }
 
  private:
+  // A quarter of each pad, enough for all that are at work. Whoever sees less seals no more: who looks at the headers
+  // may have to wait long for his turn, and no pad may start again in a round. True also without a header to be read.
+  static bool IsPadLeft(const std::string& key) {
+    Bytes header(kKeyHeaderBytes);
+    const int fd = ::open((key + "." + PersonalKeyYear()).c_str(), O_RDONLY | O_CLOEXEC);
+    const bool is_read = ::pread(fd, header.data(), header.size(), 0) == static_cast<ssize_t>(header.size());
+    ::close(fd);
+    return !is_read || (IsQuarterLeft(header, kFirstOffsetAt, kFirstPadBytesAt) &&
+                        IsQuarterLeft(header, kSecondOffsetAt, kSecondPadBytesAt));
+  }
+  static bool IsQuarterLeft(const Bytes& header, std::size_t offset_at, std::size_t bytes_at) {
+    return NumberAt(header, bytes_at) == 0 ||
+           NumberAt(header, offset_at) < NumberAt(header, bytes_at) / 4 * 3;
+  }
+
   // Only lack of memory and descriptors excuses a failure.
   bool Holds(long rc, const char* what) {
     if (rc == kOk) return true;
