@@ -213,11 +213,11 @@ Directory OpenDirectory(const char* path) {
   return directory;
 }
 
-// Through links; in a folder that may be listed but not entered, as the folder itself tells.
+// Through links. What cannot be looked at, though it is there, is what the folder itself tells: nothing is left out.
 bool IsRegular(DIR* directory, const dirent& found) {
   struct stat status;
   if (::fstatat(::dirfd(directory), found.d_name, &status, 0) == 0) return S_ISREG(status.st_mode);
-  return errno == EACCES && found.d_type == DT_REG;
+  return errno != ENOENT && found.d_type == DT_REG;
 }
 
 Result ReadNames(const char* folder, std::vector<Entry>* entries) {
@@ -226,6 +226,7 @@ Result ReadNames(const char* folder, std::vector<Entry>* entries) {
   for (;;) {
     errno = 0;
     const dirent* const found = ::readdir(directory.get());
+    if (found == nullptr && errno == EINTR) continue;
     if (found == nullptr) return errno == 0 ? kOk : file::kOpen;
     Entry entry;
     entry.file = found->d_name;

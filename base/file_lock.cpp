@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "base/shared_state.h"
+#include "base/uninterrupted.h"
 
 namespace kestrune {
 namespace {
@@ -63,10 +64,7 @@ bool WaitForLock(int fd) {
   struct flock whole_file {};
   whole_file.l_type = F_WRLCK;
   whole_file.l_whence = SEEK_SET;
-  while (::fcntl(fd, F_OFD_SETLKW, &whole_file) != 0) {
-    if (errno != EINTR) return false;
-  }
-  return true;
+  return Uninterrupted([&] { return ::fcntl(fd, F_OFD_SETLKW, &whole_file); }) == 0;
 }
 
 // Takes or joins the lock of the file that the path names at this moment; *identity tells which one.

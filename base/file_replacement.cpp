@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/uninterrupted.h"
+
 namespace kestrune {
 namespace {
 
@@ -37,7 +39,7 @@ bool SyncFolderOf(const char* path) {
   if (::realpath(path, real.data()) == nullptr) return false;
   const FileDescriptor folder = OpenFolder(real.data(), &name);
   if (!folder.valid()) return errno == EACCES;
-  return ::fsync(folder.get()) == 0 || errno == EINVAL;
+  return SyncFile(folder) || errno == EINVAL;
 }
 
 FileReplacement::~FileReplacement() {
@@ -76,8 +78,7 @@ bool FileReplacement::MakeFile() {
 bool FileReplacement::Write(const void* bytes, std::size_t count) {
   const char* next = static_cast<const char*>(bytes);
   while (count > 0) {
-    const ssize_t written = ::write(file_.get(), next, count);
-    if (written < 0 && errno == EINTR) continue;
+    const ssize_t written = Uninterrupted([&] { return ::write(file_.get(), next, count); });
     if (written <= 0) return false;
     next += written;
     count -= static_cast<std::size_t>(written);
@@ -86,11 +87,11 @@ bool FileReplacement::Write(const void* bytes, std::size_t count) {
 }
 
 bool FileReplacement::Commit() {
-  if (::fsync(file_.get()) != 0 || ::close(file_.release()) != 0) return false;
+  if (!SyncFile(file_) || ::close(file_.release()) != 0) return false;
   if (::renameat(folder_.get(), temporary_.data(), folder_.get(), name_) != 0) return false;
   temporary_[0] = 0;
   // Not looked at: without it a crash may bring back the old content, and each of the two is whole.
-  (void)::fsync(folder_.get());
+  (void)SyncFile(folder_);
   return true;
 }
 

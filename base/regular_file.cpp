@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include "base/uninterrupted.h"
+
 namespace kestrune {
 
 FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
@@ -18,7 +20,8 @@ void FileDescriptor::reset() noexcept {
 }
 
 FileDescriptor OpenDescriptor(const char* path, int flags, mode_t new_file_mode, int folder) {
-  FileDescriptor file(::openat(folder, path, flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, new_file_mode));
+  FileDescriptor file(Uninterrupted(
+      [&] { return ::openat(folder, path, flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, new_file_mode); }));
   if (!file.valid() || file.get() > STDERR_FILENO) return file;
   return FileDescriptor(::fcntl(file.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
@@ -33,6 +36,10 @@ FileDescriptor OpenRegularFile(const char* path, int flags, struct stat* status,
   if (!file.valid() || ::fstat(file.get(), &found) != 0 || !S_ISREG(found.st_mode)) return FileDescriptor();
   if (status != nullptr) *status = found;
   return file;
+}
+
+bool SyncFile(const FileDescriptor& file) {
+  return Uninterrupted([&] { return ::fsync(file.get()); }) == 0;
 }
 
 bool IsSameFile(const char* a, const char* b) {

@@ -40,6 +40,9 @@ FileDescriptor OpenDescriptor(const char* path, int flags, mode_t new_file_mode 
 FileDescriptor OpenRegularFile(const char* path, int flags, struct stat* status = nullptr,
                                mode_t new_file_mode = 0);
 
+// Makes durable what was written to the file, or the names in a folder.
+bool SyncFile(const FileDescriptor& file);
+
 // True when both paths lead to one and the same file that exists, be it through links.
 bool IsSameFile(const char* a, const char* b);
 inline bool IsSameFile(const struct stat& a, const struct stat& b) {

@@ -9,11 +9,8 @@
 //
 // Before that, operations with a planted fault show that each kind of fault is found.
 #include <fcntl.h>
-#include <signal.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -21,36 +18,13 @@
 #include <string_view>
 
 #include "campaigns/operation.h"
-#include "keys/trap.h"
 
 namespace {
 
 using namespace kestrune;
 using namespace kestrune::testing;
 
-constexpr int kMostDescriptors = 256;
 constexpr int kMostFindingsPrinted = 6;  // of one operation
-
-std::array<char, 256> g_place{};  // what runs now, for whoever ends the program
-bool g_trapped = false;
-
-void TellPlace() {
-  (void)!::write(STDERR_FILENO, g_place.data(), std::strlen(g_place.data()));
-}
-
-#ifndef __SANITIZE_ADDRESS__  // which tells itself, see below
-void TellPlaceAndEnd(int number) {
-  TellPlace();
-  ::signal(number, SIG_DFL);
-  ::raise(number);
-}
-#endif
-
-int OpenDescriptors() {
-  int count = 0;
-  for (int fd = 0; fd < kMostDescriptors; ++fd) count += ::fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
-  return count;
-}
 
 bool IsOneOf(const std::vector<long>& codes, long rc) {
   return std::find(codes.begin(), codes.end(), rc) != codes.end();
@@ -69,7 +43,7 @@ class Trial {
       for (const bool and_all_behind : {false, true}) {
         nth_ = nth;
         and_all_behind_ = and_all_behind;
-        Check(RunOnce(nth, and_all_behind));
+        CheckCode(RunOnce(nth, and_all_behind).rc);
       }
     }
     nth_ = 0;
@@ -104,40 +78,21 @@ class Trial {
   }
 
   Outcome RunOnce(std::size_t nth, bool and_all_behind) {
-    std::snprintf(g_place.data(), g_place.size(), "allocation_sweep: ended in %s, n = %zu%s\n",
-                  operation_.name.c_str(), nth, and_all_behind ? " and all behind" : "");
-    g_trapped = false;
+    TellAtTheEnd(operation_.name + ", n = " + std::to_string(nth) +
+                 (and_all_behind ? " and all behind" : ""));
     FailingMemory::Plan(nth, and_all_behind);
-    const int descriptors = OpenDescriptors();
-    const long living = FailingMemory::Living();
-    long living_after = 0;
-    Outcome outcome;
-    {
-      const Outcome made = operation_.run();
-      faults_ += FailingMemory::HasFailed() ? 1 : 0;
-      const long own = made.output.capacity() > std::string().capacity() ? 1 : 0;
-      living_after = FailingMemory::Living() - own;
-      outcome = made;
-    }
-    // The first run is left to the C library.
-    if (++runs_ > 1 && living_after != living)
-      Found("blocks left over: " + std::to_string(living_after - living));
-    if (OpenDescriptors() != descriptors) Found("descriptors left over");
-    if (g_trapped) Found("sleeps for ever");
-    return outcome;
+    Trace trace = RunOf(operation_);
+    faults_ += FailingMemory::HasFailed() ? 1 : 0;
+    if (++runs_ == 1) return trace.outcome;  // the first one is left to the C library
+    const std::string fault = FaultOf(operation_, trace, runs_ == 2 ? trace.outcome : clean_);
+    if (!fault.empty()) Found(fault);
+    return trace.outcome;
   }
 
-  void Check(const Outcome& outcome) {
-    const long rc = outcome.rc;
-    if (rc == kThrown) return Found("an exception");
-    if (rc == kSpoiled) return Found("the object does not work any more");
-    const bool is_kept =
-        std::find(operation_.kept.begin(), operation_.kept.end(), outcome.output) != operation_.kept.end();
-    if (rc == clean_.rc && (outcome.output == clean_.output || is_kept)) return;
-    if (rc == kOk) return Found("code 0 with another output");
+  void CheckCode(long rc) {
+    if (rc == kOk || rc == kThrown || rc == kSpoiled) return;  // told already, where it is to be
     if (rc != kNoObject && rc != clean_.rc && !IsOneOf(operation_.codes, rc))
       Found("code " + std::to_string(rc));
-    if (!outcome.output.empty() && !is_kept) Found("code " + std::to_string(rc) + ", and an output");
   }
 
   void Found(const std::string& what) {
@@ -230,22 +185,7 @@ bool FindsPlantedFaults() {
   return found_all;
 }
 
-bool IsChosen(const std::string& name, const std::vector<std::string>& prefixes) {
-  return prefixes.empty() || std::any_of(prefixes.begin(), prefixes.end(),
-                                         [&](const std::string& prefix) { return name.starts_with(prefix); });
-}
-
 }  // namespace
-
-// Sleeping for ever is a finding here.
-void kestrune::SleepForEver() {
-  g_trapped = true;
-}
-
-// Called by the address sanitizer when it ends the program.
-extern "C" void __asan_on_error() {
-  TellPlace();
-}
 
 int main(int argc, char** argv) {
   bool every_one = false;
@@ -257,11 +197,6 @@ int main(int argc, char** argv) {
       prefixes.emplace_back(argv[i]);
     }
   }
-#ifndef __SANITIZE_ADDRESS__
-  for (const int number : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGALRM}) ::signal(number, TellPlaceAndEnd);
-#endif
-  if (::access("/dev/shm", W_OK) == 0)
-    ::setenv("TMPDIR", "/dev/shm", 1);  // the disk would take most of the time
   ::setenv("TZ", "UTC0", 1);  // no zone table: the C library reads it anew for as long as memory fails
   if (!FindsPlantedFaults()) return EXIT_FAILURE;
 
@@ -269,15 +204,12 @@ int main(int argc, char** argv) {
   if (std::freopen("/dev/null", "w", stdout) == nullptr) return EXIT_FAILURE;
   int findings = 0;
   std::size_t operations = 0, allocations = 0, faults = 0;
-  for (const auto table : {KeyOperations, BlockOperations, MessageOperations, MailOperations}) {
-    for (const Operation& operation : table()) {
-      if (!IsChosen(operation.name, prefixes)) continue;
-      Trial trial(operation, false);
-      findings += trial.Run(every_one);
-      ++operations;
-      allocations += trial.allocations();
-      faults += trial.faults();
-    }
+  for (const Operation& operation : Operations(prefixes)) {
+    Trial trial(operation, false);
+    findings += trial.Run(every_one);
+    ++operations;
+    allocations += trial.allocations();
+    faults += trial.faults();
   }
   std::fprintf(stderr,
                "allocation_sweep: %zu operations, %zu allocations, %zu runs with a fault, %d findings\n",

@@ -36,6 +36,7 @@ struct State {
 };
 State g_state;
 std::array<std::uint64_t, kMostCallers> g_callers;
+std::atomic<bool>* g_told = nullptr;
 
 // FNV-1a over the return addresses. Not backtrace(), which loads a library first.
 _Unwind_Reason_Code AddFrame(_Unwind_Context* context, void* number) {
@@ -161,11 +162,17 @@ std::vector<std::uint64_t> FailingMemory::Callers() {
   return {g_callers.data(), g_callers.data() + count};
 }
 
+void FailingMemory::ShareWatched(std::atomic<bool>* told) {
+  g_told = told;
+}
+
 FailingMemory::Watched::Watched() {
   g_state.watched = true;
+  if (g_told != nullptr) *g_told = true;
 }
 FailingMemory::Watched::~Watched() {
   g_state.watched = false;
+  if (g_told != nullptr) *g_told = false;
 }
 
 }  // namespace kestrune::testing

@@ -3,6 +3,7 @@
 #ifndef KESTRUNE_CAMPAIGNS_FAILING_MEMORY_H
 #define KESTRUNE_CAMPAIGNS_FAILING_MEMORY_H
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -23,6 +24,9 @@ class FailingMemory {
   static long Living();        // blocks that are allocated now, watched or not
   static std::vector<std::uint64_t>
   Callers();  // of each allocation since PlanRecording, a number for its call stack
+
+  // Tells another process, too, when Watched ones live; null: nobody.
+  static void ShareWatched(std::atomic<bool>* told);
 
   // While one lives, allocations count and may fail.
   class Watched {

@@ -237,6 +237,19 @@ std::vector<Operation> CipherOperations(const SharedYard& yard) {
       {"Api2AesFile, enciphering", [=] { return aes_file(yard->clear, 0); }, {file::kOpen}},
       {"Api2AesFile, deciphering", [=] { return aes_file(yard->form_file, 1); }, {file::kOpen}},
       {"Api2AesFile, another password", [=] { return aes_file(yard->form_file, 2); }, {file::kOpen}},
+      {"Api2AesFile, in place",
+       [=] {
+         WriteFile(yard->output, yard->form);
+         std::srand(1);
+         const long rc = Watch([&] {
+           return Api2AesFile(yard->output.c_str(), yard->output.c_str(), yard->hex.c_str(),
+                              yard->key_in_hex.c_str(), 2, 0);
+         });
+         return Outcome{rc, (rc == kOk ? "" : "old: ") + ContentOf(yard->output)};
+       },
+       {file::kOpen},
+       {"old: " + yard->form},
+       "the old content stands, whatever fails"},
       {"Api2AesPub",
        [=] {
          Outcome made = TextOf([&](char* out) {
@@ -335,7 +348,12 @@ std::vector<Operation> KeyFileOperations(const SharedYard& yard) {
          });
          return Outcome{rc, std::string(run.data(), run.data() + run.size())};
        },
-       {file::kOpen}},
+       {file::kOpen},
+       {},
+       "",
+       kOk,
+       // Opened for update, it tells what became of the header: what could not be read is zeros.
+       [](const std::string& made) { return std::to_string(made.size()); }},
       {"TypV2FileRef::GetDF",
        [=] {
          Owned<TypV2FileRef> file;

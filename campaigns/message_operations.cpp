@@ -121,7 +121,8 @@ std::string Describe(TypV2BlockCell* tree) {
 std::string Describe(const kestrune_message& message) {
   std::string all = message.routing;
   const auto add = [&](const kestrune_part& part) {
-    all += '|' + std::to_string(part.signature) + std::to_string(part.by_sender) + part.signer + part.name;
+    all +=
+        '[' + std::to_string(part.signature) + std::to_string(part.by_sender) + part.signer + ']' + part.name;
     all.append(part.data, part.data + part.length);
   };
   add(message.red);
@@ -129,6 +130,25 @@ std::string Describe(const kestrune_message& message) {
   for (auto i = 0ULL; i < message.attachments; ++i) add(message.attachment[i]);
   return all;
 }
+
+// What is promised though a file cannot be read: an attachment may be left out, and so may the text of a file; a
+// certificate that cannot be read is told with the part, a key with its state.
+std::string TextAlone(const std::string& xml) {
+  return xml.find("Bonjour") == std::string::npos ? "" : "with its text";
+}
+std::string Nothing(const std::string& /*xml*/) {
+  return "";
+}
+std::string WithoutStates(const std::string& list) {
+  std::string names;
+  bool is_state = false;
+  for (const char character : list) {
+    is_state = is_state ? character != ']' : character == '[';
+    if (!is_state && character != ']') names += character;
+  }
+  return names;
+}
+constexpr auto WithoutSigners = WithoutStates;
 
 std::vector<Operation> EntryPoints(const SharedYard& yard) {
   return {
@@ -144,7 +164,9 @@ std::vector<Operation> EntryPoints(const SharedYard& yard) {
        },
        {file::kOpen, key::kCheckFailed, message::kPasswordTooLong},
        {},
-       "a password that gives no key is found by the sealing, whatever the reason"},
+       "a password that gives no key is found by the sealing, whatever the reason",
+       kOk,
+       TextAlone},
       {"Api2Crypterfile",
        [=] {
          yard->Renew();
@@ -162,7 +184,9 @@ std::vector<Operation> EntryPoints(const SharedYard& yard) {
        },
        {file::kOpen, key::kCheckFailed, kNothingDone},
        {"a file"},
-       "the output is created, or emptied, before there is memory for its stream"},
+       "the output is created, or emptied, before there is memory for its stream",
+       kOk,
+       Nothing},
       {"Api2ExtractGrisFromHTTPSBlock",
        [=] {
          CBuffer grey;
@@ -213,7 +237,11 @@ std::vector<Operation> EntryPoints(const SharedYard& yard) {
          kestrune_free_message(message);
          return Outcome{rc, content};
        },
-       kOpeningCodes},
+       kOpeningCodes,
+       {},
+       "",
+       kOk,
+       WithoutSigners},
       {"kestrune_open_tree, kestrune_take_apart",
        [=] {
          TypV2BlockCell* tree = nullptr;
@@ -229,7 +257,11 @@ std::vector<Operation> EntryPoints(const SharedYard& yard) {
          Api2FreeRedBlock(tree);
          return Outcome{rc, content};
        },
-       kOpeningCodes},
+       kOpeningCodes,
+       {},
+       "",
+       kOk,
+       WithoutSigners},
       {"kestrune_grey_routing",
        [=] {
          CBuffer xml;
@@ -247,11 +279,16 @@ std::vector<Operation> EntryPoints(const SharedYard& yard) {
          std::string content;
          for (auto i = 0ULL; list != nullptr && i < list->keys; ++i) {
            const kestrune_key& key = list->key[i];
-           content += std::string(key.file) + key.name + std::to_string(key.state) + '|';
+           content += std::string(key.file) + key.name + '[' + std::to_string(key.state) + ']';
          }
          kestrune_free_key_folder(list);
          return Outcome{rc, content};
-       }},
+       },
+       {},
+       {},
+       "",
+       kOk,
+       WithoutStates},
       {"Api2ExtractRoutageOnlyFromHTTPSBlock",
        [=] {
          Outcome made = yard->Printed([&] {

@@ -1,4 +1,4 @@
-// What the sweep lets run out of memory: a table of operations.
+// What the sweeps let fail, of memory or of system calls: a table of operations.
 #ifndef KESTRUNE_CAMPAIGNS_OPERATION_H
 #define KESTRUNE_CAMPAIGNS_OPERATION_H
 
@@ -29,7 +29,7 @@ struct Operation {
   std::function<Outcome()> run;
 
   // The codes beside -96 that an allocation that failed may end in: those of a step that has one code for
-  // whatever goes wrong in it.
+  // whatever goes wrong in it. A system call that failed may end in any code that the function has a meaning for.
   std::vector<long> codes = {};
 
   // What stands in the output when the operation has no code to tell of its failure, or keeps to its contract by
@@ -37,7 +37,11 @@ struct Operation {
   std::vector<std::string> kept = {};
   std::string reason = "";
 
-  long without_fault = kOk;  // the code of a run with all the memory that it wants
+  long without_fault = kOk;  // the code of a run with all that it wants
+
+  // Where a file that cannot be read, or not be written whole, need not end in a code (system calls that fail
+  // alone): what of the output with code 0 is the same all the same. The contract says so in kestrune.h.
+  std::function<std::string(const std::string&)> promised = nullptr;
 };
 
 // Calls the library under the memory that is planned.
@@ -50,6 +54,24 @@ long Watch(Call&& call) {
     return kThrown;
   }
 }
+
+// A run, and what it left behind.
+struct Trace {
+  Outcome outcome;
+  long blocks = 0;      // of memory, more than before
+  int descriptors = 0;  // the same
+  bool slept = false;   // for ever, as the trap does: here it returns
+};
+Trace RunOf(const Operation& operation);
+
+// What is wrong with an outcome, `clean` being the one of a run without a fault; "" when nothing is. Its code aside.
+std::string FaultOf(const Operation& operation, const Trace& trace, const Outcome& clean);
+
+// What whoever ends the program is to print of it, in one line.
+void TellAtTheEnd(const std::string& place);
+
+// The operations whose names begin with one of these, or all; in folders in memory where the system has some.
+std::vector<Operation> Operations(const std::vector<std::string>& prefixes);
 
 std::vector<Operation> KeyOperations();
 std::vector<Operation> MessageOperations();

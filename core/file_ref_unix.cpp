@@ -10,6 +10,7 @@
 
 #include "base/file_lock.h"
 #include "base/regular_file.h"
+#include "base/uninterrupted.h"
 #include "core/file_ref.h"
 #include "core/owned.h"
 #include "core/result.h"
@@ -19,6 +20,18 @@ using namespace kestrune;
 namespace {
 
 constexpr mode_t kNewFileMode = 0666;  // less the process's umask, as for every stream opened with "w+b"
+
+// Reads or writes all `count` bytes, whatever signals arrive meanwhile: to a stream each is an error.
+template <class Byte, class Transfer>
+bool ThroughStream(std::FILE* stream, Byte* bytes, std::size_t count, Transfer transfer) {
+  for (std::size_t done = 0;;) {
+    errno = 0;
+    done += transfer(bytes + done, 1, count - done, stream);
+    if (done == count) return true;
+    if (errno != EINTR || std::ferror(stream) == 0) return false;
+    std::clearerr(stream);
+  }
+}
 
 }  // namespace
 
@@ -120,13 +133,14 @@ int TypV2FileRefUnix::SetEOF(unsigned long long length) {
 
 int TypV2FileRefUnix::Read(void* buffer, unsigned long long count) {
   if (!is_open()) return file::kRead;
-  return std::fread(buffer, 1, count, stream_) == count ? kOk : file::kRead;
+  return ThroughStream(stream_, static_cast<unsigned char*>(buffer), count, std::fread) ? kOk : file::kRead;
 }
 
 int TypV2FileRefUnix::Write(const void* buffer, unsigned long long count) {
   if (!is_open()) return file::kWrite;
-  bool written = std::fwrite(buffer, 1, count, stream_) == count && std::fflush(stream_) == 0;
-  if (written && lock_ != 0) written = ::fdatasync(::fileno(stream_)) == 0;
+  bool written = ThroughStream(stream_, static_cast<const unsigned char*>(buffer), count, std::fwrite) &&
+                 std::fflush(stream_) == 0;
+  if (written && lock_ != 0) written = Uninterrupted([&] { return ::fdatasync(::fileno(stream_)); }) == 0;
   return written ? kOk : file::kWrite;
 }
 

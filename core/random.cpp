@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdlib>
 
+#include "base/uninterrupted.h"
 #include "core/calendar.h"
 
 namespace kestrune {
@@ -23,7 +24,8 @@ std::atomic<bool> system_draws{kSystemFromTheStart};
 
 void FillFromSystem(void* bytes, std::size_t count) {
   // There is nothing sensible to do without the system's entropy.
-  if (::getrandom(bytes, count, 0) != static_cast<ssize_t>(count)) std::abort();
+  if (Uninterrupted([&] { return ::getrandom(bytes, count, 0); }) != static_cast<ssize_t>(count))
+    std::abort();
 }
 
 }  // namespace

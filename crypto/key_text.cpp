@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "base/regular_file.h"
+#include "base/uninterrupted.h"
 
 namespace kestrune::crypto {
 namespace {
@@ -21,7 +22,8 @@ KeyText::KeyText(const char* path) {
   if (lacks_memory_) return;
   std::size_t got = 0;
   while (got + 1 < bytes_.size()) {
-    const ssize_t count = ::read(file.get(), bytes_.data() + got, bytes_.size() - 1 - got);
+    const ssize_t count =
+        Uninterrupted([&] { return ::read(file.get(), bytes_.data() + got, bytes_.size() - 1 - got); });
     if (count <= 0) return;
     got += static_cast<std::size_t>(count);
   }

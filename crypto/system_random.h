@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "base/uninterrupted.h"
+
 namespace kestrune::crypto {
 
 // Straight from the system: nothing has to be set up or seeded, and nothing lives between calls, across a fork
@@ -16,7 +18,8 @@ inline bool DrawFromSystem(unsigned char* output, std::size_t count) {
   constexpr std::size_t kMostAtOnce = 256;  // a request up to here is never cut short
   while (count > 0) {
     const std::size_t wanted = std::min(count, kMostAtOnce);
-    if (::getrandom(output, wanted, 0) != static_cast<ssize_t>(wanted)) return false;
+    if (Uninterrupted([&] { return ::getrandom(output, wanted, 0); }) != static_cast<ssize_t>(wanted))
+      return false;
     output += wanted;
     count -= wanted;
   }

@@ -1,7 +1,5 @@
 #include "keys/output_file.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstring>
 
@@ -68,7 +66,7 @@ Result OutputFile::WriteHeldBack() {
 }
 
 Result OutputFile::Sync() const {
-  return !claimed_.valid() || ::fsync(claimed_.get()) == 0 ? kOk : file::kWrite;
+  return !claimed_.valid() || SyncFile(claimed_) ? kOk : file::kWrite;
 }
 
 Result OutputFile::SyncName() const {
@@ -80,13 +78,13 @@ Result OutputFile::SyncName() const {
 Result OutputFile::Finish(Result rc) {
   if (!is_open()) return rc == kOk ? file::kWrite : rc;
   if (rc == kOk) rc = WriteHeldBack();
+  if (rc == kOk) rc = Sync();
+  if (rc == kOk) rc = SyncName();
   if (rc != kOk) {
     Discard();
     return rc;
   }
   rc = file_->CloseDF();
-  if (rc == kOk) rc = Sync();
-  if (rc == kOk) rc = SyncName();
   if (rc != kOk) file_->Delete();
   return rc;
 }

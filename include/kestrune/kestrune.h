@@ -258,7 +258,7 @@ enum { KESTRUNE_SIGNER_NAME_BYTES = 49 };
  * Seals a message and writes the transport block to a file.
  *
  * textFile         its content up to the first zero byte is the text. NOT REPORTED: a file that is not there or cannot
- *                  be read counts as no text. It is -64 when attachmentFiles is null; else a message without text is
+ *                  be read counts as no text, and where reading ends in its middle the text ends there. It is -64 when attachmentFiles is null; else a message without text is
  *                  sealed, even one of nothing at all when attachmentFiles is "".
  * attachmentFiles  paths separated by '|', at most 99, of 1,000,000 bytes each; null or empty: none. LEFT OUT WITHOUT
  *                  A WORD: a file that is missing, unreadable or too large, unless it is the last one: then its code
@@ -290,7 +290,7 @@ enum { KESTRUNE_SIGNER_NAME_BYTES = 49 };
  * -64: no text and no attachments (null). -110: no dateTime. -63: no recipient. The last four are tested in any
  * case; of all these codes the last one that applies is returned. -54: attachment too large. -53: 100
  * attachments. -43: no master key of this year. -9: no personal key of this year, or a file cannot be opened.
- * -92: wrong hexPassword. -103, -104, -95: as Api2GetSignatureXMLLight. -107, -8, -7: a damaged key file.
+ * -92: wrong hexPassword. -103, -104, -95: as Api2GetSignatureXMLLight. -94: the signing failed. -107, -8, -7: a damaged key file.
  * -99: outputFile missing or of 256 characters or more. -93: more than 1,000,000,000 bytes.
  */
 KESTRUNE_API long Api2Crypterfile(const char* textFile, const char* attachmentFiles, const char* userName,
@@ -354,7 +354,7 @@ KESTRUNE_API long Api2ExtractGrisFromHTTPSBlock(const unsigned char* block, unsi
  *              the caller ends it with Api2FreeRedBlock. -60: null.
  *
  * -9: the file cannot be opened, or there is no key of that name. -99: path missing or of 256 characters or
- * more. -43: no master key of that year. -75, -73, -74, -79: the grey block, or what it deciphers to, is not
+ * more. -1: closing the file failed. -43: no master key of that year. -75, -73, -74, -79: the grey block, or what it deciphers to, is not
  * intact. -77: no green block in it. -87, -56: it names no personal key. -88: hexPassword null. -92: wrong
  * hexPassword. -107, -8, -89: forged, or a damaged key file. -111: more than 1,000,000,000 bytes. -69: the red
  * block is not signed.
@@ -393,7 +393,7 @@ KESTRUNE_API long Api2DecrypterGrisMem(const unsigned char* grey, unsigned long 
  *   <SIGNATUREBLANC>SIGNATURE XML OF THE SENDER</SIGNATUREBLANC>
  * The second argument is ignored. What is printed comes from the block; it is not escaped.
  *
- * -70: folder too long; nothing is printed. -9, -99: the file, as above. Otherwise the codes of
+ * -70: folder too long; nothing is printed. -9, -99, -1: the file, as above. Otherwise the codes of
  * Api2ExtractGrisFromHTTPSBlock; -69, -57: the routing XML names no key.
  */
 KESTRUNE_API long Api2ExtractRoutageOnlyFromHTTPSBlock(const char* blockFile, const void* unused,
@@ -405,7 +405,7 @@ KESTRUNE_API long Api2ExtractRoutageOnlyFromHTTPSBlock(const char* blockFile, co
  *
  * xml  may be null: gets the routing XML, a new text; null on failure, and for a block without one
  *
- * -9, -99: the file, as above. -75, -73, -74, -79: no intact grey block.
+ * -9, -99, -1: the file, as above. -75, -73, -74, -79: no intact grey block.
  */
 KESTRUNE_API long Api2ExtractRoutageOnlyFromGrisBlock(const char* greyFile, const void* unused, char** xml,
                                                       long printResult, long verbose);
