@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -55,9 +54,8 @@ bool FileReplacement::Begin(const char* path) {
 }
 
 bool FileReplacement::FindFolder(const char* path) {
-  path_.AdoptText(::realpath(path, nullptr));
-  if (!path_) return false;
-  folder_ = OpenFolder(path_.text(), &name_);
+  if (::realpath(path, path_.data()) == nullptr) return false;
+  folder_ = OpenFolder(path_.data(), &name_);
   return folder_.valid();
 }
 

@@ -3,9 +3,9 @@
 #define KESTRUNE_BASE_FILE_REPLACEMENT_H
 
 #include <array>
+#include <climits>
 #include <cstddef>
 
-#include "base/buffer.h"
 #include "base/regular_file.h"
 
 namespace kestrune {
@@ -37,7 +37,7 @@ class FileReplacement {
   bool FindFolder(const char* path);
   bool MakeFile();
 
-  CBuffer path_;  // without links, cut into folder and name
+  std::array<char, PATH_MAX> path_;  // without links, cut into folder and name
   const char* name_ = nullptr;
   FileDescriptor folder_;
   FileDescriptor file_;

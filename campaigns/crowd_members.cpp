@@ -41,11 +41,8 @@ void Limit(int what, rlim_t most) {
   OrStop(::setrlimit(static_cast<__rlimit_resource>(what), &limit) == 0, "a limit cannot be set");
 }
 
-// A sanitizer takes terabytes of addresses for itself.
-void LimitMemory([[maybe_unused]] rlim_t most) {
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-  Limit(RLIMIT_AS, most);
-#endif
+void LimitMemory(rlim_t most) {
+  if (!kIsSanitized) Limit(RLIMIT_AS, most);
 }
 
 // One that seals, writes down what it sealed, and opens it.
@@ -206,7 +203,7 @@ class Sealer {
   if (temper == Temper::kInstaller) InstallForEver(shared);
   std::minstd_rand random(std::random_device{}());
   if (temper == Temper::kPoor) {
-    Limit(RLIMIT_NOFILE, 4 + random() % 8);
+    Limit(RLIMIT_NOFILE, kIsSanitized ? kDescriptors : 4 + random() % 8);
     LimitMemory(AddressSpace() + random() % (1U << 20));
     SealForEver(shared, temper, member);
   }

@@ -14,6 +14,13 @@ namespace kestrune::testing {
 
 using namespace examples;
 
+// A sanitizer takes terabytes of addresses for itself, descriptors now and then, and keeps freed memory.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool kIsSanitized = true;
+#else
+inline constexpr bool kIsSanitized = false;
+#endif
+
 // Two keys that stay, and one in whose place others are installed all the time.
 inline constexpr std::array kUsers = {"alpha", "beta", "change"};
 inline constexpr std::size_t kChangingUser = 2;
