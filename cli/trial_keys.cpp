@@ -19,6 +19,7 @@
 #include "core/result.h"
 #include "core/utils.h"
 #include "crypto/classic.h"
+#include "keys/key_header_file.h"
 #include "sign/key_utils.h"
 
 namespace kestrune::cli {
@@ -184,11 +185,11 @@ class PadFiles {
     std::array<unsigned char, kAesBlockBytes> chain{};
     OrThrow(aes_setkey_dec(&aes, key.data(), kAes256KeyBits));
     OrThrow(aes_crypt_cbc(&aes, AES_DECRYPT, count, chain.data(), ivs, clear.data()));
-    // Of the numbers as the host has them: so it is read.
+    const TypV2KeyHeader digested = ForCheckDigest(*header);
     sha4_context digest;
     std::array<unsigned char, kSha512Bytes> sha512{};
     sha4_starts(&digest, 0);
-    sha4_update(&digest, reinterpret_cast<const unsigned char*>(header), kDigestedHeader);
+    sha4_update(&digest, reinterpret_cast<const unsigned char*>(&digested), kDigestedHeader);
     sha4_update(&digest, clear.data(), count);
     sha4_finish(&digest, sha512.data());
     sha1(sha512.data(), sha512.size(), header->CheckDigest);

@@ -2,6 +2,7 @@
 #include "core/utils.h"
 
 #include <array>
+#include <bit>
 #include <cstdio>
 #include <cstring>
 
@@ -69,7 +70,7 @@ void TypV2Utils::SwapHeader(TypV2KeyHeader* header) {
 }
 
 int TypV2Utils::ShouldSwapBytes() {
-  return 1;
+  return std::endian::native == std::endian::little ? 1 : 0;
 }
 
 void TypV2Utils::swapapilong(std::int32_t* value) {

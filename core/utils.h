@@ -20,7 +20,7 @@ class KESTRUNE_API TypV2Utils : public kestrune::LibraryObject<TypV2Utils> {
   // Turns the numbers of a key file header between the file's byte order and the host's.
   virtual void SwapHeader(TypV2KeyHeader* header);
 
-  // 1: files are big-endian and the host is not, so the operations below reverse the bytes.
+  // 1 on a little-endian host: files are big-endian, so the operations below reverse the bytes. Else 0.
   virtual int ShouldSwapBytes();
   virtual void swapapilong(std::int32_t* value);
   virtual void swapshort(std::int16_t* value);

@@ -274,11 +274,11 @@ int TypV2KestruneKey::DecryptageIV() {
                      iv_area_.data()) != kOk) {
     return key::kCheckFailed;
   }
-  // The numbers of the header are digested in host order.
+  const TypV2KeyHeader digested = ForCheckDigest(header_);
   sha4_context digest;
   std::array<unsigned char, kSha512Bytes> sha512;
   sha4_starts(&digest, 0);
-  sha4_update(&digest, reinterpret_cast<const unsigned char*>(&header_), kDigestedHeaderBytes);
+  sha4_update(&digest, reinterpret_cast<const unsigned char*>(&digested), kDigestedHeaderBytes);
   sha4_update(&digest, iv_area_.data(), std::min(iv_area_.size(), kDigestedIvBytes));
   sha4_finish(&digest, sha512.data());
   std::array<unsigned char, kSha1Bytes> check;

@@ -2,6 +2,10 @@
 #ifndef KESTRUNE_KEYS_KEY_HEADER_FILE_H
 #define KESTRUNE_KEYS_KEY_HEADER_FILE_H
 
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+
 #include "core/file_ref.h"
 #include "core/key_header.h"
 #include "core/owned.h"
@@ -30,6 +34,20 @@ inline Result StoreKeyHeader(const Owned<TypV2FileRef>& file, const Owned<TypV2U
   if (const Result rc = file->SetFilePos(0); rc != kOk) return rc;
   utils->SwapHeader(&header);
   return file->Write(&header, sizeof header);
+}
+
+// The header as the check digest has it: its numbers little-endian on every machine.
+inline TypV2KeyHeader ForCheckDigest(TypV2KeyHeader header) {
+  if constexpr (std::endian::native == std::endian::big) {
+    const auto turn = [](auto* number) {
+      auto* const bytes = reinterpret_cast<unsigned char*>(number);
+      std::reverse(bytes, bytes + sizeof *number);
+    };
+    for (std::int32_t* word : {&header.Word0, &header.Word4, &header.Word8, &header.Word44}) turn(word);
+    for (std::uint64_t* quad : {&header.TailleOTPChiffrement, &header.TailleOTPassword, &header.Quad104})
+      turn(quad);
+  }
+  return header;
 }
 
 }  // namespace kestrune

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
@@ -91,8 +92,10 @@ TEST(Utils, TurnsExactlyTheNumbersOfAHeader) {
   for (std::size_t i = 0; i < file.size(); ++i) file[i] = static_cast<unsigned char>(i * 7 + i / 256);
   TypV2KeyHeader header;
   std::memcpy(&header, file.data(), sizeof header);
-  for (const std::size_t at : {0, 4, 8, 44}) std::reverse(file.begin() + at, file.begin() + at + 4);
-  for (std::size_t at = 88; at <= 152; at += 8) std::reverse(file.data() + at, file.data() + at + 8);
+  if constexpr (std::endian::native == std::endian::little) {
+    for (const std::size_t at : {0, 4, 8, 44}) std::reverse(file.begin() + at, file.begin() + at + 4);
+    for (std::size_t at = 88; at <= 152; at += 8) std::reverse(file.data() + at, file.data() + at + 8);
+  }
   TypV2Utils().SwapHeader(&header);
   EXPECT_EQ(std::memcmp(&header, file.data(), sizeof header), 0);
 }
