@@ -32,7 +32,7 @@ Cell Red() {
 
 std::string LongText() {
   std::string text;
-  for (int i = 0; i < 40; ++i) text += "mot" + std::to_string(i) + ", suite\n";
+  for (int i = 0; i < 40; ++i) text.append("mot").append(std::to_string(i)).append(", suite\n");
   return text;
 }
 

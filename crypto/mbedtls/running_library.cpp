@@ -13,7 +13,7 @@ const char* RunningLibrary() {
   constexpr std::size_t kVersionRoom = 9;  // what the library asks for
   static const auto text = [=] {
     std::array<char, kName.size() + kVersionRoom> made{};
-    mbedtls_version_get_string(std::ranges::copy(kName, made.begin()).out);
+    mbedtls_version_get_string(std::copy(kName.begin(), kName.end(), made.begin()));
     return made;
   }();
   return text.data();
