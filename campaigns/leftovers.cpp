@@ -6,17 +6,14 @@
 #include <unistd.h>
 
 #include <array>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <memory>
-#include <set>
 
 #include "blocks/block_cell.h"
 #include "campaigns/freed_memory.h"
-#include "campaigns/marked_yard.h"
+#include "campaigns/leftover_trial.h"
 #include "core/instance_creator.h"
 #include "core/owned.h"
 #include "core/result.h"
@@ -29,69 +26,9 @@ using namespace kestrune;
 using namespace kestrune::testing;
 
 constexpr std::size_t kUsualAttachment = 20000;
-constexpr std::size_t kOutBytes = 20000;
 constexpr const char* kDate = "2026-05-06 10:11:12";
 
 using Yard = MarkedYard;
-
-// The clock of this program.
-const std::time_t kBeginning = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
-std::time_t moment = kBeginning;
-
-class Trial {
- public:
-  explicit Trial(const Yard& yard) : yard_(yard) {}
-
-  // One operation; `wanted` is the code that it must give.
-  void Run(const std::string& name, long wanted, const std::function<long()>& operation) {
-    long rc = 0;
-    const std::vector<Leftover> leftovers = LeftoversOf(yard_.marks, [&] {
-      SetOut();
-      rc = operation();
-    });
-    if (rc != wanted) Fail(name + " gave " + std::to_string(rc) + ", not " + std::to_string(wanted));
-    for (const Leftover& leftover : leftovers) Tell(name, leftover);
-    ++operations_;
-  }
-  // The same, once unwatched to learn what it draws.
-  void LearnAndRun(const std::string& name, const std::function<long()>& operation,
-                   const std::function<void()>& learn) {
-    SetOut();
-    if (operation() != kOk) Fail(name + " failed unwatched");
-    learn();
-    Run(name, kOk, operation);
-  }
-
-  void Fail(const std::string& what) {
-    std::printf("FAILED: %s\n", what.c_str());
-    ++failures_;
-  }
-
-  int failures() const { return failures_; }
-  int operations() const { return operations_; }
-
- private:
-  void Tell(const std::string& name, const Leftover& leftover) {
-    const std::string& secret = yard_.marks[leftover.mark].secret;
-    if (leftover.block_bytes == 0) {
-      Fail(name + " left <" + secret + "> in its stack, " + std::to_string(leftover.offset) + " bytes deep");
-      return;
-    }
-    Fail(name + " freed <" + secret + "> at " + std::to_string(leftover.offset) + " of " +
-         std::to_string(leftover.block_bytes) + " bytes:\n" + CallersOf(leftover));
-  }
-
-  // What an operation draws becomes known by drawing the same again, and no other one draws it: the library
-  // draws from the moment on when it has scrubbed something.
-  void SetOut() const {
-    std::srand(static_cast<unsigned>(operations_) + 1);
-    moment = kBeginning + operations_;
-  }
-
-  const Yard& yard_;
-  int failures_ = 0;
-  int operations_ = 0;
-};
 
 // A planted fault of each sort must be seen, and what is wiped must not.
 void CheckTheWatch(const Yard& yard, Trial* trial) {
@@ -148,14 +85,6 @@ std::string DecipherWith(EVP_PKEY* key, const Bytes& sealed) {
   clear.resize(length);
   return clear;
 }
-
-// A text that the library changes or fills, not on the stack.
-struct Text {
-  Text() : bytes(new char[kOutBytes]()) {}
-  explicit Text(const std::string& content) : Text() { content.copy(bytes.get(), kOutBytes - 1); }
-  char* get() const { return bytes.get(); }
-  std::unique_ptr<char[]> bytes;
-};
 
 void SignAndVerify(const Yard& yard, Trial* trial) {
   const Text phrase(kSignerPhrase), none(""), wrong("faux"), block, answer;
@@ -302,11 +231,6 @@ void Messages(Yard& yard, Trial* trial) {
 
 }  // namespace
 
-extern "C" std::time_t time(std::time_t* out) {
-  if (out != nullptr) *out = moment;
-  return moment;
-}
-
 int main(int argc, char** argv) {
   // A function that is bound when it is first called has the registers, and what they hold, put on the stack.
   if (::getenv("LD_BIND_NOW") == nullptr) {
@@ -319,6 +243,7 @@ int main(int argc, char** argv) {
   SignAndVerify(yard, &trial);
   ShortTexts(yard, &trial);
   Messages(yard, &trial);
+  OtherLeftovers(yard, &trial);
   std::printf("%d operations, %d failures\n", trial.operations(), trial.failures());
   return trial.failures() == 0 ? 0 : 1;
 }
