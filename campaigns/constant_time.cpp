@@ -205,7 +205,7 @@ void PassPhrases(Witness* witness) {
     const Bytes iv(16, 1);
     Bytes sealed(64, 2);
     witness->Try(std::string("opening a key with a pass phrase, ") + name,
-                 [&] { crypto::OpenTraditional(cipher, iv.data(), phrase, sealed); });
+                 [&, way = cipher] { crypto::OpenTraditional(way, iv.data(), phrase, sealed); });
   }
 }
 

@@ -40,14 +40,20 @@ void ExpectSame(const TypV2BlockCell* cell, const std::vector<testing::Cell>& ce
   Expect(cell == nullptr);
 }
 
-void ReadAgain(const Bytes& records, const TypV2BlockCell* tree) {
-  std::vector<testing::Cell> cells;
+// What the library's reading should have ended with.
+Result CodeOf(std::string_view refusal) {
+  if (refusal == "short record") return block::kTooShort;
+  return refusal == "forks past end" ? block::kForkPastEnd : block::kBadSuperFlag;
+}
+
+void ReadAgain(const Bytes& records, Result rc, const TypV2BlockCell* tree) {
   try {
-    cells = testing::ReadRecords(records, 0, records.size());
-  } catch (const std::runtime_error&) {
+    const std::vector<testing::Cell> cells = testing::ReadRecords(records, 0, records.size());
+    Expect(rc == kOk);
+    ExpectSame(tree, cells);
+  } catch (const std::runtime_error& refusal) {
+    Expect(rc == CodeOf(refusal.what()));
   }
-  Expect(cells.empty() == (tree == nullptr));
-  if (tree != nullptr) ExpectSame(tree, cells);
 }
 
 void ExportXml(TypV2BlockCell* tree, std::size_t input_bytes, long flags) {
@@ -100,12 +106,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Expect(tree.Init(&creator) == kOk);
   const Result rc = tree->LoadFlatData(sealed.data(), sealed.size());
   tree->GetFlatDataLen();
-  if (rc != kOk) {
-    Expect(rc == block::kForkPastEnd || rc == block::kTooShort || rc == block::kBadSuperFlag);
-    ReadAgain(records, nullptr);
-    return 0;
-  }
-  ReadAgain(records, tree.get());
+  ReadAgain(records, rc, tree.get());
+  if (rc != kOk) return 0;
   WriteAgain(tree.get(), records);
   ExportV1(tree.get(), &creator);
   ExportXml(tree.get(), size, 0);

@@ -11,6 +11,7 @@
 #include "examples/key_files.h"
 #include "fuzz/expect.h"
 #include "fuzz/input.h"
+#include "fuzz/known_key.h"
 #include "fuzz/memory_files.h"
 #include "keys/master_key.h"
 
@@ -21,7 +22,7 @@ namespace {
 
 constexpr std::array kNumbersAt = {kFirstPadBytesAt, kFirstOffsetAt, kCyclesAt, kUsedBytesAt};
 constexpr std::size_t kSpareBytes = 10'000;
-constexpr std::size_t kLongestRun = 20'000;
+constexpr std::size_t kLongestRun = 9'000;
 constexpr std::uint64_t kFarthest = std::uint64_t{1}
                                     << 62;  // what lies behind it no file can be positioned at
 
@@ -40,12 +41,11 @@ class Pair {
   }
 
   void Do(std::uint64_t operation, std::uint64_t value) {
-    const Bytes before = file_;
     switch (operation % 5) {
       case 0:
         Expect(key_->SetOffsetOTPChiffrement(value) == kOk);
         SetNumberAt(header_, kFirstOffsetAt, value);
-        return;
+        break;
       case 1:
         Expect((key_->WriteHeader() == kOk) == updates_);
         ExpectStored();
@@ -53,10 +53,13 @@ class Pair {
       case 2:
         Expect(key_->LoadHeader() == kOk);
         header_.assign(file_.begin(), file_.begin() + kKeyHeaderBytes);
-        return;
+        break;
       default:
         TakeRun(value % kLongestRun);
     }
+  }
+
+  void ExpectRestKept(const Bytes& before) const {
     const auto kept_from = static_cast<std::ptrdiff_t>(updates_ ? kKeyHeaderBytes : 0);
     Expect(std::equal(before.begin() + kept_from, before.end(), file_.begin() + kept_from, file_.end()));
   }
@@ -125,9 +128,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   Pair pair(files, updates);
   if (!pair.Open()) return 0;
+  const Bytes before = file;
   while (!input.empty()) {
     const std::uint64_t operation = input.Number(1);
-    pair.Do(operation, operation >= 128 ? input.Number(2) : input.Number());
+    pair.Do(operation, ValueOf(operation, input));
   }
+  pair.ExpectRestKept(before);
   return 0;
 }

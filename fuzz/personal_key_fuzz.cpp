@@ -22,6 +22,7 @@ namespace {
 constexpr std::array kNumbersAt = {kFirstPadBytesAt, kSecondPadBytesAt, kFirstOffsetAt, kSecondOffsetAt,
                                    kCyclesAt,        kUsesAt,           kUsedBytesAt};
 constexpr std::size_t kPasswordBytes = 32;
+constexpr std::size_t kLongestRun = 9'000;  // more than the first pad has
 
 struct Yard {
   PersonalKey key;
@@ -55,15 +56,14 @@ class Pair {
   }
 
   void Do(std::uint64_t operation, std::uint64_t value) {
-    const Bytes before = file_;
     switch (operation % 7) {
       case 0:
         if (key_->SetOffsetOTPChiffrement(value) == kOk) Set(kFirstOffsetAt, value);
-        return;
+        break;
       case 1:
         Expect(key_->SetOffsetOTPassword(value) == kOk);
         Set(kSecondOffsetAt, value);
-        return;
+        break;
       case 2:
         Expect((key_->WriteHeader() == kOk) == updates_);
         ExpectStored();
@@ -71,13 +71,16 @@ class Pair {
       case 3:
         Expect(key_->LoadHeader() == kOk);
         header_.assign(file_.begin(), file_.begin() + kKeyHeaderBytes);
-        return;
+        break;
       case 4:
         TakePassword();
         break;
       default:
-        TakeRun(value % 20'000);
+        TakeRun(value % kLongestRun);
     }
+  }
+
+  void ExpectRestKept(const Bytes& before) const {
     const auto kept_from = static_cast<std::ptrdiff_t>(updates_ ? kKeyHeaderBytes : 0);
     Expect(std::equal(before.begin() + kept_from, before.end(), file_.begin() + kept_from, file_.end()));
   }
@@ -178,9 +181,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   Pair pair(yard, file, updates, is_known ? new KnownKey : new TypV2KestruneKey);
   if (!pair.Open()) return 0;
+  const Bytes before = file;
   while (!input.empty()) {
     const std::uint64_t operation = input.Number(1);
-    pair.Do(operation, operation >= 128 ? input.Number(2) : input.Number());
+    pair.Do(operation, ValueOf(operation, input));
   }
+  pair.ExpectRestKept(before);
   return 0;
 }
