@@ -23,7 +23,7 @@ using LongString = std::vector<long>;  // with its 0
 
 // The C library's reading; false for what is no UTF-8.
 bool Decode(const std::string& utf8, LongString* points) {
-  static const iconv_t converter = ::iconv_open("UCS-4LE", "UTF-8");
+  static const iconv_t converter = ::iconv_open("WCHAR_T", "UTF-8");
   std::vector<std::uint32_t> codes(utf8.size() + 1);
   char* from = const_cast<char*>(utf8.data());
   auto* to = reinterpret_cast<char*>(codes.data());

@@ -79,6 +79,20 @@ struct MessageYard : MemoryFiles {
     return rc;
   }
 
+  // Both readings of a grey block give the same routing.
+  void OpenGrey(const Bytes& grey) {
+    CBuffer routing, again, green;
+    char* text = nullptr;
+    const Result rc = routing.ReceiveText(
+        [&](char** xml) { return envelope->ExtractRoutageOnlyFromGrisBlock(grey.data(), grey.size(), xml); });
+    const Result with_green = green.Receive([&](unsigned char** bytes, unsigned long long* length) {
+      return envelope->ExtractVertFromGrisBlock(grey.data(), grey.size(), &text, bytes, length);
+    });
+    again.AdoptText(text);
+    Expect(rc == with_green && (!routing) == (!again));
+    if (routing) Expect(std::string(routing.text()) == again.text());
+  }
+
   void LoadRed(const Bytes& kest) {
     TypV2BlockCell* tree = nullptr;
     (void)envelope->LoadRedFromUncryptedVertFlat(kest.data(), kest.size(), &tree);

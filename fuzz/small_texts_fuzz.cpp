@@ -86,6 +86,9 @@ void ReadNames(TypV2Utils& utils, const std::string& name, const std::string& ot
   const auto* const bytes = reinterpret_cast<const unsigned char*>(name.data());
   const auto without_case = utils.possubstringsimplenocase(bytes, name.size(), 0, other.c_str());
   Expect(at < 0 || (without_case >= 0 && without_case <= at));
+  const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
+  Expect((utils.isnumericsstring(other.c_str()) == 1) ==
+         (!other.empty() && std::all_of(other.begin(), other.end(), is_digit)));
   std::string lower = name;
   lowercasecharstring(lower.data(), lower.size());
   Expect(std::none_of(lower.begin(), lower.end(), [](char c) { return c >= 'A' && c <= 'Z'; }));
@@ -115,6 +118,39 @@ void TakeHex(TypV2Utils& utils, const std::string& digits) {
   }
 }
 
+// The copying functions ignore the size that they are given.
+void CopyTexts(const std::string& text, const std::string& other) {
+  std::vector<char> joined(text.size() + other.size() + 1), old = joined;
+  Expect(ApiV2Mystrcpy(joined.data(), text.c_str(), 0) == joined.data());
+  Expect(ApiV2Mystrcat(joined.data(), other.c_str(), 0) == joined.data());
+  Expect(ApiV2Myoldstrcat(ApiV2Myoldstrcpy(old.data(), text.c_str()), other.c_str()) == old.data());
+  Expect(joined == old && joined.data() == text + other);
+  char* copy = nullptr;
+  Expect(ApiV2InitCcharstringWithConst(&copy, text.c_str()) == text.size() + 1 && copy == text);
+  ApiV2MyFreeClear(copy, text.size());
+}
+
+// Turned twice, a number is what it was.
+template <class Number>
+void TurnNumber(TypV2Utils& utils, void (TypV2Utils::*turn)(Number*), std::uint64_t value) {
+  auto turned = static_cast<Number>(value);
+  (utils.*turn)(&turned);
+  for (std::size_t i = 0; i < sizeof turned; ++i) {
+    Expect(reinterpret_cast<unsigned char*>(&turned)[i] ==
+           static_cast<unsigned char>(value >> (8 * (sizeof turned - 1 - i))));
+  }
+  (utils.*turn)(&turned);
+  Expect(turned == static_cast<Number>(value));
+}
+
+void TurnNumbers(TypV2Utils& utils, std::uint64_t value) {
+  TurnNumber(utils, &TypV2Utils::swapshort, value);
+  TurnNumber(utils, &TypV2Utils::swapapilong, value);
+  TurnNumber(utils, &TypV2Utils::swapUnsignedapilong, value);
+  TurnNumber(utils, &TypV2Utils::swapapilong64, value);
+  TurnNumber(utils, &TypV2Utils::swapUnsignedapilong64, value);
+}
+
 void JoinTexts(TypV2Utils& utils, const std::string& text, long long count, long long capacity) {
   std::vector<char> joined(static_cast<std::size_t>(std::max(capacity, 1LL)));
   std::vector<char> pushed = joined;
@@ -139,7 +175,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Input input(data, size);
   const std::uint64_t what = input.Number(1), number = input.Number(1);
   const std::string asked = input.Text(), text = input.Text();
-  switch (what % 8) {
+  switch (what % 10) {
     case 0:
       FindFirstElement(asked, text, number % 32);
       break;
@@ -161,6 +197,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     case 6:
       TakeHex(utils, asked);
       break;
+    case 7:
+      CopyTexts(asked, text);
+      break;
+    case 8: {
+      Input digits(reinterpret_cast<const std::uint8_t*>(asked.data()), asked.size());
+      TurnNumbers(utils, digits.Number());
+      break;
+    }
     default:
       JoinTexts(utils, asked, static_cast<std::int8_t>(number), static_cast<long long>(what));
   }

@@ -17,6 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     case 2:
       block.resize(block.size() + 64);
       SealAgain(block);
+      yard.OpenGrey(block);
       block = yard.Sign(block);
       break;
     default:

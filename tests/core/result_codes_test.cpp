@@ -132,8 +132,8 @@ TEST(ResultCodes, TheTableHasWhatTheHeadersTell) {
   const CodesOf table = CodesOfTable();
   for (const auto& [name, codes] : CodesOfClasses()) {
     for (const long code : codes) {
-      const bool is_told = std::any_of(table.begin(), table.end(), [&](const auto& row) {
-        return row.first.substr(0, row.first.find(':')) == name && row.second.count(code) != 0;
+      const bool is_told = std::any_of(table.begin(), table.end(), [&, &wanted = name](const auto& row) {
+        return row.first.substr(0, row.first.find(':')) == wanted && row.second.count(code) != 0;
       });
       EXPECT_TRUE(is_told) << name << ' ' << code;
     }
