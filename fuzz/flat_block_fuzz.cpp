@@ -73,6 +73,7 @@ void ExportV1(const TypV2BlockCell* tree, TypV2InstanceCreator* creator) {
   const Result rc = tree->ExportBlockAsV1Struct(structure.get());
   Expect(rc == kOk || rc == block::kBase64);
   Expect(structure->text_count <= TypV1SimpleStruc::kMostTexts);
+  if (rc == kOk) Expect(structure->GetTotalDataSize() <= tree->GetFlatDataLen());
 }
 
 // Nothing was lost: what is written is what was read, unless a leaf has data without XML.

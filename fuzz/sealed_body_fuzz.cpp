@@ -78,6 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return cipher->Low_decrypter(body.empty() ? &none : body.data(), body.size(), "cle.226",
                                  yard.personal.hex_password.c_str(), bytes, length);
   });
+  Expect(cipher->ZeroPassword() == kOk);
   constexpr std::size_t kHead = 24;
   Expect(rc != kOk || body.size() > kHead);
   if (body.size() > kHead) ExpectSame(body, yard.pads, opened, rc == kOk);
