@@ -4,6 +4,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <array>
+#include <climits>
 #include <cstdlib>
 #include <new>
 #include <string_view>
@@ -42,7 +44,10 @@ void BindAllNames(char** argv) {
   const char* const set = std::getenv(kVariable);
   const bool is_ignored = ::getauxval(AT_SECURE) != 0;
   if (is_ignored || (set != nullptr && *set != 0) || ::setenv(kVariable, "1", 1) != 0) return;
-  (void)::execv("/proc/self/exe", argv);
+  // By its own name, which the system shows and sends signals by.
+  std::array<char, PATH_MAX> program{};
+  if (::readlink("/proc/self/exe", program.data(), program.size() - 1) > 0)
+    (void)::execv(program.data(), argv);
 }
 
 bool IsApart(int argc, char** argv) {

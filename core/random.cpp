@@ -1,12 +1,9 @@
 #include "core/random.h"
 
-#include <sys/random.h>
-
-#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 
-#include "base/uninterrupted.h"
+#include "base/system_random.h"
 #include "core/calendar.h"
 
 namespace kestrune {
@@ -18,14 +15,11 @@ constexpr bool kSystemFromTheStart = true;
 constexpr bool kSystemFromTheStart = false;
 #endif
 
-constexpr std::size_t kMostAtOnce = 256;  // a request up to here is never cut short
-
 std::atomic<bool> system_draws{kSystemFromTheStart};
 
 void FillFromSystem(void* bytes, std::size_t count) {
   // There is nothing sensible to do without the system's entropy.
-  if (Uninterrupted([&] { return ::getrandom(bytes, count, 0); }) != static_cast<ssize_t>(count))
-    std::abort();
+  if (!DrawFromSystem(static_cast<unsigned char*>(bytes), count)) std::abort();
 }
 
 }  // namespace
@@ -55,12 +49,8 @@ void ScrubWithRandom(void* bytes, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<unsigned char>(std::rand());
     return;
   }
-  auto* out = static_cast<unsigned char*>(bytes);
-  // In pieces: a call of the system for each byte would take seconds for a text of some megabytes.
-  for (std::size_t piece = 0; count > 0; out += piece, count -= piece) {
-    piece = std::min(count, kMostAtOnce);
-    FillFromSystem(out, piece);
-  }
+  // Not byte by byte: a call of the system for each would take seconds for a text of some megabytes.
+  FillFromSystem(bytes, count);
 }
 
 }  // namespace kestrune

@@ -5,9 +5,9 @@
 #include <string_view>
 
 #include "base/buffer.h"
+#include "base/system_random.h"
 #include "crypto/classic.h"
 #include "crypto/library.h"
-#include "crypto/system_random.h"
 
 using kestrune::SecretArray;
 using kestrune::SecretCBuffer;
@@ -152,7 +152,7 @@ int rsa_write_key(const rsa_context* key, const char* password, char* pem, std::
   const std::string_view phrase = password == nullptr ? "" : password;
   if (!phrase.empty()) {
     std::array<unsigned char, kAesBlockBytes> iv{};
-    if (!DrawFromSystem(iv.data(), iv.size())) return ERR_RSA_RNG_FAILED;
+    if (!kestrune::DrawFromSystem(iv.data(), iv.size())) return ERR_RSA_RNG_FAILED;
     const std::size_t padding = kAesBlockBytes - bytes.size() % kAesBlockBytes;
     if (!padded.Allocate(bytes.size() + padding)) return ERR_NO_MEMORY;
     std::copy(bytes.begin(), bytes.end(), padded.data());

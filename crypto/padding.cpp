@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "base/system_random.h"
 #include "crypto/classic.h"
-#include "crypto/system_random.h"
 
 namespace kestrune::crypto {
 namespace {
@@ -72,10 +72,10 @@ void PadForSignature(std::span<const unsigned char> bytes, std::span<unsigned ch
 
 bool PadForEncryption(std::span<const unsigned char> bytes, std::span<unsigned char> block) {
   const std::span<unsigned char> padding = LayOut(kForEncryption, bytes, block);
-  if (!DrawFromSystem(padding.data(), padding.size())) return false;
+  if (!kestrune::DrawFromSystem(padding.data(), padding.size())) return false;
   for (unsigned char& byte : padding) {
     while (byte == 0) {
-      if (!DrawFromSystem(&byte, 1)) return false;
+      if (!kestrune::DrawFromSystem(&byte, 1)) return false;
     }
   }
   return true;

@@ -6,8 +6,8 @@
 
 #include <cstring>
 
+#include "base/system_random.h"
 #include "crypto/mbedtls/rsa_impl.h"
-#include "crypto/system_random.h"
 #include "fuzz/witness.h"
 
 namespace kestrune::testing {
@@ -46,7 +46,7 @@ int Parse(mbedtls_pk_context* key, std::span<const unsigned char> text, const ch
   return mbedtls_pk_parse_key(key, text.data(), SizeToRead(text), bytes, std::strlen(phrase));
 #else
   const auto draw = [](void*, unsigned char* output, std::size_t count) {
-    return crypto::DrawFromSystem(output, count) ? 0 : -1;
+    return DrawFromSystem(output, count) ? 0 : -1;
   };
   return mbedtls_pk_parse_key(key, text.data(), SizeToRead(text), bytes, std::strlen(phrase), draw, nullptr);
 #endif

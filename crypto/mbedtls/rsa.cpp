@@ -5,16 +5,16 @@
 #include <new>
 #include <utility>
 
+#include "base/system_random.h"
 #include "crypto/classic.h"
 #include "crypto/library.h"
 #include "crypto/mbedtls/rsa_impl.h"
-#include "crypto/system_random.h"
 
 namespace {
 
 // The library draws through this; `state` is the flag that tells a lack of random numbers from other failures.
 int Draw(void* state, unsigned char* output, std::size_t count) {
-  const bool drawn = kestrune::crypto::DrawFromSystem(output, count);
+  const bool drawn = kestrune::DrawFromSystem(output, count);
   *static_cast<bool*>(state) = !drawn;
   return drawn ? 0 : MBEDTLS_ERR_RSA_RNG_FAILED;
 }

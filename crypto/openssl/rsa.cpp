@@ -15,12 +15,12 @@
 #include <utility>
 
 #include "base/buffer.h"
+#include "base/system_random.h"
 #include "crypto/classic.h"
 #include "crypto/library.h"
 #include "crypto/openssl/bignum.h"
 #include "crypto/openssl/error_queue.h"
 #include "crypto/openssl/rsa_impl.h"
-#include "crypto/system_random.h"
 
 using kestrune::SecretArray;
 using namespace kestrune::crypto;
@@ -54,7 +54,7 @@ int DrawInvertible(BIGNUM* number, BIGNUM* inverse, const Impl& key, BN_CTX* scr
   if (divisor == nullptr) return ERR_NO_MEMORY;
   SecretArray<kBlindingBytes> bytes;
   for (int draw = 0; draw < kMostBlindingDraws; ++draw) {
-    if (!DrawFromSystem(bytes.data(), bytes.size())) return ERR_RSA_RNG_FAILED;
+    if (!kestrune::DrawFromSystem(bytes.data(), bytes.size())) return ERR_RSA_RNG_FAILED;
     bytes.data()[kBlindingBytes - 1] |= 1;
     if (BN_bin2bn(bytes.data(), static_cast<int>(bytes.size()), number) == nullptr ||
         BN_copy(divisor, number) == nullptr || BN_mod(rest, key.modulus.get(), number, scratch) != 1) {

@@ -1,7 +1,6 @@
-// Random bytes for RSA: what hides a private operation from those who time it, and what fills the padding of an
-// encryption. For the sources of this folder alone.
-#ifndef KESTRUNE_CRYPTO_SYSTEM_RANDOM_H
-#define KESTRUNE_CRYPTO_SYSTEM_RANDOM_H
+// Random bytes of the system's generator.
+#ifndef KESTRUNE_BASE_SYSTEM_RANDOM_H
+#define KESTRUNE_BASE_SYSTEM_RANDOM_H
 
 #include <sys/random.h>
 
@@ -10,7 +9,7 @@
 
 #include "base/uninterrupted.h"
 
-namespace kestrune::crypto {
+namespace kestrune {
 
 // Straight from the system: nothing has to be set up or seeded, and nothing lives between calls, across a fork
 // least of all. False when it has none.
@@ -26,6 +25,6 @@ inline bool DrawFromSystem(unsigned char* output, std::size_t count) {
   return true;
 }
 
-}  // namespace kestrune::crypto
+}  // namespace kestrune
 
 #endif
