@@ -46,14 +46,22 @@ Result EncipherText(TypV2Utils* utils, const char* text, const AesKey& key, AesI
   return kOk;
 }
 
-Result DecipherForm(TypV2Utils* utils, const char* form, const AesKey& key, AesIv* iv, char* out) {
-  aes_context schedule;
-  if (const Result rc = aes_setkey_dec(&schedule, key.data(), kAes256KeyBits); rc != kOk) return rc;
-
-  // Kept so: a form without a usable IV text is deciphered with an IV of zeros.
+// Kept so: a form without a usable IV text is deciphered with an IV of zeros. It makes noise of the first block.
+Result ReadIv(TypV2Utils* utils, const char* form, Noise noise, AesIv* iv) {
   char iv_text[kMostIvCharacters + 1] = {};
   (void)ExtractFirst(utils, form, "IV", iv_text, kMostIvCharacters);
+  const std::size_t digits = std::strspn(iv_text, "0123456789ABCDEFabcdef");
+  const bool is_whole = digits == 2 * kAesBlockBytes && iv_text[digits] == 0;
+  if (noise == Noise::kRefused && !is_whole) return hybrid::kNoText;
   BytesFromHex(utils, iv_text, iv);
+  return kOk;
+}
+
+Result DecipherForm(TypV2Utils* utils, const char* form, const AesKey& key, Noise noise, char* out) {
+  aes_context schedule;
+  if (const Result rc = aes_setkey_dec(&schedule, key.data(), kAes256KeyBits); rc != kOk) return rc;
+  AesIv iv;
+  if (const Result rc = ReadIv(utils, form, noise, &iv); rc != kOk) return rc;
 
   const std::size_t form_length = std::strlen(form);
   CBuffer base64;
@@ -66,9 +74,8 @@ Result DecipherForm(TypV2Utils* utils, const char* form, const AesKey& key, AesI
   if (!text.Allocate(base64_length)) return kNoObject;
   std::size_t length = text.size();
   if (base64_decode(text.data(), &length, base64.data(), base64_length) != 0) return hybrid::kBase64;
-  const Result rc = aes_crypt_cbc(&schedule, AES_DECRYPT, length, iv->data(), text.data(), text.data());
-  if (rc == kOk) CopyDeciphered(text.data(), length, out);
-  return rc;
+  const Result rc = aes_crypt_cbc(&schedule, AES_DECRYPT, length, iv.data(), text.data(), text.data());
+  return rc == kOk ? CopyDeciphered({text.data(), length}, noise, out) : rc;
 }
 
 }  // namespace
@@ -88,6 +95,21 @@ int Api2Aes(const char* text, const char* hexPassword, int mode, char* out, int 
     AesKey key;
     BytesFromHex(utils.get(), hexPassword, &key);
     return mode == kEncipher ? EncipherText(utils.get(), text, key, &iv, out, Trace(verbose != 0))
-                             : DecipherForm(utils.get(), text, key, &iv, out);
+                             : DecipherForm(utils.get(), text, key, Noise::kPasses, out);
+  });
+}
+
+int kestrune_decipher_text(const char* form, const char* hexPassword, char* out) {
+  return EntryPoint([&]() -> Result {
+    if (out == nullptr) return argument::kNoOutput;
+    *out = 0;
+    if (form == nullptr) return argument::kNoInput;
+    if (hexPassword == nullptr) return hybrid::kNoPassword;
+    TypV2InstanceCreatorUnix creator;
+    Owned<TypV2Utils> utils(creator.newTypV2Utils());
+    if (const Result rc = utils.Init(); rc != kOk) return rc;
+    AesKey key;
+    BytesFromHex(utils.get(), hexPassword, &key);
+    return DecipherForm(utils.get(), form, key, Noise::kRefused, out);
   });
 }

@@ -157,7 +157,7 @@ Result DecipherKey(rsa_context* private_key, const DecodedElement& block, AesKey
   return kOk;
 }
 
-Result DecipherText(const AesKey& key, DecodedElement* text, char* out, const Trace& trace) {
+Result DecipherText(const AesKey& key, DecodedElement* text, Noise noise, char* out, const Trace& trace) {
   AesIv iv;
   aes_context schedule;
   unsigned char* const bytes = text->bytes.data();
@@ -166,8 +166,29 @@ Result DecipherText(const AesKey& key, DecodedElement* text, char* out, const Tr
   trace.Print("dechiffrement aes result=%d\n", rc);
   if (rc != kOk) return rc;
   trace.Print("aed en clair=%.*s\n", static_cast<int>(text->length), text->bytes.text());
-  CopyDeciphered(bytes, text->length, out);
-  return kOk;
+  return CopyDeciphered({bytes, text->length}, noise, out);
+}
+
+Result OpenForm(const char* form, const char* key_password, const char* folder, Noise noise, int verbose,
+                char* out) {
+  if (out == nullptr) return argument::kNoOutput;
+  *out = 0;
+  if (form == nullptr) return argument::kNoInput;
+  if (folder == nullptr) return hybrid::kKeyUnreadable;
+  const Trace trace(verbose > 0);
+  TypV2InstanceCreatorUnix creator;
+  Owned<TypV2Utils> utils(creator.newTypV2Utils());
+  if (const Result rc = utils.Init(); rc != kOk) return rc;
+  Form elements;
+  if (const Result rc = ReadForm(utils.get(), form, &elements, trace); rc != kOk) return rc;
+  rsa_context private_key;
+  if (const Result rc = LoadPrivateKey(folder, elements.name.data(), key_password, &private_key, trace);
+      rc != kOk) {
+    return rc;
+  }
+  AesKey key;
+  if (const Result rc = DecipherKey(&private_key, elements.key, &key, trace); rc != kOk) return rc;
+  return DecipherText(key, &elements.text, noise, out, Trace(verbose != 0));
 }
 
 }  // namespace
@@ -199,24 +220,10 @@ int Api2AesPub(const char* text, const char* certificateName, const char* folder
 }
 
 int Api2DeAesPriv(const char* form, const char* keyPassword, const char* folder, char* out, int verbose) {
-  return EntryPoint([&]() -> Result {
-    if (out == nullptr) return argument::kNoOutput;
-    *out = 0;
-    if (form == nullptr) return argument::kNoInput;
-    if (folder == nullptr) return hybrid::kKeyUnreadable;
-    const Trace trace(verbose > 0);
-    TypV2InstanceCreatorUnix creator;
-    Owned<TypV2Utils> utils(creator.newTypV2Utils());
-    if (const Result rc = utils.Init(); rc != kOk) return rc;
-    Form elements;
-    if (const Result rc = ReadForm(utils.get(), form, &elements, trace); rc != kOk) return rc;
-    rsa_context private_key;
-    if (const Result rc = LoadPrivateKey(folder, elements.name.data(), keyPassword, &private_key, trace);
-        rc != kOk) {
-      return rc;
-    }
-    AesKey key;
-    if (const Result rc = DecipherKey(&private_key, elements.key, &key, trace); rc != kOk) return rc;
-    return DecipherText(key, &elements.text, out, Trace(verbose != 0));
-  });
+  return EntryPoint([&] { return OpenForm(form, keyPassword, folder, Noise::kPasses, verbose, out); });
+}
+
+int kestrune_decipher_text_for_holder(const char* form, const char* keyPassword, const char* folder,
+                                      char* out) {
+  return EntryPoint([&] { return OpenForm(form, keyPassword, folder, Noise::kRefused, 0, out); });
 }

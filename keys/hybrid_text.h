@@ -2,11 +2,14 @@
 #ifndef KESTRUNE_KEYS_HYBRID_TEXT_H
 #define KESTRUNE_KEYS_HYBRID_TEXT_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <span>
 
 #include "core/owned.h"
 #include "core/random.h"
+#include "core/result.h"
 #include "core/utils.h"
 #include "crypto/classic.h"
 
@@ -42,11 +45,22 @@ void BytesFromHex(TypV2Utils* utils, const char* hex, SecretArray<N>* bytes) {
   return true;
 }
 
+// Whether what was deciphered has to look like a text: nothing in a form proves its key.
+enum class Noise { kPasses, kRefused };
+
+// Whether these bytes are what PadText leaves behind a text.
+[[nodiscard]] inline bool IsPadding(std::span<const unsigned char> bytes) {
+  const bool is_its_length = !bytes.empty() && bytes.size() <= kAesBlockBytes;
+  return is_its_length && std::ranges::all_of(bytes, [](unsigned char byte) { return byte == 0; });
+}
+
 // Copies the deciphered text up to the zero bytes of its padding; without any, up to its end.
-inline void CopyDeciphered(const unsigned char* bytes, std::size_t count, char* out) {
-  const std::size_t length = ::strnlen(reinterpret_cast<const char*>(bytes), count);
-  std::memcpy(out, bytes, length);
+inline Result CopyDeciphered(std::span<const unsigned char> bytes, Noise noise, char* out) {
+  const std::size_t length = ::strnlen(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  if (noise == Noise::kRefused && !IsPadding(bytes.subspan(length))) return hybrid::kNoText;
+  std::memcpy(out, bytes.data(), length);
   out[length] = 0;
+  return kOk;
 }
 
 }  // namespace kestrune

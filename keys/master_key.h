@@ -39,8 +39,8 @@ class KESTRUNE_API TypV2MasterKey : public kestrune::LibraryObject<TypV2MasterKe
   // them are read there and the next run begins at 0. *out is a new buffer of length + 10000 bytes, zeros
   // behind the run, that the caller wipes and frees. *offset_out is where the run began.
   // Read only: the status of the last read (-8), *out set all the same. For update: that of writing the
-  // header (-7); when it fails *out is null and the offset as before, when it succeeds a read that failed is not told. -107: the pad is empty (*out set, all
-  // zeros). -96: no memory, *out null.
+  // header (-7); when it fails *out is null and the offset as before, when it succeeds a read that failed is not
+  // told. -107: the pad is empty (*out set, all zeros). -96: no memory, *out null.
   virtual int GetLineaKey(unsigned char** out, unsigned long long length, unsigned long long* offset_out);
 
   // Where the next run begins. Kept so: no check. 0.

@@ -175,13 +175,14 @@ KESTRUNE_API int Api2Aes(const char* text, const char* hexPassword, int mode, ch
  * mode            0 and 1 as Api2Aes. 2: deciphers under hexPassword, then, if newHexPassword is not null,
  *                 enciphers the text under newHexPassword.
  *                 WARNING: a change of password prints THE TEXT, THE NEW PASSWORD and the new form on standard
- *                 output, whatever verbose is.
+ *                 output, whatever verbose is. And where hexPassword is wrong, it enciphers noise and returns 0: onto
+ *                 the input itself THE TEXT IS LOST. Ask kestrune_decipher_text before.
  * verbose         1: prints the lengths and the codes of the steps.
  *
  * -62: inputPath, -88: hexPassword is null. -99: a path missing or of 256 characters or more. -9: input or
  * output cannot be opened. -61: the input is empty. -8: its length changed while it was read. -7, -1: the
- * output could not be written whole or made durable. Codes of Api2Aes. A failure before the output is opened leaves an older
- * output as it was; one behind it leaves none, but for an output that is the input.
+ * output could not be written whole or made durable. Codes of Api2Aes. A failure before the output is opened
+ * leaves an older output as it was; one behind it leaves none, but for an output that is the input.
  */
 KESTRUNE_API int Api2AesFile(const char* inputPath, const char* outputPath, const char* hexPassword,
                              const char* newHexPassword, int mode, int verbose);
@@ -225,6 +226,26 @@ KESTRUNE_API int Api2AesPub(const char* text, const char* certificateName, const
 KESTRUNE_API int Api2DeAesPriv(const char* form, const char* keyPassword, const char* folder, char* out,
                                int verbose);
 
+/*
+ * As Api2Aes in mode 1, for callers who must not take noise for a text: a wrong password or a damaged form mostly leaves
+ * noise, and Api2Aes returns 0. This one returns -503 where the text is not followed by 1 to 16 zero bytes and nothing
+ * else, or where the IV is not 32 hexadecimal digits.
+ *
+ * One wrong password in 256 still passes, with noise up to its last byte: look whether it is text in your character set.
+ * A form whose middle was changed may pass, too: sign what must not change.
+ *
+ * Other codes, and out, as Api2Aes.
+ */
+KESTRUNE_API int kestrune_decipher_text(const char* form, const char* hexPassword, char* out);
+
+/*
+ * The same for forms of Api2AesPub: as Api2DeAesPriv, silent, and -503 as above, also where AED is not Base64 or empty.
+ *
+ * Other codes, and THE WARNING, as Api2DeAesPriv.
+ */
+KESTRUNE_API int kestrune_decipher_text_for_holder(const char* form, const char* keyPassword,
+                                                   const char* folder, char* out);
+
 /* ---- Messages --------------------------------------------------------------------------------------- */
 
 /*
@@ -258,8 +279,9 @@ enum { KESTRUNE_SIGNER_NAME_BYTES = 49 };
  * Seals a message and writes the transport block to a file.
  *
  * textFile         its content up to the first zero byte is the text. NOT REPORTED: a file that is not there or cannot
- *                  be read counts as no text, and where reading ends in its middle the text ends there. It is -64 when attachmentFiles is null; else a message without text is
- *                  sealed, even one of nothing at all when attachmentFiles is "".
+ *                  be read counts as no text, and where reading ends in its middle the text ends there. No text is
+ *                  -64 when attachmentFiles is null; else a message without text is sealed, even one of nothing at
+ *                  all when attachmentFiles is "".
  * attachmentFiles  paths separated by '|', at most 99, of 1,000,000 bytes each; null or empty: none. LEFT OUT WITHOUT
  *                  A WORD: a file that is missing, unreadable or too large, unless it is the last one: then its code
  *                  is returned. Whoever cannot do without a file asks for it before, or counts those of the message.
@@ -290,8 +312,8 @@ enum { KESTRUNE_SIGNER_NAME_BYTES = 49 };
  * -64: no text and no attachments (null). -110: no dateTime. -63: no recipient. The last four are tested in any
  * case; of all these codes the last one that applies is returned. -54: attachment too large. -53: 100
  * attachments. -43: no master key of this year. -9: no personal key of this year, or a file cannot be opened.
- * -92: wrong hexPassword. -103, -104, -95: as Api2GetSignatureXMLLight. -94: the signing failed. -107, -8, -7: a damaged key file.
- * -99: outputFile missing or of 256 characters or more. -93: more than 1,000,000,000 bytes.
+ * -92: wrong hexPassword. -103, -104, -95: as Api2GetSignatureXMLLight. -94: the signing failed. -107, -8, -7:
+ * a damaged key file. -99: outputFile missing or of 256 characters or more. -93: more than 1,000,000,000 bytes.
  */
 KESTRUNE_API long Api2Crypterfile(const char* textFile, const char* attachmentFiles, const char* userName,
                                   const char* signName, const char* hexPassword, char* signPassword,
@@ -354,10 +376,10 @@ KESTRUNE_API long Api2ExtractGrisFromHTTPSBlock(const unsigned char* block, unsi
  *              the caller ends it with Api2FreeRedBlock. -60: null.
  *
  * -9: the file cannot be opened, or there is no key of that name. -99: path missing or of 256 characters or
- * more. -1: closing the file failed. -43: no master key of that year. -75, -73, -74, -79: the grey block, or what it deciphers to, is not
- * intact. -77: no green block in it. -87, -56: it names no personal key. -88: hexPassword null. -92: wrong
- * hexPassword. -107, -8, -89: forged, or a damaged key file. -111: more than 1,000,000,000 bytes. -69: the red
- * block is not signed.
+ * more. -1: closing the file failed. -43: no master key of that year. -75, -73, -74, -79: the grey block, or what
+ * it deciphers to, is not intact. -77: no green block in it. -87, -56: it names no personal key. -88: hexPassword
+ * null. -92: wrong hexPassword. -107, -8, -89: forged, or a damaged key file. -111: more than 1,000,000,000 bytes.
+ * -69: the red block is not signed.
  *
  * Effect: none on the key files, which are only read, without waiting for processes that seal.
  *

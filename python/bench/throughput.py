@@ -58,7 +58,7 @@ def main(keys, program, rounds=10):
                 known = best.get((who, size), times)
                 best[who, size] = tuple(map(min, zip(known, times)))
     for number, what in enumerate(("seal", "check", "open")):
-        (c_small, c), (small, py) = ([best[who, size][number] * 1e3 for size in (10, 1_000_000)] for who in ("C", "Python"))
+        c_small, c, small, py = (best[who, size][number] * 1e3 for who in ("C", "Python") for size in (10, 1_000_000))
         print(f"{what}: 1 MB in C {c:.2f} ms, in Python {py:.2f} ms; 10 bytes {c_small:.2f} and {small:.2f} ms")
         print(f"{what}: Python / C {py / c:.3f}; what a megabyte adds {(py - small) / (c - c_small):.3f}")
 

@@ -1,10 +1,10 @@
 """Opening in a process of its own: a message can be made so that opening it never ends.
 
 The child is a fresh interpreter, so the parent may have any threads. It opens one message after another, for its start
-takes longer than opening a megabyte; one that is late, or crashed, goes, and takes no other message along. Secrets come by
-its standard input; the message and what it opens to lie in files without a name, for pipes would take as long as the
-opening. All are lists of fields, each behind its length. The child imports the library's declarations alone: the rest of
-the package would double the time that it takes to start.
+takes longer than opening a megabyte; one that is late, or crashed, goes, and takes no other message along. Secrets come
+by its standard input; the message and what it opens to lie in files without a name, for pipes would take as long as the
+opening. All are lists of fields, each behind its length. The child imports the library's declarations alone: the rest
+of the package would double the time that it takes to start.
 """
 
 from __future__ import annotations

@@ -70,6 +70,7 @@ _CLASSES: Dict[str, Type[KestruneError]] = {
     "verifier": SignatureError,
     "signer::kWrongPassword": WrongPassPhrase,
     "key::kCheckFailed": WrongPassPhrase,
+    "hybrid::kNoText": WrongPassPhrase,
     "signer::kNoKeyFile": KeyNotFound,
     "signer::kKeyUnreadable": KeyNotFound,
     "hybrid::kKeyUnreadable": KeyNotFound,

@@ -81,7 +81,8 @@ _PROTOTYPES: Dict[str, Tuple[Any, ...]] = {
     "Api2ExtractFromSignature": (c_int, c_char_p, c_char_p, c_void_p, c_long),
     "Api2Aes": (c_int, c_char_p, c_char_p, c_int, c_void_p, c_int),
     "Api2AesPub": (c_int, c_char_p, c_char_p, c_char_p, c_void_p, c_int),
-    "Api2DeAesPriv": (c_int, c_char_p, c_void_p, c_char_p, c_void_p, c_int),
+    "kestrune_decipher_text": (c_int, c_char_p, c_char_p, c_void_p),
+    "kestrune_decipher_text_for_holder": (c_int, c_char_p, c_void_p, c_char_p, c_void_p),
     "Api2CrypterMem": (c_long, *[c_char_p] * 4, c_void_p, c_void_p, *[c_char_p] * 7, _OUT, _LENGTH, c_void_p, c_long),
     "Api2ExtractGrisFromHTTPSBlock": (c_long, *_BYTES, c_char_p, _OUT, _LENGTH, c_void_p),
     "kestrune_block_kind": (c_int, *_BYTES),
@@ -169,8 +170,8 @@ class Handed:
 
 def open_message(grey: Any, folder: bytes, pass_phrase: Data) -> Iterator[Any]:
     """Opens a grey block, which may never return. Yields the code, then the routing, then five fields for each part:
-    `red`, `text` or `attachment`, then the code of its signature, its signer, its name, its bytes. What is yielded is the
-    library's own memory, gone at the end."""
+    `red`, `text` or `attachment`, then the code of its signature, its signer, its name, its bytes. What is yielded is
+    the library's own memory, gone at the end."""
     message = POINTER(Message)()
     with Secret(pass_phrase) as secret:
         code = c.kestrune_open_message(grey, len(grey), folder, secret, ctypes.byref(message))

@@ -101,8 +101,8 @@ def open_message(
 
     SignatureError when one is missing, does not hold or is not the sender's; with `accept_unverified` the message comes
     out nevertheless, and each part's `signature` says what is wrong. A transport block is checked before, as `check`
-    does, and its signature must hold in any case. The opening runs in a process of its own, for a message can be made so that it never ends: DeadlineExceeded
-    after `deadline` seconds.
+    does, and its signature must hold in any case. The opening runs in a process of its own, for a message can be made so
+    that it never ends: DeadlineExceeded after `deadline` seconds.
 
     >>> block = Path("message.block").read_bytes()
     >>> message = kestrune.open_message(block, keys="keys", pass_phrase=b"a_b_c_d")

@@ -55,10 +55,10 @@ def seal(
 ) -> SealedMessage:
     """Seals a message for the holder of the personal key `user`, and signs it with this year's key of `signer`.
 
-    `pass_phrase` is the personal key's, `signing_pass_phrase` the signing key's, None when it has none. An attachment is
-    a path, or a name with its bytes: 99 at most, of 1,000,000 bytes each; one that cannot be sealed raises
-    AttachmentError, none is ever left out. `date` is the moment of sending, now when it is None; one with a zone is told
-    in local time. Pad bytes of both keys are used up, as many as the message has, also by a wrong pass phrase.
+    `pass_phrase` is the personal key's, `signing_pass_phrase` the signing key's, None when it has none. An attachment
+    is a path, or a name with its bytes: 99 at most, of 1,000,000 bytes each; one that cannot be sealed raises
+    AttachmentError, none is ever left out. `date` is the moment of sending, now when it is None; one with a zone is
+    told in local time. Pad bytes of both keys are used up, as many as the message has, also by a wrong pass phrase.
 
     >>> sealed = kestrune.seal(
     ...     "Bonjour", [("note.txt", b"a note")],
@@ -92,7 +92,8 @@ def seal(
             )  # fmt: skip
     sealed = block.take()
     if len(sealed) < _least_length(sealed, body, offered.sizes, lists):
-        raise refused("The library left an attachment out.", "Is there memory, and a free file descriptor?", AttachmentError)
+        remedy = "Is there memory, and a free file descriptor?"
+        raise refused("The library left an attachment out.", remedy, AttachmentError)
     return SealedMessage(sealed, os.fsdecode(identifier.value))
 
 

@@ -3,21 +3,21 @@
 from __future__ import annotations
 
 import base64
+import contextlib
 import ctypes
-from typing import Optional, Union
+from typing import Iterator, Optional, Union
 
 from . import _library as library
 from . import _texts
-from ._errors import DamagedBlock, WrongPassPhrase, ensure, refused
+from ._errors import DamagedBlock, ensure, failure, refused
 from ._texts import PassPhrase, PathText
 
-_ENCIPHER, _DECIPHER = 0, 1
+_ENCIPHER = 0
 _HEX_PASSWORD = 64
 _MOST_FOR_CERTIFICATE = 3743  # bytes; the library leaves a longer text out, without a word
 _FORM_ROOM = 6500  # and the certificate's name
 _TEXT_ROOM = 3745
-_MOST_PADDING = 16  # zeros behind a text, one at least
-_WRONG = "The text does not decipher: another pass phrase or key, or a changed text."
+_NO_TEXT = -503
 
 
 def encrypt(
@@ -39,7 +39,9 @@ def encrypt(
     encoded = _texts.text(text, "text")
     if pass_phrase is not None and to is None and keys is None:
         room = 4 * ((len(encoded) + 18) // 3) + 64
-        return _under_pass_phrase(encoded, pass_phrase, _ENCIPHER, room).decode()
+        with _hex_password(pass_phrase) as key, library.Secret(room=room) as out:
+            ensure("Api2Aes", library.c.Api2Aes(encoded, key, _ENCIPHER, out, 0))
+            return out.value.decode()
     if pass_phrase is not None or to is None or keys is None:
         raise refused("Either a pass phrase, or `to` and `keys`.")
     if len(encoded) > _MOST_FOR_CERTIFICATE:
@@ -60,9 +62,9 @@ def decrypt(
     """The text of a form of `encrypt`. With `keys`, by the private key beside the certificate that the form names;
     `pass_phrase` is then that key file's.
 
-    Nothing in a form proves that it is whole, so a wrong pass phrase is told by what comes out: when that is not as long
-    as it must be, or no text in `encoding`, WrongPassPhrase. Answer no strangers with it: whoever may try forms, and
-    sees which are refused, can read a form that he caught.
+    Nothing in a form proves that it is whole, so a wrong pass phrase is told by what comes out: when that has not the
+    zeros behind it that a text has, or is no text in `encoding`, WrongPassPhrase. Answer no strangers with it: whoever
+    may try forms, and sees which are refused, can read a form that he caught.
 
     >>> form = kestrune.encrypt("code 1234", to="medecin", keys="keys")
     >>> kestrune.decrypt(form, keys="keys")
@@ -72,40 +74,38 @@ def decrypt(
     if keys is None:
         if pass_phrase is None:
             raise refused("Either a pass phrase, or `keys`.")
-        enciphered = _require(encoded, "IV", "AE")
-        deciphered = _under_pass_phrase(encoded, pass_phrase, _DECIPHER, len(encoded))
-    else:
-        enciphered = _require(encoded, "S", "AED")
-        with library.Secret(_texts.pass_phrase(pass_phrase or b"")) as secret, library.Secret(room=_TEXT_ROOM) as out:
-            ensure("Api2DeAesPriv", library.c.Api2DeAesPriv(encoded, secret, _texts.folder(keys), out, 0))
+        entry_point = "kestrune_decipher_text"
+        _require(encoded, "IV", "AE")
+        with _hex_password(pass_phrase) as key, library.Secret(room=len(encoded)) as out:
+            ensure(entry_point, library.c.kestrune_decipher_text(encoded, key, out))
             deciphered = out.value
-    wrong = refused(_WRONG, "Check both.", WrongPassPhrase)
-    if not 0 < enciphered - len(deciphered) <= _MOST_PADDING:
-        raise wrong
+    else:
+        entry_point = "kestrune_decipher_text_for_holder"
+        _require(encoded, "S", "AED")
+        with library.Secret(_texts.pass_phrase(pass_phrase or b"")) as secret, library.Secret(room=_TEXT_ROOM) as out:
+            folder = _texts.folder(keys)
+            ensure(entry_point, library.c.kestrune_decipher_text_for_holder(encoded, secret, folder, out))
+            deciphered = out.value
     try:
         return deciphered.decode(encoding)
     except UnicodeDecodeError:
-        raise wrong from None
+        raise failure(entry_point, _NO_TEXT) from None
 
 
-def _under_pass_phrase(text: bytes, pass_phrase: PassPhrase, mode: int, room: int) -> bytes:
+@contextlib.contextmanager
+def _hex_password(pass_phrase: PassPhrase) -> Iterator[library.Secret]:
     with library.Secret(_texts.pass_phrase(pass_phrase)) as secret, library.Secret(room=_HEX_PASSWORD) as key:
         ensure("BuildHexPassword", library.c.BuildHexPassword(secret, key))
-        with library.Secret(room=room) as out:
-            ensure("Api2Aes", library.c.Api2Aes(text, key, mode, out, 0))
-            return out.value
+        yield key
 
 
-def _require(form: bytes, *tags: str) -> int:
-    """Elements that must be there and hold Base64 or hexadecimal digits: the library takes others for empty ones. The
-    bytes of the last one."""
-    length = 0
+def _require(form: bytes, *tags: str) -> None:
+    """Elements that must be there and hold Base64 or hexadecimal digits: the library takes others for empty ones."""
     for tag in tags:
         value = form.partition(b"<%s>" % tag.encode())[2].partition(b"</%s>" % tag.encode())[0]
         try:
-            length = len(base64.b64decode(value, validate=True))
+            is_whole = base64.b64decode(value, validate=True) != b""
         except ValueError:
-            length = 0
-        if length == 0:
+            is_whole = False
+        if not is_whole:
             raise refused(f"The element {tag} is missing or damaged.", "Is it a form of the other kind?", DamagedBlock)
-    return length

@@ -27,6 +27,12 @@ using Opened = std::pair<int, std::string>;  // code and text
 const std::string kKey = "00112233445566778899AABBCCDDEEFF0123456789ABCDEF0123456789ABCDEF";
 const std::string kIv = "0F0E0D0C0B0A09080706050403020100";
 
+// What the readers that refuse noise say; a text that they hand out with a failure spoils the answer.
+Opened Strict(const std::string& form, const std::string& key) {
+  std::string out(form.size() + 1, 'x');
+  const int code = kestrune_decipher_text(form.c_str(), key.c_str(), out.data());
+  return {code, out.c_str()};
+}
 Opened Aes(const std::string& text, const std::string& key, int mode) {
   std::string out(text.size() * 3 / 2 + 100, 'x');
   const int code = Api2Aes(text.c_str(), key.c_str(), mode, out.data(), 0);
@@ -73,6 +79,29 @@ TEST(AesText, ReadsOrRefusesOddForms) {
               {"<AE>" + ToBase64(Sample(17)) + "</AE>", kKey, {ERR_AES_INVALID_INPUT_LENGTH, ""}}};
   for (const auto& row : rows) EXPECT_EQ(Aes(row.form, row.password, 1), row.result) << row.form;
   EXPECT_EQ(Aes("text", kKey, 3), Opened(0, ""));
+}
+
+TEST(AesText, IsToldFromNoise) {
+  const auto form = [](const std::string& plain) { return AesForm(kIv, plain, kKey, kIv); };
+  const std::string ivs = AesForm(kIv + kIv, Padded("x"), kKey, kIv), longer = Sample(20);
+  const Opened noise(hybrid::kNoText, "");
+  const std::pair<std::string, Opened> rows[] = {
+      {form(Padded("")), {0, ""}},
+      {form(Padded(longer)), {0, longer}},
+      {form(std::string("\0"
+                        "b456789abcdefg",
+                        15) +
+            "h"),
+       noise},
+      {form(Padded(longer).substr(0, 31) + "x"), noise},
+      {form(Padded("x") + Padded("")), noise},
+      {form("sixteen letters!"), noise},
+      {form(""), noise},
+      {ivs, noise},
+      {AesForm("", Padded("x"), kKey, kZeroIv).substr(9), noise},
+      {AesForm("G" + kIv.substr(1), Padded("x"), kKey, kIv), noise},
+      {"<IV>" + kIv + "</IV>", {utils::kTagMissing, ""}}};
+  for (const auto& [text, result] : rows) EXPECT_EQ(Strict(text, kKey), result) << text;
 }
 
 struct AesFile : ::testing::Test, TempFolder {
