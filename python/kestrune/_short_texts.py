@@ -93,7 +93,7 @@ def decrypt(
 
 
 @contextlib.contextmanager
-def _hex_password(pass_phrase: PassPhrase) -> Iterator[library.Secret]:
+def _hex_password(pass_phrase: PassPhrase) -> Iterator["ctypes.Array[ctypes.c_char]"]:
     with library.Secret(_texts.pass_phrase(pass_phrase)) as secret, library.Secret(room=_HEX_PASSWORD) as key:
         ensure("BuildHexPassword", library.c.BuildHexPassword(secret, key))
         yield key
