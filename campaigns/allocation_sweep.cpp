@@ -11,20 +11,17 @@
 #include <fcntl.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <set>
-#include <string_view>
 
 #include "campaigns/operation.h"
+#include "campaigns/sweep.h"
 
 namespace {
 
 using namespace kestrune;
 using namespace kestrune::testing;
-
-constexpr int kMostFindingsPrinted = 6;  // of one operation
 
 bool IsOneOf(const std::vector<long>& codes, long rc) {
   return std::find(codes.begin(), codes.end(), rc) != codes.end();
@@ -33,7 +30,7 @@ bool IsOneOf(const std::vector<long>& codes, long rc) {
 // One operation of the table, and what was found in it.
 class Trial {
  public:
-  Trial(const Operation& operation, bool quiet) : operation_(operation), quiet_(quiet) {}
+  Trial(const Operation& operation, bool quiet) : operation_(operation), findings_(quiet) {}
 
   int Run(bool every_one) {
     RunOnce(0, false);  // the C library allocates some things once and for all
@@ -49,10 +46,10 @@ class Trial {
     nth_ = 0;
     const Outcome again = RunOnce(0, false);
     if (again.rc != clean_.rc || again.output != clean_.output) Found("without a fault: another result");
-    return findings_;
+    return findings_.count();
   }
   std::size_t faults() const { return faults_; }
-  std::size_t allocations() const { return allocations_; }
+  std::size_t places() const { return allocations_; }
 
  private:
   std::vector<std::size_t> EveryOne() {
@@ -96,20 +93,19 @@ class Trial {
   }
 
   void Found(const std::string& what) {
-    if (++findings_ > kMostFindingsPrinted || quiet_) return;
-    std::fprintf(stderr, "FAILED: %s, n = %zu%s of %zu: %s\n", operation_.name.c_str(), nth_,
-                 and_all_behind_ ? " and all behind" : "", allocations_, what.c_str());
+    findings_.Add(operation_.name + ", n = " + std::to_string(nth_) +
+                      (and_all_behind_ ? " and all behind" : "") + " of " + std::to_string(allocations_),
+                  what);
   }
 
   const Operation& operation_;
-  bool quiet_;
   Outcome clean_;
   std::size_t nth_ = 0;
   bool and_all_behind_ = false;
   std::size_t allocations_ = 0;
   std::size_t faults_ = 0;
   int runs_ = 0;
-  int findings_ = 0;
+  Findings findings_;
 };
 
 // Code 0 with half the text; an exception; a code with an output; a wrong code; a block and a descriptor that stay.
@@ -175,44 +171,15 @@ std::vector<Operation> PlantedFaults() {
   };
 }
 
-bool FindsPlantedFaults() {
-  bool found_all = true;
-  for (const Operation& planted : PlantedFaults()) {
-    if (Trial(planted, true).Run(true) > 0) continue;
-    std::fprintf(stderr, "FAILED: the planted fault \"%s\" is not found\n", planted.name.c_str());
-    found_all = false;
-  }
-  return found_all;
+Trial TrialOf(const Operation& operation, bool quiet) {
+  return {operation, quiet};
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  bool every_one = false;
-  std::vector<std::string> prefixes;
-  for (int i = 1; i < argc; ++i) {
-    if (std::string_view(argv[i]) == "--all") {
-      every_one = true;
-    } else {
-      prefixes.emplace_back(argv[i]);
-    }
-  }
+  const Asked asked(argc, argv);
   ::setenv("TZ", "UTC0", 1);  // no zone table: the C library reads it anew for as long as memory fails
-  if (!FindsPlantedFaults()) return EXIT_FAILURE;
-
-  // Traces and results that the library prints: a table's operation reads back what it wants of them.
-  if (std::freopen("/dev/null", "w", stdout) == nullptr) return EXIT_FAILURE;
-  int findings = 0;
-  std::size_t operations = 0, allocations = 0, faults = 0;
-  for (const Operation& operation : Operations(prefixes)) {
-    Trial trial(operation, false);
-    findings += trial.Run(every_one);
-    ++operations;
-    allocations += trial.allocations();
-    faults += trial.faults();
-  }
-  std::fprintf(stderr,
-               "allocation_sweep: %zu operations, %zu allocations, %zu runs with a fault, %d findings\n",
-               operations, allocations, faults, findings);
-  return findings == 0 && operations > 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+  if (!FindsEach(PlantedFaults(), TrialOf)) return EXIT_FAILURE;
+  return SweepTable("allocation_sweep", "allocations", asked, TrialOf);
 }

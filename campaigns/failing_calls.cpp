@@ -22,12 +22,12 @@
 #include <cstdlib>
 #include <new>
 #include <set>
-#include <string_view>
 
 #include "campaigns/call_failures.h"
 #include "campaigns/operation.h"
 #include "campaigns/pad_use.h"
 #include "campaigns/supervised_calls.h"
+#include "campaigns/sweep.h"
 #include "core/result.h"
 
 namespace {
@@ -35,7 +35,6 @@ namespace {
 using namespace kestrune;
 using namespace kestrune::testing;
 
-constexpr int kMostFindingsPrinted = 6;    // of one operation
 constexpr unsigned kDeadlineSeconds = 60;  // for one run
 constexpr std::size_t kMostCalls = 1U << 14;
 
@@ -98,7 +97,7 @@ bool HasMeaning(const Operation& operation, long rc) {
 class Trial {
  public:
   Trial(const Operation& operation, Plan& plan, bool quiet)
-      : operation_(operation), plan_(plan), quiet_(quiet) {}
+      : operation_(operation), plan_(plan), findings_(quiet) {}
 
   int Run(bool every_one) {
     RunOnce();  // the C library does some things once and for all
@@ -116,9 +115,9 @@ class Trial {
     }
     chosen_ = kMostCalls;
     Check(RunOnce());
-    return findings_;
+    return findings_.count();
   }
-  std::size_t calls() const { return calls_; }
+  std::size_t places() const { return calls_; }
   std::size_t faults() const { return faults_; }
 
  private:
@@ -169,19 +168,15 @@ class Trial {
            " (number " + std::to_string(plan_.seen[chosen_].number) + "), " + failure_.name;
   }
 
-  void Found(const std::string& what) {
-    if (++findings_ > kMostFindingsPrinted || quiet_) return;
-    std::fprintf(stderr, "FAILED: %s: %s\n", Place().c_str(), what.c_str());
-  }
+  void Found(const std::string& what) { findings_.Add(Place(), what); }
 
   const Operation& operation_;
   Plan& plan_;
-  const bool quiet_;
   Outcome clean_;
   std::size_t chosen_ = kMostCalls;
   Failure failure_{.name = "", .times = 0};
   std::size_t calls_ = 0, faults_ = 0;
-  int findings_ = 0;
+  Findings findings_;
 };
 
 // A read that fails and is not told; an interruption that is; half a text, with code 0; a descriptor that stays; a
@@ -223,48 +218,18 @@ std::vector<Operation> PlantedFaults() {
   };
 }
 
-bool FindsPlantedFaults(Plan& plan) {
-  bool found_all = true;
-  for (const Operation& planted : PlantedFaults()) {
-    if (Trial(planted, plan, true).Run(true) > 0) continue;
-    std::fprintf(stderr, "FAILED: the planted fault \"%s\" is not found\n", planted.name.c_str());
-    found_all = false;
-  }
-  return found_all;
-}
-
 // The child's work.
-int Sweep(Plan& plan, bool every_one, const std::vector<std::string>& prefixes) {
+int Sweep(Plan& plan, const Asked& asked) {
+  const auto trial_of = [&](const Operation& operation, bool quiet) { return Trial(operation, plan, quiet); };
   FailingMemory::ShareWatched(&plan.is_watched);
-  if (!FindsPlantedFaults(plan)) return EXIT_FAILURE;
-  // Traces and results that the library prints: a table's operation reads back what it wants of them.
-  if (std::freopen("/dev/null", "w", stdout) == nullptr) return EXIT_FAILURE;
-  int findings = 0;
-  std::size_t operations = 0, calls = 0, faults = 0;
-  for (const Operation& operation : Operations(prefixes)) {
-    Trial trial(operation, plan, false);
-    findings += trial.Run(every_one);
-    ++operations;
-    calls += trial.calls();
-    faults += trial.faults();
-  }
-  std::fprintf(stderr, "failing_calls: %zu operations, %zu calls, %zu runs with a fault, %d findings\n",
-               operations, calls, faults, findings);
-  return findings == 0 && operations > 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+  if (!FindsEach(PlantedFaults(), trial_of)) return EXIT_FAILURE;
+  return SweepTable("failing_calls", "calls", asked, trial_of);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  bool every_one = false;
-  std::vector<std::string> prefixes;
-  for (int i = 1; i < argc; ++i) {
-    if (std::string_view(argv[i]) == "--all") {
-      every_one = true;
-    } else {
-      prefixes.emplace_back(argv[i]);
-    }
-  }
+  const Asked asked(argc, argv);
   if (!SupervisedChild::IsPossible()) {
     std::puts("failing_calls: left out, no system calls are supervised here");
     return kLeftOut;
@@ -273,7 +238,7 @@ int main(int argc, char** argv) {
       ::mmap(nullptr, sizeof(Plan), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   OrStop(memory != MAP_FAILED, "no memory");
   Plan& plan = *new (memory) Plan{};
-  SupervisedChild child(FailingCallNumbers(), [&] { return Sweep(plan, every_one, prefixes); });
+  SupervisedChild child(FailingCallNumbers(), [&] { return Sweep(plan, asked); });
   const int status = child.Run([&](const SystemCall& call) { return AnswerOf(call, plan); });
   return WIFEXITED(status) ? WEXITSTATUS(status) : EXIT_FAILURE;
 }
