@@ -1,114 +1,19 @@
-// Sealing and opening, from the entry points down to the steps of the envelope.
+// Sealing and opening, through the entry points.
 #include <kestrune/kestrune.h>
-
-#include <unistd.h>
 
 #include <array>
 #include <cstdio>
 #include <memory>
 
 #include "blocks/block_cell.h"
+#include "campaigns/message_yard.h"
 #include "campaigns/operation.h"
-#include "core/instance_creator.h"
-#include "core/object.h"
-#include "envelope/crypto_interface.h"
-#include "sign/signature.h"
-#include "tests/support/sealed_message.h"
 
 namespace kestrune::testing {
 namespace {
 
-constexpr char kDate[] = "2026-05-06 10:11:12";
-constexpr char kTo[] = "a@x.example", kCopies[] = "b@x.example";
-// The file does not open (memory for its stream), the key does not (its cipher), the signing key is unreadable, the
-// signature fails: one code each, whatever went wrong.
-const std::vector<long> kSealingCodes = {file::kOpen, key::kCheckFailed, signer::kKeyUnreadable,
-                                         signer::kSign};
-const std::vector<long> kVerifyingCodes = {file::kOpen, verifier::kCertificate, verifier::kBadSignature};
-const std::vector<long> kOpeningCodes = {file::kOpen, key::kCheckFailed};
 // The entry points that work on files call it so when an object could not be made.
 constexpr long kNothingDone = message::kNothingDone;
-
-std::string TextOf(const CBuffer& bytes) {
-  return std::string(bytes.data(), bytes.data() + bytes.size());
-}
-
-// Keys, a message on its way, and each layer of it.
-struct Yard : MessageFolder {
-  TypV2InstanceCreatorUnix creator;
-  std::string text_file = File("texte"), attachment = File("note.txt"), second = File("suite.txt"),
-              attachments = attachment + "|" + second, output = File("message"), grey_file = File("gris"),
-              printed = File("imprime");
-  std::string hex = personal.hex_password;
-  Bytes block, grey, green, kest, red;
-  std::string key_reference;
-
-  Yard() : MessageFolder(64) {
-    WriteFile(text_file, "Bonjour, à demain.");
-    WriteFile(attachment, "contenu de la note");
-    WriteFile(second, "et la suite");
-    CBuffer sealed;
-    std::array<char, 128> identifier{};
-    SealMem(&sealed, identifier.data());
-    block = ToBytes(TextOf(sealed));
-    const Layers layers = TakeApart(block, pads());
-    grey = layers.transport.data;
-    green = layers.grey.data;
-    kest = layers.green.body;
-    red = layers.kest.data;
-    key_reference = "durand." + PersonalKeyYear();
-    WriteFile(output, block);
-    WriteFile(grey_file, grey);
-  }
-
-  // The pads as they were, so that every run seals with the same bytes.
-  void Renew() const {
-    WriteFile(File("Master." + PersonalKeyYear()), master.File());
-    AddUser("durand");
-  }
-
-  long SealMem(CBuffer* sealed, char* identifier) {
-    char password[] = "none";
-    return Watch([&] {
-      return sealed->Receive([&](auto** bytes, auto* length) {
-        return static_cast<int>(Api2CrypterMem("Bonjour, à demain.", attachments.c_str(), "durand", "medecin",
-                                               "a_b_c_d", password, path().c_str(), kTo, kCopies, "", "",
-                                               "Objet", kDate, bytes, length, identifier, 0));
-      });
-    });
-  }
-
-  // What the receiver of a block reads, without the identifier, which no two messages share.
-  std::string Read(const Bytes& transport, const std::string& identifier) const {
-    CBuffer grey_block, xml;
-    grey_block.Receive([&](auto** bytes, auto* length) {
-      return static_cast<int>(Api2ExtractGrisFromHTTPSBlock(transport.data(), transport.size(),
-                                                            path().c_str(), bytes, length, nullptr));
-    });
-    xml.ReceiveText([&](char** out) {
-      return static_cast<int>(
-          Api2DecrypterGrisMem(grey_block.data(), grey_block.size(), path().c_str(), "a_b_c_d", out));
-    });
-    if (!xml || identifier.empty()) return "unreadable, or without identifier";
-    return Replaced(xml.text(), identifier, "ID");
-  }
-
-  // What the call prints, beside its code.
-  template <class Call>
-  Outcome Printed(Call&& call) const {
-    std::fflush(stdout);
-    const int standard = ::dup(STDOUT_FILENO);
-    std::FILE* const file = std::fopen(printed.c_str(), "w");
-    ::dup2(::fileno(file), STDOUT_FILENO);
-    const long rc = Watch(call);
-    std::fflush(stdout);
-    ::dup2(standard, STDOUT_FILENO);
-    ::close(standard);
-    std::fclose(file);
-    return {rc, ToText(ReadFile(printed))};
-  }
-};
-using SharedYard = std::shared_ptr<Yard>;
 
 std::string Describe(TypV2BlockCell* tree) {
   if (tree == nullptr) return "";
@@ -150,7 +55,10 @@ std::string WithoutStates(const std::string& list) {
 }
 constexpr auto WithoutSigners = WithoutStates;
 
-std::vector<Operation> EntryPoints(const SharedYard& yard) {
+}  // namespace
+
+std::vector<Operation> MessageOperations() {
+  const auto yard = std::make_shared<MessageYard>();
   return {
       {"Api2CrypterMem",
        [=] {
@@ -313,154 +221,6 @@ std::vector<Operation> EntryPoints(const SharedYard& yard) {
        },
        {file::kOpen, kNothingDone}},
   };
-}
-
-// An operation of an envelope and a signer that are made under the same failing memory.
-template <class Call>
-Operation Step(const char* name, const SharedYard& yard, const std::vector<long>& codes, Call call) {
-  return {name,
-          [=] {
-            yard->Renew();
-            char password[] = "none";
-            Owned<TypApiV2Signature> signer;
-            Owned<TypV2CryptoInterface> envelope;
-            CBuffer bytes, text;
-            std::string extra;
-            const long rc = Watch([&] {
-              const char* const folder = yard->path().c_str();
-              signer = Owned<TypApiV2Signature>(yard->creator.newTypApiV2Signature());
-              if (const Result failed = signer.Init(&yard->creator, "medecin", folder, password);
-                  failed != kOk) {
-                return failed;
-              }
-              envelope = Owned<TypV2CryptoInterface>(yard->creator.newTypV2CryptoInterface());
-              if (const Result failed = envelope.Init(&yard->creator, folder, folder); failed != kOk)
-                return failed;
-              return call(*envelope.get(), *signer.get(), &bytes, &text);
-            });
-            std::array<char, kMessageIdentifierBytes> identifier{};
-            if (envelope) envelope->GetLastMessageID(identifier.data());
-            std::string all = TextOf(bytes) + TextOf(text);
-            if (identifier[0] != 0) all = Replaced(all, identifier.data(), "ID");
-            return Outcome{rc, all};
-          },
-          codes};
-}
-
-std::vector<Operation> Steps(const SharedYard& yard) {
-  using Envelope = TypV2CryptoInterface;
-  using Signer = TypApiV2Signature;
-  return {
-      Step("TypV2CryptoInterface::CrypterSigner", yard, kSealingCodes,
-           [=](Envelope& envelope, Signer&, CBuffer* bytes, CBuffer*) {
-             char password[] = "none";
-             std::array<char, kMessageIdentifierBytes> identifier{};
-             CBuffer sealed;
-             const Result rc = sealed.Receive([&](auto** out, auto* length) {
-               return envelope.CrypterSigner("durand", yard->hex.c_str(), "medecin", password, kTo, kCopies,
-                                             "", nullptr, "Objet", kDate, nullptr, "texte", nullptr, nullptr,
-                                             out, length, identifier.data());
-             });
-             if (rc != kOk)
-               *bytes = std::move(sealed);  // nothing may be there; a block is read by Api2CrypterMem's row
-             return rc;
-           }),
-      Step("TypV2CryptoInterface::GetServiceXMLRoutage", yard, {},
-           [=](Envelope& envelope, Signer&, CBuffer*, CBuffer* text) {
-             return text->ReceiveText([&](char** out) {
-               return envelope.GetServiceXMLRoutage(out, "durand", "medecin", kTo, kCopies, "", nullptr,
-                                                    "Objet", kDate, nullptr);
-             });
-           }),
-      Step("TypV2CryptoInterface::GetDF", yard, kSealingCodes,
-           [=](Envelope& envelope, Signer& signer, CBuffer* bytes, CBuffer*) {
-             std::array<char, kAttachmentXmlBytes> xml{};
-             return bytes->Receive([&](auto** out, auto* length) {
-               return envelope.GetDF(&signer, yard->attachment.c_str(), out, length, xml.data());
-             });
-           }),
-      Step("TypV2CryptoInterface::GetVert", yard, kSealingCodes,
-           [=](Envelope& envelope, Signer&, CBuffer* bytes, CBuffer*) {
-             CBuffer green;
-             const Result rc = green.Receive([&](auto** out, auto* length) {
-               return envelope.GetVert("durand", yard->hex.c_str(), "<SIGN></SIGN>", yard->red.data(),
-                                       yard->red.size(), out, length);
-             });
-             if (rc != kOk) *bytes = std::move(green);
-             return rc;
-           }),
-      Step("TypV2CryptoInterface::GetGris", yard, {},
-           [=](Envelope& envelope, Signer&, CBuffer* bytes, CBuffer*) {
-             return bytes->Receive([&](auto** out, auto* length) {
-               return envelope.GetGris("durand", "medecin", kTo, kCopies, "", nullptr, "Objet", kDate,
-                                       yard->green.data(), yard->green.size(), out, length);
-             });
-           }),
-      Step("TypV2CryptoInterface::GetGrisWithReadyXML", yard, {},
-           [=](Envelope& envelope, Signer&, CBuffer* bytes, CBuffer*) {
-             return bytes->Receive([&](auto** out, auto* length) {
-               return envelope.GetGrisWithReadyXML(nullptr, "<M></M>", yard->green.data(), yard->green.size(),
-                                                   out, length);
-             });
-           }),
-      Step("TypV2CryptoInterface::GetPourHTTPS", yard, kSealingCodes,
-           [=](Envelope& envelope, Signer& signer, CBuffer* bytes, CBuffer*) {
-             return bytes->Receive([&](auto** out, auto* length) {
-               return envelope.GetPourHTTPS(&signer, yard->grey.data(), yard->grey.size(), out, length);
-             });
-           }),
-      Step("TypV2CryptoInterface::ExtractVertFlatFromHTTPSBlock", yard, kVerifyingCodes,
-           [=](Envelope& envelope, Signer&, CBuffer* bytes, CBuffer* text) {
-             char *routing = nullptr, *signature = nullptr;
-             std::array<char, kKeyReferenceBytes> reference{};
-             std::array<char, kSignerNameBytes> signer{};
-             const Result rc = bytes->Receive([&](auto** out, auto* length) {
-               return envelope.ExtractVertFlatFromHTTPSBlock(yard->block.data(), yard->block.size(), &routing,
-                                                             reference.data(), signer.data(), out, length,
-                                                             &signature);
-             });
-             text->AdoptText(routing);
-             CBuffer unchecked;  // handed out after some failures too
-             unchecked.AdoptText(signature);
-             return rc;
-           }),
-      Step("TypV2CryptoInterface::DeCrypterVertFlat", yard, kOpeningCodes,
-           [=](Envelope& envelope, Signer&, CBuffer* bytes, CBuffer*) {
-             TypV2BlockCell* tree = nullptr;
-             const Result rc =
-                 envelope.DeCrypterVertFlat(yard->green.data(), yard->green.size(),
-                                            yard->key_reference.c_str(), yard->hex.c_str(), &tree);
-             Owned<TypV2BlockCell> owned;
-             owned.Adopt(tree);
-             if (!owned) return rc;
-             return rc == kOk ? bytes->Receive([&](auto** out, auto* length) {
-               return tree->GetFlatData(out, length, nullptr);
-             })
-                              : static_cast<Result>(kSpoiled);
-           }),
-      Step("TypV2CryptoInterface::LoadRedFromUncryptedVertFlat", yard, {},
-           [=](Envelope& envelope, Signer&, CBuffer* bytes, CBuffer*) {
-             TypV2BlockCell* tree = nullptr;
-             const Result rc =
-                 envelope.LoadRedFromUncryptedVertFlat(yard->kest.data(), yard->kest.size(), &tree);
-             Owned<TypV2BlockCell> owned;
-             owned.Adopt(tree);
-             if (!owned) return rc;
-             return rc == kOk ? bytes->Receive([&](auto** out, auto* length) {
-               return tree->GetFlatData(out, length, nullptr);
-             })
-                              : static_cast<Result>(kSpoiled);
-           }),
-  };
-}
-
-}  // namespace
-
-std::vector<Operation> MessageOperations() {
-  const auto yard = std::make_shared<Yard>();
-  std::vector<Operation> all = EntryPoints(yard);
-  for (const Operation& step : Steps(yard)) all.push_back(step);
-  return all;
 }
 
 }  // namespace kestrune::testing

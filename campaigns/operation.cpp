@@ -100,7 +100,8 @@ std::vector<Operation> Operations(const std::vector<std::string>& prefixes) {
   if (::access("/dev/shm", W_OK) == 0)
     ::setenv("TMPDIR", "/dev/shm", 1);  // the disk would take most of the time
   std::vector<Operation> chosen;
-  for (const auto table : {KeyOperations, BlockOperations, MessageOperations, MailOperations}) {
+  for (const auto table :
+       {KeyOperations, BlockOperations, MessageOperations, EnvelopeOperations, MailOperations}) {
     for (const Operation& operation : table()) {
       if (prefixes.empty() || std::any_of(prefixes.begin(), prefixes.end(), [&](const std::string& prefix) {
             return operation.name.starts_with(prefix);

@@ -75,6 +75,7 @@ std::vector<Operation> Operations(const std::vector<std::string>& prefixes);
 
 std::vector<Operation> KeyOperations();
 std::vector<Operation> MessageOperations();
+std::vector<Operation> EnvelopeOperations();
 std::vector<Operation> BlockOperations();
 std::vector<Operation> MailOperations();
 
