@@ -211,7 +211,10 @@ TEST_F(OpenedMessage, WhatIsRefused) {
     EXPECT_EQ(kestrune_open_message(block, 99, where, password, missing == 3 ? nullptr : &message), want);
     EXPECT_EQ(kestrune_open_tree(block, 99, where, password, missing == 3 ? nullptr : &tree), want);
   }
+  char spoiled;
+  xml = &spoiled;
   EXPECT_EQ(kestrune_grey_routing(nullptr, 9, &xml), argument::kNoInput);
+  EXPECT_EQ(xml, nullptr);
   EXPECT_EQ(kestrune_grey_routing(grey.data(), 9, nullptr), argument::kNoOutput);
   EXPECT_EQ(kestrune_take_apart(nullptr, folder, &message), mail::kNoTree);
 }

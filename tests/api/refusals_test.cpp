@@ -9,6 +9,7 @@
 #include "core/result.h"
 #include "core/utils.h"
 #include "envelope/crypto_interface.h"
+#include "mail/charset.h"
 #include "sign/signature_verify.h"
 
 namespace kestrune::testing {
@@ -33,6 +34,15 @@ TEST(Refusals, EachFromTheNearestOperation) {
   Owned<TypV2BlockCell> cell(creator.newTypV2BlockCell());
   ASSERT_EQ(cell.Init(&creator), kOk);
   EXPECT_EQ(cell->addsubblock(nullptr), block::kNoCell);
+  EXPECT_EQ(cell->SetBlockName(nullptr), block::kNoInput);
+  EXPECT_EQ(cell->GetBlockName(nullptr), block::kNoInput);
+  EXPECT_EQ(kestrune_take_apart(cell.get(), "", nullptr), argument::kNoOutput);
+  EXPECT_EQ(GetMimeSeparator(nullptr), argument::kNoInput);
+  EXPECT_EQ(api2encodeQuotedPrintable(nullptr, 1, &text, &length), argument::kNoInput);
+  EXPECT_EQ(api2encodeQuotedPrintable("a", 1, nullptr, &length), argument::kNoOutput);
+  long empty[] = {0};
+  EXPECT_EQ(longStrEqual(nullptr, nullptr), 1);
+  EXPECT_EQ(longStrEqual(nullptr, empty) + longStrEqual(empty, nullptr), 0);
   EXPECT_EQ(cell->ExportBlockAsV1Struct(nullptr), block::kNoStructure);
   // A record whose forks could not be read keeps the lengths that it announced.
   const unsigned char record[24] = {2, 0, 1, 'A', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 5};

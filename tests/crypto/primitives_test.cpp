@@ -69,6 +69,8 @@ TEST(Rsa, RefusesWithoutAKeyAndBeyondItsSize) {
   EXPECT_EQ(length, 0u);
   EXPECT_EQ(sign(1), -1024);
   ASSERT_EQ(x509parse_keyfile(&key, DataPath("rsa1024.key").c_str(), nullptr), 0);
+  EXPECT_EQ(rsa_pkcs1_sign(&key, RSA_PUBLIC, SIG_RSA_RAW, 1, buffer.data(), buffer.data()), -1024);
+  EXPECT_EQ(rsa_pkcs1_sign(&key, RSA_PRIVATE, SIG_RSA_RAW + 1, 1, buffer.data(), buffer.data()), -1024);
   for (const std::size_t count : {kModulus - kPkcs1PaddingBytes + 1, ~std::size_t{0}, ~std::size_t{0} - 10}) {
     EXPECT_EQ(sign(count), -1024);
   }
