@@ -2,6 +2,8 @@
 // moment, when nothing of them may be left in its memory.
 //
 //   command_leftovers [NAME]      commands whose name begins so
+#include <kestrune/kestrune.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -16,6 +18,7 @@ namespace {
 using namespace kestrune::testing;
 
 constexpr std::size_t kAttachmentBytes = 20000;
+constexpr std::size_t kSignatureBytes = 20000;
 constexpr int kSkipped = 77;
 constexpr char kTransportKey[] = "F0E1D2C3B4A5968778695A4B3C2D1E0FF0E1D2C3B4A5968778695A4B3C2D1E0F";
 
@@ -32,6 +35,10 @@ struct CommandYard : MarkedYard {
     WriteFile(File("signer"), std::string(kSignerPhraseOnFile) + "\n");
     WriteFile(File("wrong"), "un mot de passe faux\n");
     WriteFile(File("transport"), std::string(kTransportKey) + "\n");
+    std::string phrase(kSignerPhrase), signed_text(kSignatureBytes, '\0');
+    (void)Api2GetSignatureXMLLight(short_text.c_str(), "protege", phrase.data(), path().c_str(),
+                                   signed_text.data());
+    WriteFile(File("signed"), signed_text.c_str());
     marks.push_back({"transport key", std::string(kTransportKey).substr(8, 24)});
     marks.push_back({"transport key, binary", ToText(FromHex(kTransportKey)).substr(0, 16)});
     ::setenv("KESTRUNE_KEYS", path().c_str(), 1);
@@ -64,12 +71,15 @@ std::vector<Row> Rows(const CommandYard& yard) {
       {"kestrunesign, wrong pass phrase", {yard.Sign("faux")}, 152},
       {"sign", {yard.With("signer", {"sign", "-s", "protege"}), yard.short_text}},
       {"sign, open key", {yard.Kestrune({"sign", "-s", "ouvert"}), yard.short_text}},
+      {"verify", {yard.Kestrune({"verify", file("signed")})}},
       {"sign --file", {yard.With("signer", {"sign", "-s", "protege", "--file", yard.attachment})}},
       {"sign, wrong pass phrase", {yard.With("wrong", {"sign", "-s", "protege"}), yard.short_text}, 1},
       {"encrypt", {yard.With("phrase", {"encrypt", file("short"), "-o", file("form")})}},
       {"decrypt", {yard.With("phrase", {"decrypt", file("form")})}},
       {"decrypt to a file", {yard.With("phrase", {"decrypt", file("form"), "-o", file("clear")})}},
       {"decrypt, wrong pass phrase", {yard.With("wrong", {"decrypt", file("form")})}, 1},
+      {"decrypt, wrong pass phrase, all the same",
+       {yard.With("wrong", {"decrypt", "--force", file("form")})}},
       {"encrypt --to",
        {yard.Kestrune({"encrypt", "--to", yard.protected_name, file("short"), "-o", file("form")})}},
       {"decrypt with a private key", {yard.With("signer", {"decrypt", file("form")})}},
@@ -98,6 +108,7 @@ std::vector<Row> Rows(const CommandYard& yard) {
        {yard.Kestrune({"inspect", file("block"), file("form"), file(personal.c_str()),
                        file(("Master." + PersonalKeyYear()).c_str()), yard.File(yard.open_name + ".key"),
                        yard.File(yard.protected_name + ".key")})}},
+      {"explain", {yard.Kestrune({"explain", "-73"})}},
       {"keys list", {yard.Kestrune({"keys", "list"})}},
       {"keys check", {yard.Kestrune({"keys", "check"})}, 1},
       {"keys pack",

@@ -114,6 +114,10 @@ void ShortTexts(Yard& yard, Trial* trial) {
              [&] { return Api2Aes(yard.short_text.c_str(), yard.hex.c_str(), 0, form.get(), 0); });
   trial->Run("deciphering a text", kOk,
              [&] { return Api2Aes(form.get(), yard.hex.c_str(), 1, out.get(), 0); });
+  trial->Run("deciphering a text, no noise", kOk,
+             [&] { return kestrune_decipher_text(form.get(), yard.hex.c_str(), out.get()); });
+  trial->Run("deciphering a text under a wrong password", hybrid::kNoText,
+             [&] { return kestrune_decipher_text(form.get(), "00", out.get()); });
   TypV2InstanceCreatorUnix creator;
   TypV2AESInstallKeys cipher;
   const auto transit = [&](auto operation, const std::string& from, const std::string& to) {
@@ -149,6 +153,9 @@ void ShortTexts(Yard& yard, Trial* trial) {
   });
   trial->Run("deciphering with a private key", kOk,
              [&] { return Api2DeAesPriv(form.get(), kSignerPhrase, yard.path().c_str(), out.get(), 0); });
+  trial->Run("deciphering with a private key, no noise", kOk, [&] {
+    return kestrune_decipher_text_for_holder(form.get(), kSignerPhrase, yard.path().c_str(), out.get());
+  });
 }
 
 void Messages(Yard& yard, Trial* trial) {

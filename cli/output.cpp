@@ -169,6 +169,12 @@ void PrintText(std::string_view text) {
   }
 }
 
+void PrintLines(std::string_view text) {
+  PrintText(text);
+  const bool is_ended = text.ends_with('\n') || (!text.empty() && ::isatty(STDOUT_FILENO) == 1);
+  if (!is_ended) PrintText("\n");
+}
+
 void PrintPainted(std::string_view text) {
   WriteAll(STDOUT_FILENO, text, NameOf(kStandard, true));
 }

@@ -46,6 +46,8 @@ void WriteOutput(const std::string& path, std::string_view bytes, Manner manner 
 
 // To standard output, in the same way; text is made Printable() where that is a terminal.
 void PrintText(std::string_view text);
+// The same, with the end of its last line where that is missing.
+void PrintLines(std::string_view text);
 // The same as it is, with its colours: whoever calls has made Printable() what is not his own.
 void PrintPainted(std::string_view text);
 // What standard output says at its end; a full disk may show only then.

@@ -1,7 +1,9 @@
 // kestrune verify: what signature blocks sign, and who signed it.
 #include <array>
 #include <memory>
+#include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/commands.h"
@@ -38,14 +40,15 @@ class Verifier {
   }
 
   // What the block signs; throws where it does not hold.
-  std::string Recover(const Content& block, const std::string& called) {
-    std::array<unsigned char, TypApiV2SignatureVerify::kDataOutputBytes> data{};
+  Content Recover(const Content& block, const std::string& called) {
+    SecretCBuffer data;
+    if (!data.Allocate(TypApiV2SignatureVerify::kDataOutputBytes)) throw std::bad_alloc();
     unsigned long long length = 0;
     Name name{};
     Check(verifier_->VerifyXMLSignBlockAuthentificationData(block.text(), name.data(), data.data(), &length),
           name, called);
-    std::string text(reinterpret_cast<const char*>(data.data()), static_cast<std::size_t>(length));
-    if (text.size() == kDigestBytes && !IsPrintable(text)) {
+    Content text(std::move(data), static_cast<std::size_t>(length));
+    if (text.size() == kDigestBytes && !IsPrintable(text.view())) {
       throw Failure(Status::kCouldNot, Fill(_("{1} signs a file, and no text."), {Printable(called)}),
                     _("Say which file: kestrune verify --file FILE BLOCK."));
     }
@@ -112,9 +115,8 @@ Status VerifyTexts(const std::vector<std::string>& blocks, const std::string& fo
     progress.Step(Fill(_("Verifying {1}"), {Printable(called)}), i, blocks.size());
     try {
       Verifier verifier(folder);
-      std::string text = verifier.Recover(ReadFile(blocks[i]), called);
-      if (are_many && (text.empty() || text.back() != '\n')) text += '\n';
-      PrintText(text);
+      const Content text = verifier.Recover(ReadFile(blocks[i]), called);
+      are_many ? PrintLines(text.view()) : PrintText(text.view());
       TellSigner(verifier.signer(), called, are_many);
     } catch (const Failure& failure) {
       Complain(failure);
