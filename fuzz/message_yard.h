@@ -42,6 +42,7 @@ struct MessageYard : MemoryFiles {
   TempFolder folder;
   std::string signature;
   Owned<TypV2CryptoInterface> envelope;
+  std::string key_reference;  // of the last transport block; empty: none
 
   MessageYard() {
     files[folder.File("durand.226")] = personal.File();
@@ -63,17 +64,18 @@ struct MessageYard : MemoryFiles {
   Result OpenTransport(const Bytes& block) {
     CBuffer green, routing, block_signature;
     char *routing_text = nullptr, *signature_text = nullptr;
-    char key_reference[kKeyReferenceBytes] = "", signer_name[kSignerNameBytes] = "";
+    char reference[kKeyReferenceBytes] = "", signer_name[kSignerNameBytes] = "";
     Result rc = green.Receive([&](unsigned char** bytes, unsigned long long* length) {
-      return envelope->ExtractVertFlatFromHTTPSBlock(block.data(), block.size(), &routing_text, key_reference,
+      return envelope->ExtractVertFlatFromHTTPSBlock(block.data(), block.size(), &routing_text, reference,
                                                      signer_name, bytes, length, &signature_text);
     });
+    key_reference = reference;
     routing.AdoptText(routing_text);
     block_signature.AdoptText(signature_text);
-    Expect((rc == kOk) == (routing_text != nullptr || key_reference[0] != 0));
+    Expect((rc == kOk) == (routing_text != nullptr || reference[0] != 0));
     if (rc != kOk) return rc;
     TypV2BlockCell* tree = nullptr;
-    rc = envelope->DeCrypterVertFlat(green.data(), green.size(), key_reference, personal.hex_password.c_str(),
+    rc = envelope->DeCrypterVertFlat(green.data(), green.size(), reference, personal.hex_password.c_str(),
                                      &tree);
     (void)Adopted(tree);
     return rc;
