@@ -23,7 +23,6 @@ using namespace kestrune::testing;
 
 namespace {
 
-constexpr std::array kNumbersAt = {kFirstPadBytesAt, kSecondPadBytesAt, kFirstOffsetAt, kSecondOffsetAt};
 constexpr std::size_t kMostFileNameBytes = 200;
 constexpr std::size_t kMostPadBytes = 1 << 20;  // what is not there is not asked for
 
@@ -99,11 +98,7 @@ Bytes ContentOf(Input& input, bool has_pads) {
   static const Bytes whole = PersonalKey{HexPassword("a"), Bytes(2 * kPadChunk), Bytes(kPadChunk)}.File();
   if (!has_pads) return ToBytes(input.Rest());
   Bytes file = whole;
-  file.resize(file.size() - std::min<std::size_t>(input.Number(2), file.size()));
-  for (const std::size_t at : kNumbersAt) {
-    const std::uint64_t number = input.Number();
-    if (file.size() >= kKeyHeaderBytes) SetNumberAt(file, at, number);
-  }
+  Spoil(file, input, {kFirstPadBytesAt, kSecondPadBytesAt, kFirstOffsetAt, kSecondOffsetAt});
   return file;
 }
 
