@@ -16,7 +16,7 @@ namespace {
 // No file can be positioned behind it.
 constexpr std::uint64_t kFarthest = std::uint64_t{1} << 62;
 
-class MasterKeyModel : public KeyFileModel<TypV2MasterKey> {
+class MasterKeyModel : public KeyFileModel<MasterKeyModel, TypV2MasterKey> {
  public:
   MasterKeyModel(Bytes& file, bool updates) : KeyFileModel(file, updates, new TypV2MasterKey) {}
 
@@ -26,8 +26,7 @@ class MasterKeyModel : public KeyFileModel<TypV2MasterKey> {
     return rc == kOk;
   }
 
- private:
-  void Do(std::uint64_t operation, std::uint64_t value) override {
+  void Do(std::uint64_t operation, std::uint64_t value) {
     switch (operation % 5) {
       case 0:
         Expect(key_->SetOffsetOTPChiffrement(value) == kOk);
@@ -41,6 +40,15 @@ class MasterKeyModel : public KeyFileModel<TypV2MasterKey> {
     }
   }
 
+  void ExpectPad(const unsigned char* bytes, std::uint64_t pad_at, std::uint64_t count) const {
+    const std::uint64_t at = kMasterPadAt + pad_at;
+    const std::uint64_t held = at < file_.size() ? std::min(count, file_.size() - at) : 0;
+    Expect(std::equal(bytes, bytes + held, file_.data() + (held == 0 ? 0 : at)));
+    static const Bytes zeros(kLongestRun);
+    Expect(std::equal(bytes + held, bytes + count, zeros.data()));
+  }
+
+ private:
   void TakeRun(std::uint64_t length) {
     const std::uint64_t pad = Get(kFirstPadBytesAt);
     // A pad of some bytes is read a turn at a time, which nobody waits for.
@@ -50,14 +58,6 @@ class MasterKeyModel : public KeyFileModel<TypV2MasterKey> {
     Expect(run.data() != nullptr);
     Expect((rc == key::kOffset) == (pad == 0 && length > 0));
     if (rc != key::kOffset) ExpectTaken(run, Get(kFirstOffsetAt) < kFarthest);
-  }
-
-  void ExpectPad(const unsigned char* bytes, std::uint64_t pad_at, std::uint64_t count) const override {
-    const std::uint64_t at = kMasterPadAt + pad_at;
-    const std::uint64_t held = at < file_.size() ? std::min(count, file_.size() - at) : 0;
-    Expect(std::equal(bytes, bytes + held, file_.data() + (held == 0 ? 0 : at)));
-    static const Bytes zeros(kLongestRun);
-    Expect(std::equal(bytes + held, bytes + count, zeros.data()));
   }
 };
 

@@ -33,7 +33,7 @@ struct Yard {
 };
 
 // Whole chunks of what the pads are divided into are the same whatever the header says.
-class PersonalKeyModel : public KeyFileModel<TypV2KestruneKey> {
+class PersonalKeyModel : public KeyFileModel<PersonalKeyModel, TypV2KestruneKey> {
  public:
   PersonalKeyModel(Yard& yard, Bytes& file, bool updates, TypV2KestruneKey* made)
       : KeyFileModel(file, updates, made), yard_(yard) {}
@@ -45,8 +45,7 @@ class PersonalKeyModel : public KeyFileModel<TypV2KestruneKey> {
     return rc == kOk;
   }
 
- private:
-  void Do(std::uint64_t operation, std::uint64_t value) override {
+  void Do(std::uint64_t operation, std::uint64_t value) {
     switch (operation % 7) {
       case 0:
         if (key_->SetOffsetOTPChiffrement(value) == kOk) Set(kFirstOffsetAt, value);
@@ -65,6 +64,12 @@ class PersonalKeyModel : public KeyFileModel<TypV2KestruneKey> {
     }
   }
 
+  void ExpectPad(const unsigned char* bytes, std::uint64_t at, std::uint64_t count) const {
+    Expect(at <= yard_.pads.size() && count <= yard_.pads.size() - at);
+    Expect(std::equal(bytes, bytes + count, yard_.pads.data() + at));
+  }
+
+ private:
   void TakeRun(std::uint64_t length) {
     CBuffer run;
     const Result rc = GetRun(length, run);
@@ -92,11 +97,6 @@ class PersonalKeyModel : public KeyFileModel<TypV2KestruneKey> {
   bool PadsAreOurs() const {
     const std::uint64_t first = Get(kFirstPadBytesAt);
     return first % kPadChunk == 0 && IvAreaBytes(first, Get(kSecondPadBytesAt)) == kPadChunk;
-  }
-
-  void ExpectPad(const unsigned char* bytes, std::uint64_t at, std::uint64_t count) const override {
-    Expect(at <= yard_.pads.size() && count <= yard_.pads.size() - at);
-    Expect(std::equal(bytes, bytes + count, yard_.pads.data() + at));
   }
 
   Yard& yard_;
