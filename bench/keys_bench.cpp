@@ -167,20 +167,13 @@ void Open(benchmark::State& state) {
   });
 }
 
-BENCHMARK(Seal)
-    ->Arg(1)
-    ->Arg(10)
-    ->Arg(100)
-    ->Iterations(bench::Turns(kTurns))
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK(Open)
-    ->Arg(1)
-    ->Arg(10)
-    ->Arg(100)
-    ->Iterations(bench::Turns(kTurns))
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
+void Sizes(benchmark::internal::Benchmark* benchmark) {
+  for (const int megabytes : {1, 10, 100}) benchmark->Arg(megabytes);
+  benchmark->Iterations(bench::Turns(kTurns))->UseManualTime()->Unit(benchmark::kMillisecond);
+}
+
+BENCHMARK(Seal)->Apply(Sizes);
+BENCHMARK(Open)->Apply(Sizes);
 
 }  // namespace
 

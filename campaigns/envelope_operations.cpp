@@ -47,6 +47,15 @@ Operation Step(const char* name, const SharedYard& yard, const std::vector<long>
           codes};
 }
 
+// The code of a call that hands out a tree, and the tree's bytes; with a failure none may be there.
+Result FlatBytes(Result rc, TypV2BlockCell* tree, CBuffer* bytes) {
+  Owned<TypV2BlockCell> owned;
+  owned.Adopt(tree);
+  if (!owned) return rc;
+  if (rc != kOk) return static_cast<Result>(kSpoiled);
+  return bytes->Receive([&](auto** out, auto* length) { return tree->GetFlatData(out, length, nullptr); });
+}
+
 }  // namespace
 
 std::vector<Operation> EnvelopeOperations() {
@@ -133,26 +142,14 @@ std::vector<Operation> EnvelopeOperations() {
              const Result rc =
                  envelope.DeCrypterVertFlat(yard->green.data(), yard->green.size(),
                                             yard->key_reference.c_str(), yard->hex.c_str(), &tree);
-             Owned<TypV2BlockCell> owned;
-             owned.Adopt(tree);
-             if (!owned) return rc;
-             return rc == kOk ? bytes->Receive([&](auto** out, auto* length) {
-               return tree->GetFlatData(out, length, nullptr);
-             })
-                              : static_cast<Result>(kSpoiled);
+             return FlatBytes(rc, tree, bytes);
            }),
       Step("TypV2CryptoInterface::LoadRedFromUncryptedVertFlat", yard, {},
            [=](Envelope& envelope, Signer&, CBuffer* bytes, CBuffer*) {
              TypV2BlockCell* tree = nullptr;
              const Result rc =
                  envelope.LoadRedFromUncryptedVertFlat(yard->kest.data(), yard->kest.size(), &tree);
-             Owned<TypV2BlockCell> owned;
-             owned.Adopt(tree);
-             if (!owned) return rc;
-             return rc == kOk ? bytes->Receive([&](auto** out, auto* length) {
-               return tree->GetFlatData(out, length, nullptr);
-             })
-                              : static_cast<Result>(kSpoiled);
+             return FlatBytes(rc, tree, bytes);
            }),
   };
 }
