@@ -131,7 +131,8 @@ TEST(ExportV1, TheHundredAndFirst) {
   EXPECT_EQ(red->ExportBlockAsV1Struct(nullptr), block::kNoStructure);
   for (int i = 0; i < 202; ++i) Add(red.get(), i % 2 == 0 ? "PJ" : "TEXT", "", std::to_string(i / 2));
   ASSERT_EQ(red->ExportBlockAsV1Struct(v1.get()), kOk);
-  EXPECT_EQ(v1->attachment_count, 100u);
+  ASSERT_EQ(v1->attachment_count, 100u);
+  EXPECT_EQ(std::memcmp(v1->attachment_data[99], "99", 2), 0);
   ASSERT_EQ(v1->text_count, 100u);
   EXPECT_STREQ(reinterpret_cast<char*>(v1->texts[99]), "99");
 }
