@@ -96,6 +96,15 @@ TEST_F(MessageApi, TheFirstWrongArgumentDecides) {
     EXPECT_TRUE(out == nullptr && length == 0) << &row - rows;
     EXPECT_EQ(SealMem(all, &out, &length, identifier), row.together) << &row - rows;
   }
+  // Of 64 characters the one is wrong alone, and the other is left to the signer.
+  const std::string of_64(64, 'p');
+  Call longest;
+  longest.folder = path().c_str();
+  longest.sign_password = of_64.c_str();
+  EXPECT_EQ(SealMem(longest, &out, &length, identifier), signer::kPassword);
+  longest.sign_password = Call().sign_password;
+  longest.password = of_64.c_str();
+  EXPECT_EQ(SealMem(longest, &out, &length, identifier), key::kCheckFailed);
 }
 
 // From memory and from a file, with other addressees each.

@@ -40,6 +40,7 @@ TEST(Refusals, EachFromTheNearestOperation) {
   EXPECT_EQ(GetMimeSeparator(nullptr), argument::kNoInput);
   EXPECT_EQ(api2encodeQuotedPrintable(nullptr, 1, &text, &length), argument::kNoInput);
   EXPECT_EQ(api2encodeQuotedPrintable("a", 1, nullptr, &length), argument::kNoOutput);
+  EXPECT_EQ(getHeaderMimeFromRoutXML("<M><I>x</I></M>", nullptr), argument::kNoOutput);
   long empty[] = {0};
   EXPECT_EQ(longStrEqual(nullptr, nullptr), 1);
   EXPECT_EQ(longStrEqual(nullptr, empty) + longStrEqual(empty, nullptr), 0);

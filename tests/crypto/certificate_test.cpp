@@ -55,5 +55,26 @@ TEST_F(Certificates, MayBearAnyDateThatIsOne) {
   }
 }
 
+TEST_F(Certificates, StandAnywhereInAText) {
+  const std::string begin = "-----BEGIN CERTIFICATE-----\n", end = "-----END CERTIFICATE-----\n";
+  const std::string whole = begin + ToBase64(Made()) + "\n" + end, broken = begin + "YQ==\n" + end;
+  const std::pair<std::string, int> rows[] = {{whole, 0},
+                                              {"before\n" + whole + "behind\n", 0},
+                                              {"-----BEGIN CERTIFICATES-----\n" + whole, 0},
+                                              {broken + whole + whole + broken, 2},
+                                              {whole + begin, 0},
+                                              {broken, -64},
+                                              {begin, -64},
+                                              {end + begin, -64},
+                                              {begin + end, -64},
+                                              {"-----BEGIN CERTIFICATE----- " + end, -64}};
+  for (const auto& [text, count_unread] : rows) {
+    WriteFile(folder_.File("text"), text);
+    x509_cert certificate;
+    EXPECT_EQ(x509parse_crtfile(&certificate, folder_.File("text").c_str()), count_unread) << text;
+    EXPECT_EQ(certificate.rsa.len(), count_unread < 0 ? 0u : 128u);
+  }
+}
+
 }  // namespace
 }  // namespace kestrune::testing

@@ -86,6 +86,19 @@ TEST_F(KeyFiles, AreReadInEachFormOrRefused) {
   for (const auto& row : rows) EXPECT_EQ(Read(row.path, row.password), row.rc) << row.path;
 }
 
+TEST_F(KeyFiles, AreNotReadWithoutWhatTheirHeaderSays) {
+  const std::string text = ToText(ReadFile(protected_)), info = "DEK-Info: DES-EDE3-CBC,";
+  const std::size_t iv = text.find(info) + info.size(), end = iv + 16;
+  const std::string rest = text.substr(end), head = text.substr(0, iv);
+  for (const std::string& given :
+       {text.substr(iv, 15), text.substr(iv, 15) + "G", text.substr(iv, 16) + "0"}) {
+    WriteFile(folder_.File("other"), head + given + rest);
+    EXPECT_EQ(Read(folder_.File("other"), "a_b_c_d"), kUnreadable) << given;
+  }
+  WriteFile(folder_.File("other"), Replaced(text, info, "DEK-Info: DES-EDE4-CBC,"));
+  EXPECT_EQ(Read(folder_.File("other"), "a_b_c_d"), kUnreadable);
+}
+
 // One wrong phrase in a few hundred deciphers to something that looks like the beginning of a key.
 TEST_F(KeyFiles, NeverTakeAWrongPassPhraseForADamagedKey) {
   for (const std::string& path : {protected_, Pkcs8("v1", {"-v1", "PBE-SHA1-3DES", "-iter", "1"}),
