@@ -40,6 +40,13 @@ class KeyFiles : public ::testing::Test {
                 "-" + cipher, "-passout", "pass:a_b_c_d", "-out", folder_.File(cipher)});
     return folder_.File(cipher);
   }
+  std::string Elliptic(const std::string& name, std::vector<std::string> protection) const {
+    std::vector<std::string> words = {"ec",        "-in",    DataPath("ec.key"), "-out",   folder_.File(name),
+                                      "-provider", "legacy", "-provider",        "default"};
+    words.insert(words.end(), protection.begin(), protection.end());
+    RunOpenssl(words);
+    return folder_.File(name);
+  }
   TempFolder folder_;
   const std::string rsa_ = DataPath("rsa1024.key"), protected_ = DataPath("rsa1024-protected.key");
 };
@@ -74,6 +81,9 @@ TEST_F(KeyFiles, AreReadInEachFormOrRefused) {
       {folder_.File("v2"), nullptr, kWrong},
       {DataPath("pkcs8-aes.key"), "a_b_c_d", crypto::kReadsPbes2WithAes ? 0 : kUnreadable},
       {DataPath("ec.key"), nullptr, kUnreadable},
+      {Elliptic("elliptic", {}), nullptr, kUnreadable},
+      {Elliptic("elliptic-protected", {"-des", "-passout", "pass:a_b_c_d"}), "a_b_c_d", kUnreadable},
+      {folder_.File("elliptic-protected"), "wrong", kWrong},
       {DataPath("rsa1024.pem"), nullptr, kUnreadable},
       {folder_.File("short"), nullptr, kUnreadable},
       {folder_.File("empty"), nullptr, kUnreadable},
