@@ -175,8 +175,9 @@ KESTRUNE_API int Api2Aes(const char* text, const char* hexPassword, int mode, ch
  * mode            0 and 1 as Api2Aes. 2: deciphers under hexPassword, then, if newHexPassword is not null,
  *                 enciphers the text under newHexPassword.
  *                 WARNING: a change of password prints THE TEXT, THE NEW PASSWORD and the new form on standard
- *                 output, whatever verbose is. And where hexPassword is wrong, it enciphers noise and returns 0: onto
- *                 the input itself THE TEXT IS LOST. Ask kestrune_decipher_text before.
+ *                 output, whatever verbose is.
+ *                 WARNING: a wrong hexPassword is not seen. Modes 1 and 2 then write noise and return 0: onto the
+ *                 input itself THE TEXT IS LOST. Ask kestrune_decipher_text before.
  * verbose         1: prints the lengths and the codes of the steps.
  *
  * -62: inputPath, -88: hexPassword is null. -99: a path missing or of 256 characters or more. -9: input or
