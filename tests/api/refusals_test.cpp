@@ -24,6 +24,7 @@ TEST(Refusals, EachFromTheNearestOperation) {
   EXPECT_EQ(TypV2FileRef().OpenDF(0), file::kUnavailable);
   EXPECT_EQ(TypV2FileRefUnix().OpenDF(3), file::kUnknownMode);
   EXPECT_EQ(TypV2FileRefUnix().GetDF(&bytes, &length), file::kNotOpen);
+  EXPECT_EQ(TypV2FileRefUnix().CloseDF(), kOk);
   EXPECT_EQ(TypV2Utils().Concatenate(nullptr, "a", 1, &position, 9), utils::kNoDestination);
   EXPECT_EQ(TypV2Utils().Concatenate(&spoiled, nullptr, 1, &position, 9), argument::kNoInput);
   EXPECT_EQ(TypV2Utils().Concatenate(&spoiled, "a", 1, nullptr, 9), argument::kNoInput);

@@ -102,9 +102,16 @@ TEST_F(KeyFiles, AreNotReadWithoutWhatTheirHeaderSays) {
   const std::string rest = text.substr(end), head = text.substr(0, iv);
   for (const std::string& given :
        {text.substr(iv, 15), text.substr(iv, 15) + "G", text.substr(iv, 16) + "0"}) {
-    WriteFile(folder_.File("other"), head + given + rest);
+    WriteFile(folder_.File("other"), std::string(head).append(given).append(rest));
     EXPECT_EQ(Read(folder_.File("other"), "a_b_c_d"), kUnreadable) << given;
   }
+  const std::string with_sha256("\x2a\x86\x48\x86\xf7\x0d\x02\x09");
+  std::string with_none = with_sha256;
+  with_none.back() = '\x7f';
+  const std::string pkcs8 = Pkcs8("pkcs8", {"-v2", "des3", "-v2prf", "hmacWithSHA256", "-outform", "DER"});
+  EXPECT_EQ(Read(pkcs8, "a_b_c_d"), 0);
+  WriteFile(folder_.File("other"), Replaced(ToText(ReadFile(pkcs8)), with_sha256, with_none));
+  EXPECT_EQ(Read(folder_.File("other"), "a_b_c_d"), kUnreadable);
   WriteFile(folder_.File("other"), Replaced(text, info, "DEK-Info: DES-EDE4-CBC,"));
   EXPECT_EQ(Read(folder_.File("other"), "a_b_c_d"), kUnreadable);
 }
