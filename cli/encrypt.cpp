@@ -16,6 +16,7 @@
 #include "cli/pass_phrase.h"
 #include "cli/sealed_file.h"
 #include "cli/text.h"
+#include "core/result.h"
 
 namespace kestrune::cli {
 namespace {
@@ -109,8 +110,7 @@ Status Encrypt(Options& options, const Program& program) {
 // Nothing in these forms proves the password: what comes out of a wrong one passes for a text now and then, but not for
 // one that can be shown.
 void RefuseNoise(int code, const Secret& text, const char* entry_point, const std::string& called) {
-  constexpr int kNoText = -503;
-  if (code != 0 && code != kNoText) throw LibraryFailure(entry_point, code, called);
+  if (code != 0 && code != hybrid::kNoText) throw LibraryFailure(entry_point, code, called);
   if (code == 0 && IsPrintable(text.text())) return;
   throw Failure(Status::kNo, Fill(_("{1} does not decipher to a text."), {Printable(called)}),
                 _("The password is another one, or the file is damaged; --force writes what came out."));

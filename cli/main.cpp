@@ -44,10 +44,11 @@ void BindAllNames(char** argv) {
   const char* const set = std::getenv(kVariable);
   const bool is_ignored = ::getauxval(AT_SECURE) != 0;
   if (is_ignored || (set != nullptr && *set != 0) || ::setenv(kVariable, "1", 1) != 0) return;
-  // By its own name, which the system shows and sends signals by.
+  // By its own name, which the system shows and sends signals by; without one, where the file was replaced meanwhile.
   std::array<char, PATH_MAX> program{};
   if (::readlink("/proc/self/exe", program.data(), program.size() - 1) > 0)
     (void)::execv(program.data(), argv);
+  (void)::execv("/proc/self/exe", argv);
 }
 
 bool IsApart(int argc, char** argv) {
