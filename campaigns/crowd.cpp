@@ -108,12 +108,18 @@ class Audit {
   }
 
   void OrStopIfTwice() {
-    for (PersonalUse& use : stable_) OrStopIf(use.Twice());
-    for (auto& [number, use] : installed_) OrStop(use.Twice().empty(), "an installed key: " + use.Twice());
-    OrStopIf(master_.Twice());
+    for (std::size_t user = 0; user < kChangingUser; ++user) OrStopIfTwice(kUsers[user], stable_[user]);
+    for (auto& [number, use] : installed_) OrStopIfTwice("installed key " + std::to_string(number), use);
+    OrStopIfTwice("master key", master_);
   }
 
  private:
+  // The folder stays, as everything does that a process leaves behind that ends in this way.
+  void OrStopIfTwice(const std::string& key, auto& use) const {
+    const std::string twice = use.Twice();
+    OrStop(twice.empty(), key + ", " + twice + ", in " + yard_.path());
+  }
+
   void Open(const LogEntry& record, const Bytes& sealed) {
     if (record.user != kChangingUser)
       return OrStop(OpenWith(yard_.stable, record, sealed, &stable_[record.user]), "what does not open");

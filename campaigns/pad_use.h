@@ -31,12 +31,17 @@ class PadUse {
  public:
   void Add(std::uint64_t begin, std::uint64_t length) { runs_.emplace_back(begin, length); }
 
-  bool IsAnyTwice() {
+  // The first two runs that share bytes; "" when none do.
+  std::string Twice(const std::string& what) {
     std::sort(runs_.begin(), runs_.end());
     for (std::size_t i = 1; i < runs_.size(); ++i) {
-      if (runs_[i].first - runs_[i - 1].first < runs_[i - 1].second) return true;
+      const auto [before, length_before] = runs_[i - 1];
+      const auto [begin, length] = runs_[i];
+      if (begin - before < length_before)
+        return what + " handed out twice: " + std::to_string(length_before) + " from " +
+               std::to_string(before) + " and " + std::to_string(length) + " from " + std::to_string(begin);
     }
-    return false;
+    return "";
   }
 
  private:
@@ -56,8 +61,8 @@ class PersonalUse {
 
   // What was handed out twice; "" when nothing was.
   std::string Twice() {
-    if (first_.IsAnyTwice()) return "bytes of the first pad handed out twice";
-    return second_.IsAnyTwice() ? "a one-time password handed out twice" : "";
+    const std::string first = first_.Twice("bytes of the first pad");
+    return first.empty() ? second_.Twice("a one-time password") : first;
   }
 
  private:
@@ -72,7 +77,7 @@ class MasterUse {
     constexpr std::uint64_t kHeadBytes = 24;  // which it does not mask
     pad_.Add(parts.master_offset, sealed_bytes - kHeadBytes);
   }
-  std::string Twice() { return pad_.IsAnyTwice() ? "bytes of the master pad handed out twice" : ""; }
+  std::string Twice() { return pad_.Twice("bytes of the master pad"); }
 
  private:
   PadUse pad_;
