@@ -62,7 +62,7 @@ void CheckTheWatch(const Yard& yard, Trial* trial) {
     std::free(moved);
   };
   const auto plain_array = [&] {
-    std::array<unsigned char, 4096> array;  // deep enough that what comes behind does not write over it
+    std::array<unsigned char, 32768> array;  // deep enough that what comes behind does not write over it
     fill(array.data());
   };
   expect(seen(plain_owner), 1, "a plain owner");

@@ -159,7 +159,7 @@ int SupervisedChild::Run(const std::function<Answer(const SystemCall&)>& answer)
     if ((heard.revents & POLLIN) == 0) break;  // nobody is left who could call
     seccomp_notif call{};
     if (::ioctl(listener_, SECCOMP_IOCTL_NOTIF_RECV, &call) != 0) continue;  // he was killed meanwhile
-    SystemCall told{static_cast<pid_t>(call.pid), call.data.nr, {}};
+    SystemCall told{static_cast<pid_t>(call.pid), call.data.nr, {}, call.data.instruction_pointer};
     std::copy_n(call.data.args, told.arguments.size(), told.arguments.begin());
     const Answer given = answer(told);
     seccomp_notif_resp response{};

@@ -18,6 +18,7 @@ struct SystemCall {
   pid_t thread = 0;
   int number = 0;  // SYS_...
   std::array<std::uint64_t, 6> arguments{};
+  std::uint64_t instruction = 0;  // the one behind it
 
   int Descriptor(int argument = 0) const {
     return static_cast<int>(arguments[static_cast<unsigned>(argument)]);

@@ -163,12 +163,7 @@ Descriptor MakeSharedMemory() {
 }
 
 void WriteShared(int memory, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(memory, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) FailToStart(errno);
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
+  if (!WriteAll(memory, bytes)) FailToStart(errno);
 }
 
 Ending RunApart(const Descriptor& task, std::string_view secret, std::chrono::seconds deadline,
@@ -183,8 +178,9 @@ Ending RunApart(const Descriptor& task, std::string_view secret, std::chrono::se
   Child child(how);
   (void)secrets.out.Close();
   (void)steps.in.Close();
-  // A pipe holds a pass phrase: this does not wait.
-  (void)!::write(secrets.in.get(), secret.data(), secret.size());
+  // A pipe holds a pass phrase: this does not wait. Half of it would be taken for a wrong one; that the child is gone
+  // already is seen below.
+  if (!WriteAll(secrets.in.get(), secret) && errno != EPIPE) FailToStart(errno);
   (void)secrets.in.Close();
   const bool is_in_time = Hear(steps.out.get(), deadline, on_step);
   const int status = child.End(!is_in_time);

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <mutex>
 
+#include "cli/descriptor.h"
 #include "cli/text.h"
 
 namespace kestrune::cli {
@@ -25,11 +26,7 @@ bool HasColour(int fd) {
 
 // One write for each, so that what several say at a time stays whole lines. There is nobody to tell when it fails.
 void Write(std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
-    if (written <= 0) return;
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
+  (void)WriteAll(STDERR_FILENO, text);
 }
 
 constexpr std::string_view kTakeLineAway = "\r\033[K";

@@ -1,10 +1,16 @@
-// A file descriptor's owner.
+// A file descriptor's owner, and calls of the system that no signal interrupts.
 #ifndef KESTRUNE_CLI_DESCRIPTOR_H
 #define KESTRUNE_CLI_DESCRIPTOR_H
 
+#include <fcntl.h>
+#include <sys/types.h>
 #include <unistd.h>
 
+#include <string>
+#include <string_view>
 #include <utility>
+
+#include "base/uninterrupted.h"
 
 namespace kestrune::cli {
 
@@ -30,6 +36,21 @@ class Descriptor {
  private:
   int fd_;
 };
+
+// Not open where the system refuses, errno saying why. Nobody inherits it.
+inline Descriptor Open(const std::string& path, int flags, mode_t mode = 0) {
+  return Descriptor(Uninterrupted([&] { return ::open(path.c_str(), flags | O_CLOEXEC, mode); }));
+}
+
+// False where not all of it can be written, errno saying why.
+inline bool WriteAll(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = Uninterrupted([&] { return ::write(fd, bytes.data(), bytes.size()); });
+    if (written < 0) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
 
 }  // namespace kestrune::cli
 

@@ -165,12 +165,13 @@ FileKind KindOfContent(std::string_view content, const std::string& name) {
 }
 
 FileKind KindOfFile(const std::string& path) {
-  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const Descriptor file = Open(path, O_RDONLY | O_NONBLOCK);
   struct stat status {};
   if (!file.is_open() || ::fstat(file.get(), &status) != 0) throw SystemFailure(errno, path);
   if (S_ISDIR(status.st_mode)) throw SystemFailure(EISDIR, path);
   std::string beginning(kBeginning, 0);
-  const ssize_t got = ::pread(file.get(), beginning.data(), beginning.size(), 0);
+  const ssize_t got =
+      Uninterrupted([&] { return ::pread(file.get(), beginning.data(), beginning.size(), 0); });
   if (got < 0) throw SystemFailure(errno, path);
   return KindOf(std::string_view(beginning).substr(0, static_cast<std::size_t>(got)),
                 static_cast<unsigned long long>(status.st_size), path);

@@ -44,8 +44,8 @@ Content ReadDescriptor(int fd, const std::string& name) {
   std::size_t used = 0;
   for (;;) {
     if (used + 1 >= buffer.size()) Grow(buffer, used);
-    const ssize_t got = ::read(fd, buffer.data() + used, buffer.size() - used - 1);
-    if (got < 0 && errno == EINTR) continue;
+    const ssize_t got =
+        Uninterrupted([&] { return ::read(fd, buffer.data() + used, buffer.size() - used - 1); });
     if (got < 0) throw SystemFailure(errno, name);
     if (got == 0) break;
     used += static_cast<std::size_t>(got);
@@ -55,6 +55,8 @@ Content ReadDescriptor(int fd, const std::string& name) {
                     _("No message, key or text has as many."));
     }
   }
+  // Whoever writes it anew meanwhile, or a server that is gone, must not have half of it signed or sealed.
+  if (used < expected && ::lseek(fd, 0, SEEK_CUR) < status.st_size) throw SystemFailure(EIO, name);
   buffer.data()[used] = 0;
   return {std::move(buffer), used};
 }
@@ -65,7 +67,7 @@ Content ReadFile(const std::string& path) {
       Note(_("Reading from the terminal; Ctrl-D on a line of its own ends it."));
     return ReadDescriptor(STDIN_FILENO, NameOf(path));
   }
-  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  const Descriptor file = Open(path, O_RDONLY);
   if (!file.is_open()) throw SystemFailure(errno, path);
   return ReadDescriptor(file.get(), path);
 }

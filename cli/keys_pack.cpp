@@ -59,7 +59,7 @@ Secret TransportKey(const std::string& file) {
 
 // What becomes of the file, in memory: neither a clear key nor half a file is on a disk at any time.
 Content Crypt(Operation operation, const char* entry_point, const std::string& path, const Secret& key) {
-  const Descriptor input(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const Descriptor input = Open(path, O_RDONLY | O_NONBLOCK);
   if (!input.is_open()) throw SystemFailure(errno, path);
   TypV2InstanceCreatorUnix creator;
   Owned<TypV2AESInstallKeys> cipher(new TypV2AESInstallKeys);

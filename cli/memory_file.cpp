@@ -19,12 +19,7 @@ std::string MemoryFile::path() const {
 }
 
 void MemoryFile::Fill(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(file_.get(), bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) throw SystemFailure(errno, _("a file in memory"));
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
+  if (!WriteAll(file_.get(), bytes)) throw SystemFailure(errno, _("a file in memory"));
 }
 
 Content MemoryFile::Read() const {

@@ -24,14 +24,13 @@ constexpr mode_t kOwnerAlone = 0600;
 constexpr mode_t kAsUsual = 0666;
 constexpr mode_t kModeBits = 0777;
 
-void WriteAll(int fd, std::string_view bytes, const std::string& name) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(fd, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0 && errno == EPIPE) throw NobodyReads();
-    if (written < 0) throw SystemFailure(errno, name);
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
+bool has_printed = false;
+
+void WriteNamed(int fd, std::string_view bytes, const std::string& name) {
+  if (fd == STDOUT_FILENO && !bytes.empty()) has_printed = true;
+  if (WriteAll(fd, bytes)) return;
+  if (errno == EPIPE) throw NobodyReads();
+  throw SystemFailure(errno, name);
 }
 
 void RefuseTerminal(int fd, const Manner& manner) {
@@ -62,7 +61,7 @@ void PrintToTerminal(std::string_view text, const std::string& name) {
       used += TakePrintable(&text, true, piece.text() + used);
     }
     if (text.empty() && piece.text()[used - 1] != '\n') piece.text()[used++] = '\n';
-    WriteAll(STDOUT_FILENO, {piece.text(), used}, name);
+    WriteNamed(STDOUT_FILENO, {piece.text(), used}, name);
   }
 }
 
@@ -83,7 +82,7 @@ std::string TemporaryName(const std::string& folder) {
 
 void SyncFolderOf(const std::string& path) {
   const std::string folder = fs::path(path).parent_path();
-  const Descriptor opened(::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const Descriptor opened = Open(folder.empty() ? "." : folder, O_RDONLY | O_DIRECTORY);
   if (opened.is_open()) (void)::fsync(opened.get());
 }
 
@@ -100,7 +99,7 @@ Output::Output(std::string path, Manner manner) : path_(std::move(path)), manner
   }
   if (exists && S_ISDIR(there.st_mode)) throw SystemFailure(EISDIR, path_);
   if (exists && !S_ISREG(there.st_mode)) {
-    file_ = Descriptor(::open(path_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
+    file_ = Open(path_, O_WRONLY | O_NOCTTY);
     if (!file_.is_open()) throw SystemFailure(errno, path_);
     RefuseTerminal(file_.get(), manner_);
     return;
@@ -117,7 +116,7 @@ void Output::OpenBeside() {
   const std::string folder = fs::path(target_).parent_path();
   do {
     pending_ = Pending(TemporaryName(folder));
-    file_ = Descriptor(::open(pending_.path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+    file_ = Open(pending_.path(), O_WRONLY | O_CREAT | O_EXCL, mode);
     if (file_.is_open()) break;
     const int error = errno;
     pending_.Keep();  // it is not ours
@@ -127,7 +126,7 @@ void Output::OpenBeside() {
 }
 
 void Output::Write(std::string_view bytes) {
-  WriteAll(path_ == kStandard ? STDOUT_FILENO : file_.get(), bytes, NameOf(path_, true));
+  WriteNamed(path_ == kStandard ? STDOUT_FILENO : file_.get(), bytes, NameOf(path_, true));
 }
 
 void Output::Sync() {
@@ -165,7 +164,7 @@ void PrintText(std::string_view text) {
   if (::isatty(STDOUT_FILENO) == 1) {
     PrintToTerminal(text, name);
   } else {
-    WriteAll(STDOUT_FILENO, text, name);
+    WriteNamed(STDOUT_FILENO, text, name);
   }
 }
 
@@ -176,11 +175,12 @@ void PrintLines(std::string_view text) {
 }
 
 void PrintPainted(std::string_view text) {
-  WriteAll(STDOUT_FILENO, text, NameOf(kStandard, true));
+  WriteNamed(STDOUT_FILENO, text, NameOf(kStandard, true));
 }
 
 void CloseStandardOutput() {
-  if (::close(STDOUT_FILENO) != 0 && errno != EBADF) throw SystemFailure(errno, NameOf(kStandard, true));
+  // What was printed may be lost only now; where nothing was, nothing is.
+  if (::close(STDOUT_FILENO) != 0 && has_printed) throw SystemFailure(errno, NameOf(kStandard, true));
 }
 
 void OccupyStandardDescriptors() {

@@ -27,8 +27,7 @@ Secret ReadLine(int fd, const std::string& name) {
   std::size_t used = 0;
   char byte = 0;
   for (;;) {
-    const ssize_t got = ::read(fd, &byte, 1);
-    if (got < 0 && errno == EINTR) continue;
+    const ssize_t got = Uninterrupted([&] { return ::read(fd, &byte, 1); });
     if (got < 0) throw SystemFailure(errno, name);
     if (got == 0 || byte == '\n') break;
     if (used == kMostCharacters) {
@@ -67,7 +66,7 @@ class NoEcho {
 };
 
 void Say(int fd, const std::string& text) {
-  (void)!::write(fd, text.data(), text.size());
+  (void)WriteAll(fd, text);
 }
 
 }  // namespace
@@ -86,7 +85,7 @@ void AsInKeys(Secret& phrase) {
 }
 
 Secret AskSecret(const std::string& prompt, const char* remedy) {
-  const Descriptor terminal(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY));
+  const Descriptor terminal = Open("/dev/tty", O_RDWR | O_NOCTTY);
   if (!terminal.is_open()) {
     throw Failure(
         Status::kCouldNot, Fill(_("{1}: there is no terminal to ask for it."), {prompt}),
@@ -114,7 +113,7 @@ void PassPhraseSource::AddTo(CLI::App& command, const std::string& prefix, const
 Secret PassPhraseSource::Read() const {
   if (file_.empty()) return ReadLine(fd_, Fill(_("descriptor {1}"), {std::to_string(fd_)}));
   if (file_ == kStandard) return ReadLine(STDIN_FILENO, NameOf(file_));
-  const Descriptor file(::open(file_.c_str(), O_RDONLY | O_CLOEXEC));
+  const Descriptor file = Open(file_, O_RDONLY);
   if (!file.is_open()) throw SystemFailure(errno, file_);
   return ReadLine(file.get(), file_);
 }

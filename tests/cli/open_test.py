@@ -150,8 +150,12 @@ class Strangers(Case):
         for number in (signal.SIGINT, signal.SIGTERM):
             run = subprocess.Popen([PROGRAM, "open", "trap.grey", "names.tr", *PHRASE, "-o", "out"], cwd=self.folder,
                                    env=self.environment(), start_new_session=True, stderr=subprocess.DEVNULL)
-            time.sleep(0.5)
+            for _ in range(1000):
+                if (self.folder / "out").exists():
+                    break
+                time.sleep(0.01)
             self.assertTrue((self.folder / "out").exists())
+            time.sleep(0.3)
             run.send_signal(number)
             self.assertEqual(run.wait(), -number)
             self.assertEqual(self.files(), before)

@@ -5,7 +5,7 @@ import subprocess
 import unittest
 from pathlib import Path
 
-from frame import COULD_NOT, DONE, Case
+from frame import COULD_NOT, DONE, Case, of_this_machine
 
 SOURCES = Path(__file__).resolve().parents[2] / "cli"
 
@@ -30,6 +30,7 @@ class Usage(Case):
         self.assertEqual(self.expect(["version"]), self.expect(["--version"]))
         self.assertRegex(self.expect(["--version"]), rb"^kestrune \d+\.\d+\.\d+\nlibkestrune \d")
 
+    @of_this_machine
     def test_speaks_the_language_of_the_locale(self):
         # A bare machine has no French locale; the C library takes one of any content for it.
         os.environ["LOCPATH"] = str(self.folder / "locales")
