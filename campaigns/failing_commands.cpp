@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -24,6 +25,7 @@
 #include <functional>
 #include <iterator>
 #include <map>
+#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -60,7 +62,7 @@ struct Command {
 
 // ---- Running -----------------------------------------------------------------------------------------
 
-struct Run {
+struct Ended {
   int status = 0;  // as waitpid tells it
   std::string out, err;
   std::map<std::string, std::string> files;
@@ -114,12 +116,12 @@ class Place {
   }
 
   // A run in which no call fails.
-  Run RunWithout(const Words& words, const std::string& input = "") const {
+  Ended RunWithout(const Words& words, const std::string& input = "") const {
     return RunWith(words, input, [](const SystemCall&) { return Answer{}; });
   }
 
-  Run RunWith(const Words& words, const std::string& input,
-              const std::function<Answer(const SystemCall&)>& answer) const {
+  Ended RunWith(const Words& words, const std::string& input,
+                const std::function<Answer(const SystemCall&)>& answer) const {
     const fs::path in = fs::path(streams_.path()) / "in", out = fs::path(streams_.path()) / "out",
                    err = fs::path(streams_.path()) / "err";
     std::ofstream(in, std::ios::binary) << input;
@@ -138,7 +140,7 @@ class Place {
       ::execv(arguments[0], arguments.data());
       return EXIT_FAILURE;
     });
-    Run run;
+    Ended run;
     run.status = child.Run(answer);
     run.out = ContentOf(out);
     run.err = ContentOf(err);
@@ -158,6 +160,7 @@ class Place {
 
 // ---- Choosing calls ----------------------------------------------------------------------------------
 
+// A call of two processes that take turns as it comes: known again by what it does, and as the how-manieth of its like.
 struct Seen {
   Kind kind = Kind::kOpen;
   int number = 0;
@@ -171,7 +174,7 @@ bool IsOfLoader(const SystemCall& call) {
   std::ifstream maps("/proc/" + std::to_string(call.thread) + "/maps");
   for (std::string line; std::getline(maps, line);) {
     std::uint64_t begin = 0, end = 0;
-    if (std::sscanf(line.c_str(), "%lx-%lx", &begin, &end) != 2 || call.instruction < begin ||
+    if (std::sscanf(line.c_str(), "%" SCNx64 "-%" SCNx64, &begin, &end) != 2 || call.instruction < begin ||
         call.instruction >= end)
       continue;
     return fs::path(line.substr(line.rfind(' ') + 1)).filename().string().starts_with("ld");
@@ -179,13 +182,20 @@ bool IsOfLoader(const SystemCall& call) {
   return false;
 }
 
+// Processes and pipes are numbered anew in each run.
+std::string WithoutNumbers(const std::string& path) {
+  static const std::regex number("[0-9]+");
+  return std::regex_replace(path, number, "#");
+}
+
 class Chooser {
  public:
   explicit Chooser(std::string program) : program_(std::move(program)) {}
 
-  void Choose(const Seen* chosen, std::size_t index, const Failure& failure) {
+  // The call after `before` others that are the same.
+  void Choose(const Seen* chosen, std::size_t before, const Failure& failure) {
     chosen_ = chosen;
-    index_ = index;
+    before_ = before;
     failure_ = failure;
     failed_ = 0;
     silenced_ = false;
@@ -200,11 +210,10 @@ class Chooser {
         IsOfLoader(call))
       return {};
     const bool has_path = call.number == SYS_openat || call.number == SYS_newfstatat;
-    seen_.push_back({kind, call.number, has_path ? call.Text(1) : call.PathOf(call.Descriptor())});
-    // Two processes take turns that are not the same each time.
-    const bool is_chosen = chosen_ != nullptr && failed_ < failure_.times && seen_.size() > index_ &&
-                           (failed_ == 0 ? seen_.back() == *chosen_ : kind == chosen_->kind);
-    if (!is_chosen) return {};
+    seen_.push_back(
+        {kind, call.number, WithoutNumbers(has_path ? call.Text(1) : call.PathOf(call.Descriptor()))});
+    if (chosen_ == nullptr || failed_ == failure_.times) return {};
+    if (failed_ == 0 ? seen_.back() != *chosen_ || before_-- > 0 : kind != chosen_->kind) return {};
     ++failed_;
     silenced_ |= kind == Kind::kWrite && call.Descriptor() == STDERR_FILENO;
     if (!failure_.is_half) return Instead(failure_.result);
@@ -218,7 +227,7 @@ class Chooser {
  private:
   const std::string program_;
   const Seen* chosen_ = nullptr;
-  std::size_t index_ = 0;
+  std::size_t before_ = 0;
   Failure failure_;
   unsigned failed_ = 0;
   bool silenced_ = false;
@@ -239,15 +248,19 @@ class Trial {
     const std::vector<Seen> seen = chooser_.seen();
     calls_ = seen.size();
     std::set<Seen> sites;
-    for (index_ = 0; index_ < seen.size(); ++index_) {
-      if (!every_one && !sites.insert(seen[index_]).second) continue;
-      chosen_ = &seen[index_];
+    for (index_ = 0; index_ < std::ssize(seen); ++index_) {
+      chosen_ = &seen[static_cast<std::size_t>(index_)];
+      if (!every_one && !sites.insert(*chosen_).second) continue;
+      same_ = static_cast<std::size_t>(std::count(seen.begin(), seen.begin() + index_, *chosen_));
       for (const Failure& failure : FailuresOf(chosen_->kind)) {
         failure_ = failure;
-        const auto run = RunOnce();
-        if (!chooser_.has_failed()) continue;
+        const Ended run = RunOnce();
         ++faults_;
-        Check(run);
+        if (chooser_.has_failed()) {
+          Check(run);
+        } else {
+          Found("is not made any more");
+        }
       }
     }
     return findings_.count();
@@ -257,12 +270,12 @@ class Trial {
 
  private:
   // What is drawn anew is replaced by what the proof says of it.
-  ::Run RunOnce() {
+  Ended RunOnce() {
     place_.MakeAnew();
-    chooser_.Choose(chosen_, index_, failure_);
-    ::Run run = place_.RunWith(command_.words, command_.input, std::ref(chooser_));
+    chooser_.Choose(chosen_, same_, failure_);
+    Ended run = place_.RunWith(command_.words, command_.input, std::ref(chooser_));
     if (command_.proof.empty() || !run.IsDone()) return run;
-    const ::Run proof = place_.RunWithout(command_.proof, run.out);
+    const Ended proof = place_.RunWithout(command_.proof, run.out);
     run.out = std::to_string(proof.status) + ": " + proof.out;
     for (auto& [name, content] : run.files) {
       const auto before = before_.find(name);
@@ -271,7 +284,7 @@ class Trial {
     return run;
   }
 
-  void Check(const ::Run& run) {
+  void Check(const Ended& run) {
     if (!WIFEXITED(run.status)) return Found("ended by signal " + std::to_string(WTERMSIG(run.status)));
     const int status = WEXITSTATUS(run.status);
     // What it cannot print, kestrunesign tells by its status alone.
@@ -322,10 +335,11 @@ class Trial {
   const Command& command_;
   const Place& place_;
   Chooser chooser_;
-  ::Run clean_;
+  Ended clean_;
   std::map<std::string, std::string> before_;
   const Seen* chosen_ = nullptr;
-  std::size_t index_ = 0;
+  std::ptrdiff_t index_ = 0;
+  std::size_t same_ = 0;  // before it
   Failure failure_{.name = "", .times = 0};
   std::size_t calls_ = 0, faults_ = 0;
   Findings findings_;

@@ -52,6 +52,11 @@ inline bool WriteAll(int fd, std::string_view bytes) {
   return true;
 }
 
+// Whether all that was written is on stable storage; else errno says why.
+inline bool Sync(int fd) {
+  return Uninterrupted([&] { return ::fsync(fd); }) == 0;
+}
+
 }  // namespace kestrune::cli
 
 #endif

@@ -83,7 +83,7 @@ std::string TemporaryName(const std::string& folder) {
 void SyncFolderOf(const std::string& path) {
   const std::string folder = fs::path(path).parent_path();
   const Descriptor opened = Open(folder.empty() ? "." : folder, O_RDONLY | O_DIRECTORY);
-  if (opened.is_open()) (void)::fsync(opened.get());
+  if (opened.is_open()) (void)Sync(opened.get());
 }
 
 Output::Output(std::string path, Manner manner) : path_(std::move(path)), manner_(manner) {
@@ -131,7 +131,7 @@ void Output::Write(std::string_view bytes) {
 
 void Output::Sync() {
   if (!file_.is_open() || target_.empty()) return;
-  if (::fsync(file_.get()) != 0 || file_.Close() != 0) throw SystemFailure(errno, path_);
+  if (!kestrune::cli::Sync(file_.get()) || file_.Close() != 0) throw SystemFailure(errno, path_);
 }
 
 void Output::TakeBack() {

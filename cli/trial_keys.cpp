@@ -1,7 +1,5 @@
 #include "cli/trial_keys.h"
 
-#include <sys/random.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -10,6 +8,7 @@
 #include <ctime>
 #include <string_view>
 
+#include "base/system_random.h"
 #include "cli/failure.h"
 #include "cli/key_choice.h"
 #include "cli/text.h"
@@ -37,13 +36,7 @@ void OrThrow(int rc) {
 }
 
 void Draw(unsigned char* bytes, std::size_t count) {
-  constexpr std::size_t kMostAtOnce = 256;  // a request up to here is never cut short
-  for (std::size_t done = 0; done < count; done += kMostAtOnce) {
-    const std::size_t wanted = std::min(kMostAtOnce, count - done);
-    if (::getrandom(bytes + done, wanted, 0) != static_cast<ssize_t>(wanted)) {
-      throw SystemFailure(errno, _("the system's random generator"));
-    }
-  }
+  if (!DrawFromSystem(bytes, count)) throw SystemFailure(errno, _("the system's random generator"));
 }
 
 Secret Room(std::size_t bytes) {
