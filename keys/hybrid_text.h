@@ -51,7 +51,8 @@ enum class Noise { kPasses, kRefused };
 // Whether these bytes are what PadText leaves behind a text.
 [[nodiscard]] inline bool IsPadding(std::span<const unsigned char> bytes) {
   const bool is_its_length = !bytes.empty() && bytes.size() <= kAesBlockBytes;
-  return is_its_length && std::ranges::all_of(bytes, [](unsigned char byte) { return byte == 0; });
+  return is_its_length &&
+         std::all_of(bytes.begin(), bytes.end(), [](unsigned char byte) { return byte == 0; });
 }
 
 // Copies the deciphered text up to the zero bytes of its padding; without any, up to its end.
