@@ -129,7 +129,12 @@ std::vector<Operation> PlantedFaults() {
        }},
       {"thrown",
        [] {
-         return Outcome{Watch([] { return static_cast<long>(std::string(100, 'x').size()) - 100; }), ""};
+         return Outcome{Watch([] {
+                          const std::string text(100, 'x');
+                          asm volatile("" : : "r"(text.data()) : "memory");  // a compiler may leave it out
+                          return static_cast<long>(text.size()) - 100;
+                        }),
+                        ""};
        }},
       {"handed out",
        [=] {

@@ -7,7 +7,7 @@
 // system's stead; the calls that load the program are left alone. A command that says that it is done has done
 // what it does without a fault: the same files and the same output or, where those are drawn anew each time, what another
 // command makes of them. One that says otherwise gives a reason and leaves the folder as it was. None crashes or
-// waits for ever. Without --all, a call is chosen once for each file that it concerns.
+// waits for ever. Without --all, a call is chosen once for each file that it concerns, else so often that more would be the same again.
 //
 // Before that, a shell that does not look at what its commands tell must be found out.
 #include <fcntl.h>
@@ -26,8 +26,8 @@
 #include <iterator>
 #include <map>
 #include <regex>
-#include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "campaigns/call_failures.h"
@@ -43,6 +43,7 @@ namespace fs = std::filesystem;
 
 constexpr unsigned kDeadlineSeconds = 60;  // for one run
 constexpr int kLastStatus = 2;             // of kestrune's
+constexpr std::size_t kMostOfSite = 16;    // of calls that are the same, as where a key is drawn in thousands
 constexpr std::size_t kPadChunks = 8;
 constexpr char kTransportKey[] = "F0E1D2C3B4A5968778695A4B3C2D1E0FF0E1D2C3B4A5968778695A4B3C2D1E0F";
 
@@ -166,7 +167,10 @@ struct Seen {
   int number = 0;
   std::string path;
 
-  auto operator<=>(const Seen&) const = default;
+  bool operator==(const Seen&) const = default;
+  bool operator<(const Seen& other) const {
+    return std::tie(kind, number, path) < std::tie(other.kind, other.number, other.path);
+  }
 };
 
 // Whether the loader made it, which ends a program in its own way.
@@ -199,6 +203,7 @@ class Chooser {
     failure_ = failure;
     failed_ = 0;
     silenced_ = false;
+    of_loader_.clear();
     seen_.clear();
   }
 
@@ -206,9 +211,11 @@ class Chooser {
     Kind kind{};
     std::error_code failed;
     if (!KindOf(call, &kind) ||
-        fs::read_symlink("/proc/" + std::to_string(call.thread) + "/exe", failed) != program_ ||
-        IsOfLoader(call))
+        fs::read_symlink("/proc/" + std::to_string(call.thread) + "/exe", failed) != program_)
       return {};
+    const auto [known, is_new] = of_loader_.try_emplace({call.thread, call.instruction});
+    if (is_new) known->second = IsOfLoader(call);
+    if (known->second) return {};
     const bool has_path = call.number == SYS_openat || call.number == SYS_newfstatat;
     seen_.push_back(
         {kind, call.number, WithoutNumbers(has_path ? call.Text(1) : call.PathOf(call.Descriptor()))});
@@ -231,6 +238,7 @@ class Chooser {
   Failure failure_;
   unsigned failed_ = 0;
   bool silenced_ = false;
+  std::map<std::pair<pid_t, std::uint64_t>, bool> of_loader_;  // by thread and instruction
   std::vector<Seen> seen_;
 };
 
@@ -247,11 +255,11 @@ class Trial {
     clean_ = RunOnce();
     const std::vector<Seen> seen = chooser_.seen();
     calls_ = seen.size();
-    std::set<Seen> sites;
+    std::map<Seen, std::size_t> sites;
     for (index_ = 0; index_ < std::ssize(seen); ++index_) {
       chosen_ = &seen[static_cast<std::size_t>(index_)];
-      if (!every_one && !sites.insert(*chosen_).second) continue;
-      same_ = static_cast<std::size_t>(std::count(seen.begin(), seen.begin() + index_, *chosen_));
+      same_ = sites[*chosen_]++;
+      if (same_ >= (every_one ? kMostOfSite : 1)) continue;
       for (const Failure& failure : FailuresOf(chosen_->kind)) {
         failure_ = failure;
         const Ended run = RunOnce();

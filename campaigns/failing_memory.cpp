@@ -18,6 +18,7 @@ extern "C" {
 void* KESTRUNE_REAL(malloc)(std::size_t);
 void* KESTRUNE_REAL(calloc)(std::size_t, std::size_t);
 void* KESTRUNE_REAL(realloc)(void*, std::size_t);
+void* KESTRUNE_REAL(memalign)(std::size_t, std::size_t);
 void KESTRUNE_REAL(free)(void*);
 }
 
@@ -94,6 +95,13 @@ void* realloc(void* block, std::size_t size) noexcept {
   if (Fails()) return nullptr;
   void* const moved = KESTRUNE_REAL(realloc)(block, size);
   return block == nullptr ? Counted(moved) : moved;
+}
+// Of exceptions, for which a C++ library keeps a reserve: does not fail here.
+int posix_memalign(void** out, std::size_t alignment, std::size_t size) noexcept {
+  void* const block = Counted(KESTRUNE_REAL(memalign)(alignment, size));
+  if (block == nullptr) return ENOMEM;
+  *out = block;
+  return 0;
 }
 void free(void* block) noexcept {
   if (block != nullptr) --g_state.living;

@@ -45,7 +45,9 @@ bool FreedByUs(void* const* callers, int count) {
     const char* file = "";
     const void* const base = BaseOf(callers[i], &file);
     if (base == own) return true;
-    if (std::strstr(file, "libstdc++") == nullptr && std::strstr(file, "libc.so") == nullptr) return false;
+    if (std::strstr(file, "libstdc++") == nullptr && std::strstr(file, "libc++") == nullptr &&
+        std::strstr(file, "libc.so") == nullptr)
+      return false;
   }
   return true;
 }

@@ -52,7 +52,11 @@ void CheckTheWatch(const Yard& yard, Trial* trial) {
     SecretArray<100> array;
     fill(array.data());
   };
-  const auto plain_string = [&] { std::string(yard.letter.data(), 64).reserve(100); };
+  const auto plain_string = [&] {
+    std::string text(yard.letter.data(), 64);
+    text.reserve(100);
+    asm volatile("" : : "r"(text.data()) : "memory");
+  };
   const auto moved_block = [&] {
     CBuffer owner;
     if (!owner.Allocate(100)) return;

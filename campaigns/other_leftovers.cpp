@@ -193,7 +193,7 @@ void MailTexts(const MarkedYard& yard, Trial* trial) {
        {std::pair{"limite78", &limite78}, std::pair{"limite78simple", &limite78simple},
         std::pair{"enleverlf", &enleverlf}}) {
     const Text text(lines);
-    trial->Run(name, kOk, [&] { return function(text.get()), 0L; });
+    trial->Run(name, kOk, [&, call = function] { return call(text.get()), 0L; });
   }
   trial->Run("quoted printable", kOk, [&] {
     SecretCBuffer out;

@@ -29,7 +29,9 @@ TEST(Slots, AreThoseThatOtherProgramsCall) {
   std::istringstream symbols = print("nm -DS");
   std::string tables;
   for (std::string line; std::getline(symbols, line);) {
-    if (line.find("V vtable for ") == std::string::npos) continue;
+    // Weak or not, as the compiler likes it; what is taken from elsewhere has no place.
+    if (line.find(" V vtable for ") == std::string::npos && line.find(" D vtable for ") == std::string::npos)
+      continue;
     std::istringstream numbers(line);
     std::uint64_t at = 0, size = 0;
     numbers >> std::hex >> at >> size;

@@ -93,7 +93,7 @@ TEST(Utils, TurnsExactlyTheNumbersOfAHeader) {
   TypV2KeyHeader header;
   std::memcpy(&header, file.data(), sizeof header);
   if constexpr (std::endian::native == std::endian::little) {
-    for (const std::size_t at : {0, 4, 8, 44}) std::reverse(file.begin() + at, file.begin() + at + 4);
+    for (const int at : {0, 4, 8, 44}) std::reverse(file.begin() + at, file.begin() + at + 4);
     for (std::size_t at = 88; at <= 152; at += 8) std::reverse(file.data() + at, file.data() + at + 8);
   }
   TypV2Utils().SwapHeader(&header);

@@ -240,7 +240,7 @@ std::string FormFor(const std::string& name, const std::string& key, const std::
 
 TEST(AesUnderCertificate, OpensslOpensWhatWeSeal) {
   for (const std::string name : {"rsa1024", "rsa4096"}) {
-    for (const std::size_t length : {0, 15, 16, 3743, 3744}) {
+    for (const std::size_t length : {0U, 15U, 16U, 3743U, 3744U}) {
       const Opened form = Seal(Sample(length), name + ".pem");
       ASSERT_EQ(form.first, 0);
       const std::string s = ValueOf(form.second, "S"), aed = ValueOf(form.second, "AED");

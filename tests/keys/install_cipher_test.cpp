@@ -61,7 +61,7 @@ TEST_F(InstallCipher, AgreesWithOpensslBothWays) {
 
 TEST_F(InstallCipher, TakesKeysOfExactly32Bytes) {
   WriteFile(in_, "x");
-  for (const std::size_t length : {0, 62, 63, 64, 65, 4096}) {
+  for (const std::size_t length : {0U, 62U, 63U, 64U, 65U, 4096U}) {
     key_ = std::string(length, '7');
     EXPECT_EQ(Encipher(), length == 63 || length == 64 ? kOk : install::kKey) << length;
   }

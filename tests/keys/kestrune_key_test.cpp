@@ -37,7 +37,7 @@ TEST_F(KestruneKeyTest, HandsOutRunsOnceAndRecordsThem) {
     personal.first_offset = row.offset;
     Write();
     Bytes want = FileNow();
-    for (const unsigned long long mode : {0, 1}) {
+    for (const unsigned long long mode : {0U, 1U}) {
       ASSERT_EQ(Open(mode), kOk);
       EXPECT_EQ(IsUnlocked(file()), mode == 0);
       ASSERT_EQ(Take(row.length), kOk);
@@ -187,7 +187,7 @@ TEST_F(KestruneKeyTest, KeepsItsKeyInNoFreedObject) {
   auto* const placed = ::new (static_cast<void*>(room)) TypV2KestruneKey;
   ASSERT_EQ(placed->InitCreate(&creator, "cle", 1, path().c_str(), personal.hex_password.c_str(), 0), kOk);
   placed->Kill();
-  placed->~TypV2KestruneKey();
+  placed->TypV2KestruneKey::~TypV2KestruneKey();
   EXPECT_EQ(std::search(room, std::end(room), tail.begin(), tail.end()), std::end(room));
 }
 

@@ -65,7 +65,7 @@ TEST_F(MasterKeyTest, ChecksItsReadsWeakly) {
 
   file.resize(kMasterPadAt + 10);
   WriteFile(path, file);
-  for (const unsigned long long mode : {0, 1}) {
+  for (const unsigned long long mode : {0U, 1U}) {
     ASSERT_EQ(Open(mode), kOk);
     EXPECT_EQ(Take(20), mode == 0 ? file::kRead : kOk);
     Bytes want = RunOf(master.pad, 0, 10);

@@ -61,7 +61,7 @@ struct CipherTest : ::testing::Test, KeysFolder {
 };
 
 TEST_F(CipherTest, IsReadByTheWitnessAndReadsIt) {
-  for (const std::size_t length : {1, 13, 100, 4096, 70000, 8191, 14, 15, 16, 255}) {
+  for (const std::size_t length : {1U, 13U, 100U, 4096U, 70000U, 8191U, 14U, 15U, 16U, 255U}) {
     const Bytes body = PadOf(length, length);
     Bytes sealed, opened;
     ASSERT_EQ(Seal(body, &sealed), kOk);
@@ -190,7 +190,7 @@ TEST_F(CipherTest, LoadsTheHeaderOfTheFileInTheCurrentFolder) {
   const auto start = std::filesystem::current_path();
   std::filesystem::current_path(path());
   EXPECT_EQ(cipher.LoadLinearKey(nullptr, nullptr, 10), file::kOpen);
-  for (const std::size_t bytes : {511, 512}) {
+  for (const std::size_t bytes : {511U, 512U}) {
     WriteFile(file, Bytes(bytes));
     EXPECT_EQ(cipher.LoadLinearKey(nullptr, nullptr, 10), bytes < 512 ? file::kRead : kOk);
   }

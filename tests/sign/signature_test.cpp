@@ -126,7 +126,7 @@ class Signing : public ::testing::Test {
 };
 
 TEST_F(Signing, WritesTheBlockThatTheWitnessMakes) {
-  for (const std::size_t bits : {1024, 2048, 3072, 4096}) {
+  for (const std::size_t bits : {1024U, 2048U, 3072U, 4096U}) {
     for (const char* kind : {"", "-protected"}) {
       const std::string data = "rsa" + std::to_string(bits) + kind;
       SCOPED_TRACE(data);
