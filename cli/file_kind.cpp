@@ -95,8 +95,10 @@ bool IsBlock(std::string_view text) {
          static_cast<unsigned char>(text[2]) <= kMostName;
 }
 
+// A SEQUENCE of more than 255 bytes: its tag and its length.
+constexpr std::size_t kLongHead = 4;
+
 bool IsDer(std::string_view text) {
-  constexpr std::size_t kLongHead = 4;
   return text.size() > kLongHead && text[0] == '\x30' && text[1] == '\x82' && text[kLongHead] != 0 &&
          (text[kLongHead] == '\x30' || text[kLongHead] == '\x02');
 }
@@ -132,7 +134,8 @@ FileKind KindOf(std::string_view beginning, unsigned long long size, const std::
   } else if (IsBlock(beginning)) {
     kind.what = What::kBlock;
   } else if (IsDer(beginning)) {
-    kind.what = beginning[4] == '\x02' ? What::kPrivateKey : What::kCertificate;
+    const bool is_key = beginning[kLongHead] == '\x02' || IsProtectedDer(beginning);
+    kind.what = is_key ? What::kPrivateKey : What::kCertificate;
   } else {
     kind.what = OfText(beginning);
     if (kind.what == What::kUnknown && size % kRoundedTo == 0 && LooksRandom(beginning))
@@ -162,6 +165,17 @@ FileKind KindOfContent(std::string_view content, const std::string& name) {
     while (kind.bytes > 0 && content[static_cast<std::size_t>(kind.bytes) - 1] == ' ') --kind.bytes;
   }
   return kind;
+}
+
+// It begins with an algorithm's identifier, a certificate with a version or a number.
+bool IsProtectedDer(std::string_view text) {
+  constexpr std::size_t kShortHead = 2;
+  constexpr unsigned char kFirstLong = 0x80;
+  if (!IsDer(text) || text[kLongHead] != '\x30' || text.size() < 2 * kLongHead + 1) return false;
+  const auto length = static_cast<unsigned char>(text[kLongHead + 1]);
+  if (length > kFirstLong + 2) return false;
+  const std::size_t head = length < kFirstLong ? kShortHead : kShortHead + length - kFirstLong;
+  return text[kLongHead + head] == '\x06';
 }
 
 FileKind KindOfFile(const std::string& path) {

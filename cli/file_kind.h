@@ -37,6 +37,9 @@ FileKind KindOfFile(const std::string& path);
 // The same of what is in memory; `name` is what it is or shall be called.
 FileKind KindOfContent(std::string_view content, const std::string& name);
 
+// Whether these are the first bytes of a private key in DER under a pass phrase (RFC 5958's EncryptedPrivateKeyInfo).
+bool IsProtectedDer(std::string_view text);
+
 // NAME.2YY, NAME.key, NAME.pem
 bool IsKeyName(const std::string& file_name);
 bool IsPadName(const std::string& file_name);

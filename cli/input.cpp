@@ -56,7 +56,10 @@ Content ReadDescriptor(int fd, const std::string& name) {
     }
   }
   // Whoever writes it anew meanwhile, or a server that is gone, must not have half of it signed or sealed.
-  if (used < expected && ::lseek(fd, 0, SEEK_CUR) < status.st_size) throw SystemFailure(EIO, name);
+  if (used < expected && ::lseek(fd, 0, SEEK_CUR) < status.st_size) {
+    throw Failure(Status::kCouldNot, Fill(_("{1} ends before its end."), {Printable(name)}),
+                  _("Try again when nobody writes it anew."));
+  }
   buffer.data()[used] = 0;
   return {std::move(buffer), used};
 }

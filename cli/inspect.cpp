@@ -80,9 +80,11 @@ void InspectPrivateKey(const std::string& path, const std::string& shown, std::s
   report.json["kind"] = "signing key";
   SayYear(YearOf(std::filesystem::path(shown).stem()), report);
   rsa_context key;
-  const int rc = x509parse_keyfile(&key, path.c_str(), nullptr);
+  // In DER, nothing but trying a pass phrase tells whether it is one.
+  const bool is_protected_der = IsProtectedDer(text);
+  const int rc = x509parse_keyfile(&key, path.c_str(), is_protected_der ? "?" : nullptr);
   if (rc == ERR_NO_MEMORY) throw std::bad_alloc();
-  const bool is_protected = text.find("ENCRYPTED") != std::string_view::npos;
+  const bool is_protected = text.find("ENCRYPTED") != std::string_view::npos || is_protected_der;
   report.json["protection"] = rc == ERR_X509_KEY_PASSWORD_MISMATCH ? "pass phrase"
                               : rc != 0 && is_protected            ? "unreadable"
                                                                    : "none";
@@ -103,18 +105,10 @@ void InspectPrivateKey(const std::string& path, const std::string& shown, std::s
   }
 }
 
-void InspectCertificate(const std::string& path, const std::string& shown, std::string_view text,
-                        Report& report) {
+void InspectCertificate(const std::string& path, const std::string& shown, Report& report) {
   x509_cert certificate;
   const int rc = x509parse_crtfile(&certificate, path.c_str());
   if (rc == ERR_NO_MEMORY) throw std::bad_alloc();
-  rsa_context key;
-  // A key in DER that is protected begins as certificates do.
-  if (rc < 0 && text.find("-----BEGIN") == std::string_view::npos) {
-    const int key_rc = x509parse_keyfile(&key, path.c_str(), "?");
-    if (key_rc == 0 || key_rc == ERR_X509_KEY_PASSWORD_MISMATCH)
-      return InspectPrivateKey(path, shown, "ENCRYPTED", report);
-  }
   report.heading = _("certificate");
   report.json["kind"] = "certificate";
   SayYear(YearOf(std::filesystem::path(shown).stem()), report);
@@ -198,7 +192,7 @@ Report Inspect(const std::string& path, const std::string& shown) {
       InspectPrivateKey(path, shown, text.size() > 0 ? text.view() : "", report);
       break;
     case What::kCertificate:
-      InspectCertificate(path, shown, text.size() > 0 ? text.view() : "", report);
+      InspectCertificate(path, shown, report);
       break;
     case What::kInstallation:
       report.heading = _("perhaps a packed key file");

@@ -139,7 +139,19 @@ class Keys(Case):
         self.write("damaged", damaged)
         self.write("cut", self.read(self.personal)[:5000])
         self.write("named", sealed(cell(b"\x1b[2J", b"", xml=b"<SIGN><N>\x1b]0;x\x07</N></SIGN>")))
+        for words in (["ec", "-in", DATA / "ec.key", "-out", "ec.key"],
+                      ["pkcs8", "-topk8", "-v2", "des3", "-outform", "DER", "-passout", "pass:x", "-in", self.signing + ".key", "-out", "der"],
+                      ["pkcs8", "-topk8", "-v2", "camellia-256-cbc", "-outform", "DER", "-passout", "pass:x", "-in", self.signing + ".key",
+                       "-out", "unread"]):
+            subprocess.run(["openssl", *words], check=True, cwd=self.folder, capture_output=True)
+        for name, kind in [("no.key", "RSA PRIVATE KEY"), ("no.pem", "CERTIFICATE")]:
+            self.write(name, f"-----BEGIN {kind}-----\nAAAA\n-----END {kind}-----\n")
+        self.write("nothing", b"")
+        self.expect(["keys", "pack", self.personal, "-o", "packed", *TRANSPORT_KEY])
         for words, status, *lines in [
+            (["ec.key", "no.key", "no.pem", "nothing"], NO, "elliptic-curve", "cannot be read as an RSA key", "its key is no RSA", "empty file"),
+            (["der", "packed"], DONE, "signing key.*with a pass phrase", "perhaps a packed key file"),
+            (["unread"], NO, "signing key.*protected in a way that is not read here", "openssl rsa"),
             (["m"], DONE, "transport block", "signature by medecin.z", "    DATA  .*from medecin; key durand.*enciphered"),
             (["damaged"], NO, "the digest does not hold: .*-73", "AUTH", "the digest holds", "DATA"),
             (["named"], DONE, r"\\x1b\[2J"),

@@ -72,8 +72,11 @@ class Messages(Case):
             (["--to", ""], "is no address"),
             (["-o", "no/m.tr"], "no/m.tr: there is no such"),
             (["-s", "autre"], "autre: There is no signing key of"),
+            (["--attach", "note.txt"] * 100, "99 attachments at most"),
         ]:
             self.seal(*words, status=COULD_NOT, err=err)
+        for text, err in [(b"", "standard input is empty: there is nothing"), (b"a\0b", "a zero byte.*\n.*--attach")]:
+            self.expect(["seal", "--to", "a@b.example", *PHRASE], COULD_NOT, stdin=text, err=err)
         self.expect(["seal", "note.txt", *PHRASE], COULD_NOT, err="There is no recipient")
         self.assertEqual(self.read(f"keys/durand.{PERSONAL_YEAR}"), key)
         self.add_signing_key("second", "rsa2048")

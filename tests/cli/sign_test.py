@@ -27,6 +27,7 @@ class Signatures(Case):
         for stdin, err in [(b"", "no text to sign"), (b"a\0b", "zero byte"), (bytes([200]) * 64, "These 64 bytes are no text"),
                            (b"x" * 246, r"246 bytes, more than this key signs. \(code -94\)\n.*--file FILE")]:
             self.expect(["sign"], COULD_NOT, stdin=stdin, err=err)
+        self.expect(["sign", "x", "--file", "phrase"], COULD_NOT, err="A text and a file")
         self.expect(["sign", "-s", "autre", "x"], COULD_NOT, err="autre: There is no signing key")
 
     def test_pass_phrases(self):
@@ -54,6 +55,10 @@ class ShortTexts(Case):
         self.expect(["decrypt", "h.enc"], out="bonjour")
         self.expect(["encrypt", "--to", holder], COULD_NOT, stdin=b"x" * 3744, err="3744 bytes, and 3743 at most")
         self.expect(["encrypt", "--to", "nobody", "note"], COULD_NOT, err="nobody.pem: there is no such")
+        self.expect(["encrypt", "--to", f"../keys/{holder}", "note"], COULD_NOT, err="is no name of a certificate")
+        self.expect(["encrypt", *PHRASE], COULD_NOT, stdin=b"a\0b", err="zero byte.*\n.*kestrune seal")
+        self.write("long", "x" * 33)
+        self.expect(["encrypt", "note", "--passphrase-file", "long"], err="first 32 characters")
         self.expect(["decrypt", "note"], NO, err="note is no text that kestrune encrypt made")
         (self.folder / f"keys/{holder}.key").unlink()
         self.expect(["decrypt", "h.enc"], COULD_NOT, err=f"{holder}.key is not in")

@@ -19,6 +19,7 @@ class Usage(Case):
             (["sign", "-s"], "--signer wants one value"),
             (["sign", "-p", "geheim", "x"], '"-p" is not understood here'),
             (["open"], "FILE is missing"),
+            (["open", "x", "--deadline", "bald"], "A value that is not possible: .*bald"),
             (["--color", "rot", "sign", "x"], "auto, always or never"),
             (["sign", "x", "-k", "nowhere"], "nowhere/: there is no such.*\n.*KESTRUNE_KEYS"),
         ]:
