@@ -29,6 +29,14 @@ void Grow(SecretCBuffer& buffer, std::size_t used) {
 
 }  // namespace
 
+void RefuseEarlyEnd(int fd, const std::string& name) {
+  struct stat status {};
+  if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) return;
+  if (::lseek(fd, 0, SEEK_CUR) >= status.st_size) return;
+  throw Failure(Status::kCouldNot, Fill(_("{1} ends before its end."), {Printable(name)}),
+                _("Try again when nobody writes it anew."));
+}
+
 std::string NameOf(const std::string& path, bool is_output) {
   return path != kStandard ? path : is_output ? _("standard output") : _("standard input");
 }
@@ -56,10 +64,7 @@ Content ReadDescriptor(int fd, const std::string& name) {
     }
   }
   // Whoever writes it anew meanwhile, or a server that is gone, must not have half of it signed or sealed.
-  if (used < expected && ::lseek(fd, 0, SEEK_CUR) < status.st_size) {
-    throw Failure(Status::kCouldNot, Fill(_("{1} ends before its end."), {Printable(name)}),
-                  _("Try again when nobody writes it anew."));
-  }
+  RefuseEarlyEnd(fd, name);
   buffer.data()[used] = 0;
   return {std::move(buffer), used};
 }

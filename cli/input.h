@@ -30,6 +30,9 @@ inline constexpr char kStandard[] = "-";  // as a file name: standard input or o
 // How a file is called in messages.
 std::string NameOf(const std::string& path, bool is_output = false);
 
+// For a regular file of which the system says that nothing is left though more was: throws.
+void RefuseEarlyEnd(int fd, const std::string& name);
+
 // Throws what the system says; also for a file of more than two gigabytes, which nothing here takes.
 Content ReadFile(const std::string& path);
 Content ReadDescriptor(int fd, const std::string& name);

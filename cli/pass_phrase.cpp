@@ -29,6 +29,7 @@ Secret ReadLine(int fd, const std::string& name) {
   for (;;) {
     const ssize_t got = Uninterrupted([&] { return ::read(fd, &byte, 1); });
     if (got < 0) throw SystemFailure(errno, name);
+    if (got == 0) RefuseEarlyEnd(fd, name);
     if (got == 0 || byte == '\n') break;
     if (used == kMostCharacters) {
       throw Failure(Status::kCouldNot, Fill(_("{1}: the pass phrase is too long."), {name}),

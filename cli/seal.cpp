@@ -51,6 +51,30 @@ struct Attachment {
   Content content;
 };
 
+// The library's envelope leaves out a text or an attachment that cannot be signed, and what comes behind counts. Here
+// nothing may be missing: what failed is remembered.
+class WatchedSigner : public TypApiV2Signature {
+ public:
+  explicit WatchedSigner(Result* failed) : failed_(failed) {}
+  int GetSignatureXMLLight(const unsigned char* data, std::uint32_t length, char* out, long mode) override {
+    const Result rc = TypApiV2Signature::GetSignatureXMLLight(data, length, out, mode);
+    if (rc != kOk) *failed_ = rc;
+    return rc;
+  }
+
+ private:
+  Result* const failed_;
+};
+
+class WatchingCreator : public TypV2InstanceCreatorUnix {
+ public:
+  TypApiV2Signature* newTypApiV2Signature() override { return new (std::nothrow) WatchedSigner(&failed_); }
+  Result failed() const { return failed_; }
+
+ private:
+  Result failed_ = kOk;
+};
+
 // The library's envelope, with attachments that were read before: it would leave out what it cannot read.
 class Envelope : public TypV2CryptoInterfaceUnix {
  public:
@@ -204,7 +228,7 @@ struct Sealed {
 };
 
 Result SealLetter(const Letter& letter, Keys& keys, const std::string& subject, Sealed* sealed) {
-  TypV2InstanceCreatorUnix creator;
+  WatchingCreator creator;
   Owned<Envelope> envelope(new (std::nothrow) Envelope(&letter.attachments));
   const char* folder = keys.folder.c_str();
   if (const Result rc = envelope.Init(&creator, folder, folder); rc != kOk) return rc;
@@ -214,7 +238,7 @@ Result SealLetter(const Letter& letter, Keys& keys, const std::string& subject, 
   std::string numbers;
   for (std::size_t i = 0; i < letter.attachments.size(); ++i)
     numbers += (i == 0 ? "" : "|") + std::to_string(i);
-  return sealed->block.Receive([&](unsigned char** block, unsigned long long* length) {
+  const Result rc = sealed->block.Receive([&](unsigned char** block, unsigned long long* length) {
     return envelope->CrypterSigner(
         keys.user.name.c_str(), hex.text(), keys.signer.name.c_str(), keys.signing_pass_phrase.text(),
         letter.to.c_str(), letter.cc.c_str(), letter.bcc.c_str(),
@@ -222,6 +246,7 @@ Result SealLetter(const Letter& letter, Keys& keys, const std::string& subject, 
         nullptr, letter.text.size() == 0 ? nullptr : letter.text.text(),
         numbers.empty() ? nullptr : numbers.c_str(), nullptr, block, length, sealed->identifier.data());
   });
+  return rc == kOk ? creator.failed() : rc;
 }
 
 Keys ChooseKeys(Options& options, const std::string& folder) {
